@@ -1,0 +1,13 @@
+# Every third-party dependency, found once for the whole tree. scripts/setup.sh installs them.
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets Network Concurrent DBus Svg Test)
+find_package(QCoro6 REQUIRED COMPONENTS Core Network DBus)
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(MPV REQUIRED IMPORTED_TARGET mpv)
+pkg_check_modules(TAGLIB REQUIRED IMPORTED_TARGET taglib)
+find_package(SQLite3 REQUIRED)
+if(LUMEVAR_BUILD_TESTS)
+  find_package(GTest REQUIRED)
+endif()
+if(LUMEVAR_BUILD_BENCH)
+  find_package(benchmark REQUIRED)
+endif()

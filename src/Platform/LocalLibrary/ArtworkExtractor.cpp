@@ -1,0 +1,177 @@
+#include "Platform/LocalLibrary/ArtworkExtractor.h"
+
+#include "Support/Log.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFileInfo>
+#include <QSaveFile>
+
+#include <taglib/aifffile.h>
+#include <taglib/attachedpictureframe.h>
+#include <taglib/flacfile.h>
+#include <taglib/id3v2tag.h>
+#include <taglib/mp4file.h>
+#include <taglib/mpegfile.h>
+#include <taglib/oggflacfile.h>
+#include <taglib/opusfile.h>
+#include <taglib/vorbisfile.h>
+#include <taglib/wavfile.h>
+#include <taglib/xiphcomment.h>
+
+namespace {
+
+QByteArray toQByteArray(const TagLib::ByteVector &bytes)
+{
+    return QByteArray(bytes.data(), qsizetype(bytes.size()));
+}
+
+QByteArray pictureFromID3v2(const TagLib::ID3v2::Tag *tag)
+{
+    if (!tag)
+        return {};
+    QByteArray first;
+    for (const TagLib::ID3v2::Frame *frame : tag->frameListMap()["APIC"]) {
+        const auto *picture = dynamic_cast<const TagLib::ID3v2::AttachedPictureFrame *>(frame);
+        if (!picture || picture->picture().isEmpty())
+            continue;
+        if (picture->type() == TagLib::ID3v2::AttachedPictureFrame::FrontCover)
+            return toQByteArray(picture->picture());
+        if (first.isEmpty())
+            first = toQByteArray(picture->picture());
+    }
+    return first;
+}
+
+QByteArray pictureFromList(const TagLib::List<TagLib::FLAC::Picture *> &pictures)
+{
+    QByteArray first;
+    for (const TagLib::FLAC::Picture *picture : pictures) {
+        if (!picture || picture->data().isEmpty())
+            continue;
+        if (picture->type() == TagLib::FLAC::Picture::FrontCover)
+            return toQByteArray(picture->data());
+        if (first.isEmpty())
+            first = toQByteArray(picture->data());
+    }
+    return first;
+}
+
+QByteArray pictureFromXiph(TagLib::Ogg::XiphComment *comment)
+{
+    return comment ? pictureFromList(comment->pictureList()) : QByteArray();
+}
+
+QByteArray pictureFromMP4(const TagLib::MP4::Tag *tag)
+{
+    if (!tag || !tag->contains("covr"))
+        return {};
+    for (const TagLib::MP4::CoverArt &art : tag->item("covr").toCoverArtList()) {
+        if (!art.data().isEmpty())
+            return toQByteArray(art.data());
+    }
+    return {};
+}
+
+// The file extension for picture bytes, from their signature.
+QString imageExtension(const QByteArray &bytes)
+{
+    if (bytes.startsWith("\x89PNG"))
+        return QStringLiteral("png");
+    if (bytes.startsWith("\xFF\xD8"))
+        return QStringLiteral("jpg");
+    if (bytes.startsWith("GIF8"))
+        return QStringLiteral("gif");
+    if (bytes.startsWith("BM"))
+        return QStringLiteral("bmp");
+    if (bytes.startsWith("RIFF") && bytes.mid(8, 4) == "WEBP")
+        return QStringLiteral("webp");
+    return QStringLiteral("img");
+}
+
+} // namespace
+
+ArtworkExtractor::ArtworkExtractor(QString cacheFolder) : m_cacheFolder(std::move(cacheFolder)) {}
+
+QByteArray ArtworkExtractor::embeddedPicture(TagLib::File &file)
+{
+    if (auto *mpeg = dynamic_cast<TagLib::MPEG::File *>(&file))
+        return mpeg->hasID3v2Tag() ? pictureFromID3v2(mpeg->ID3v2Tag()) : QByteArray();
+    if (auto *flac = dynamic_cast<TagLib::FLAC::File *>(&file)) {
+        QByteArray picture = pictureFromList(flac->pictureList());
+        if (picture.isEmpty() && flac->hasXiphComment())
+            picture = pictureFromXiph(flac->xiphComment());
+        return picture;
+    }
+    if (auto *vorbis = dynamic_cast<TagLib::Ogg::Vorbis::File *>(&file))
+        return pictureFromXiph(vorbis->tag());
+    if (auto *opus = dynamic_cast<TagLib::Ogg::Opus::File *>(&file))
+        return pictureFromXiph(opus->tag());
+    if (auto *oggFlac = dynamic_cast<TagLib::Ogg::FLAC::File *>(&file))
+        return pictureFromXiph(oggFlac->tag());
+    if (auto *mp4 = dynamic_cast<TagLib::MP4::File *>(&file))
+        return pictureFromMP4(mp4->tag());
+    if (auto *wav = dynamic_cast<TagLib::RIFF::WAV::File *>(&file))
+        return wav->hasID3v2Tag() ? pictureFromID3v2(wav->ID3v2Tag()) : QByteArray();
+    if (auto *aiff = dynamic_cast<TagLib::RIFF::AIFF::File *>(&file))
+        return aiff->hasID3v2Tag() ? pictureFromID3v2(aiff->tag()) : QByteArray();
+    return {};
+}
+
+QString ArtworkExtractor::extractEmbedded(TagLib::File &file)
+{
+    const QByteArray picture = embeddedPicture(file);
+    return picture.isEmpty() ? QString() : store(picture);
+}
+
+QString ArtworkExtractor::store(const QByteArray &picture)
+{
+    const QString name = QString::fromLatin1(QCryptographicHash::hash(picture, QCryptographicHash::Sha256).toHex())
+                         + u'.' + imageExtension(picture);
+    const QString path = m_cacheFolder + u'/' + name;
+    if (m_stored.contains(name))
+        return path;
+    if (QFileInfo::exists(path)) { // written by an earlier scan
+        m_stored.insert(name);
+        return path;
+    }
+    if (!m_cacheFolderReady) {
+        if (!QDir().mkpath(m_cacheFolder)) {
+            Log::error(Log::collection(), "Failed to create the artwork folder %@", m_cacheFolder);
+            return {};
+        }
+        m_cacheFolderReady = true;
+    }
+    QSaveFile out(path);
+    if (!out.open(QIODevice::WriteOnly) || out.write(picture) != picture.size() || !out.commit()) {
+        Log::error(Log::collection(), "Failed to write artwork %@: %@", path, out.errorString());
+        return {};
+    }
+    m_stored.insert(name);
+    return path;
+}
+
+QString ArtworkExtractor::coverBeside(const QString &directory)
+{
+    const auto known = m_coverByDirectory.constFind(directory);
+    if (known != m_coverByDirectory.constEnd())
+        return *known;
+
+    static const QStringList baseNames = {QStringLiteral("cover"), QStringLiteral("folder"),
+                                          QStringLiteral("front"), QStringLiteral("album")};
+    static const QStringList extensions = {QStringLiteral("jpg"), QStringLiteral("jpeg"), QStringLiteral("png"),
+                                           QStringLiteral("webp"), QStringLiteral("gif"), QStringLiteral("bmp")};
+    QString found;
+    int bestRank = int(baseNames.size());
+    const QStringList files = QDir(directory).entryList(QDir::Files | QDir::Readable, QDir::Name);
+    for (const QString &file : files) {
+        const QFileInfo info(file);
+        const int rank = int(baseNames.indexOf(info.completeBaseName().toLower()));
+        if (rank < 0 || rank >= bestRank || !extensions.contains(info.suffix().toLower()))
+            continue;
+        bestRank = rank;
+        found = directory + u'/' + file;
+    }
+    m_coverByDirectory.insert(directory, found);
+    return found;
+}

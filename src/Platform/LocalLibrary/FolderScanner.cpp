@@ -1,0 +1,71 @@
+#include "Platform/LocalLibrary/FolderScanner.h"
+
+#include "Platform/LocalLibrary/ArtworkExtractor.h"
+#include "Platform/LocalLibrary/PlaylistFileReader.h"
+#include "Platform/LocalLibrary/TrackReader.h"
+#include "Support/Log.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QSet>
+
+FolderScanner::FolderScanner(QString folder, QString artworkCacheFolder)
+    : m_folder(QDir::cleanPath(QFileInfo(folder).absoluteFilePath())), m_artworkCacheFolder(std::move(artworkCacheFolder))
+{
+}
+
+bool FolderScanner::isAudioFile(const QString &path)
+{
+    static const QSet<QString> suffixes = {
+        QStringLiteral("mp3"), QStringLiteral("flac"), QStringLiteral("ogg"), QStringLiteral("oga"),
+        QStringLiteral("opus"), QStringLiteral("m4a"), QStringLiteral("m4b"), QStringLiteral("mp4"),
+        QStringLiteral("aac"), QStringLiteral("wav"), QStringLiteral("aif"), QStringLiteral("aiff"),
+        QStringLiteral("wv"), QStringLiteral("ape"), QStringLiteral("mpc"), QStringLiteral("wma"),
+    };
+    return suffixes.contains(QFileInfo(path).suffix().toLower());
+}
+
+ScanResult FolderScanner::scan(const std::atomic<bool> *stop) const
+{
+    QElapsedTimer timer;
+    timer.start();
+
+    const auto stopped = [stop] { return stop && stop->load(std::memory_order_relaxed); };
+    QStringList audioPaths;
+    QStringList playlistPaths;
+    QDirIterator it(m_folder, QDir::Files | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+    while (it.hasNext() && !stopped()) {
+        const QString path = QDir::cleanPath(it.next());
+        if (isAudioFile(path))
+            audioPaths.append(path);
+        else if (PlaylistFileReader::isPlaylistFile(path))
+            playlistPaths.append(path);
+    }
+    // Directory order depends on the file system; sorted paths make every scan alike.
+    audioPaths.sort();
+    playlistPaths.sort();
+
+    ScanResult result;
+    ArtworkExtractor artwork(m_artworkCacheFolder);
+    result.tracks.reserve(audioPaths.size());
+    for (const QString &path : std::as_const(audioPaths)) {
+        if (stopped())
+            return result;
+        if (auto track = TrackReader::read(path, m_folder, artwork))
+            result.tracks.append(std::move(*track));
+        else
+            ++result.skippedFiles;
+    }
+    for (const QString &path : std::as_const(playlistPaths)) {
+        if (auto playlist = PlaylistFileReader::read(path)) {
+            playlist->relativePath = QDir(m_folder).relativeFilePath(playlist->path);
+            result.playlists.append(std::move(*playlist));
+        }
+    }
+
+    Log::info(Log::collection(), "Scanned %@: %d songs, %d playlists, %d unreadable files in %d ms", m_folder,
+              int(result.tracks.size()), int(result.playlists.size()), result.skippedFiles, int(timer.elapsed()));
+    return result;
+}

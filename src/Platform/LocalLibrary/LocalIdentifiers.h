@@ -1,0 +1,27 @@
+#pragma once
+// Identifiers of the local library: a prefix per kind and a hash of a normalised key (a path
+// relative to the library folder, or a case-folded name). They stay the same across scans and
+// runs, and the prefixes keep the kinds apart.
+
+#include "Platform/Music/MusicTypes.h"
+
+namespace LocalIdentifiers {
+
+inline constexpr const char *song = "s";
+inline constexpr const char *album = "al";
+inline constexpr const char *artist = "ar";
+inline constexpr const char *playlist = "pl";
+inline constexpr const char *station = "st";
+inline constexpr const char *mix = "mfy";
+inline constexpr const char *recommendation = "rec";
+
+// "<prefix>.<16 hex digits>" from the key after Unicode and case normalisation.
+MusicItemID make(const char *prefix, const QString &key);
+
+// The key of a name: trimmed, Unicode NFC, case-folded, so "The Band" and "the band " match.
+QString nameKey(const QString &name);
+
+// True when the identifier carries the given kind prefix.
+bool hasKind(const MusicItemID &id, const char *prefix);
+
+} // namespace LocalIdentifiers

@@ -1,0 +1,273 @@
+#include "Platform/LocalLibrary/LocalLibraryService.h"
+
+#include "Platform/LocalLibrary/FolderScanner.h"
+#include "Platform/LocalLibrary/LibraryIndex.h"
+#include "Platform/LocalLibrary/LocalRecommendations.h"
+#include "Support/Error.h"
+#include "Support/Log.h"
+
+#include <QCoroFuture>
+#include <QDir>
+#include <QFileInfo>
+#include <QPointer>
+#include <QRandomGenerator>
+#include <QStandardPaths>
+#include <QtConcurrent>
+#include <algorithm>
+
+struct LocalLibraryService::Snapshot {
+    LibraryIndex index;
+    LocalRecommendations recommendations;
+};
+
+namespace {
+
+template <typename T>
+LibraryPage<T> pageOf(const QList<T> &all, int offset, int limit)
+{
+    LibraryPage<T> page;
+    page.totalCount = int(all.size());
+    page.offset = std::clamp(offset, 0, page.totalCount);
+    if (limit > 0)
+        page.items = all.mid(page.offset, limit);
+    return page;
+}
+
+} // namespace
+
+LocalLibraryService::LocalLibraryService(QString folder, QString artworkCacheFolder, QObject *parent)
+    : QObject(parent),
+      m_folder(QDir::cleanPath(QFileInfo(folder).absoluteFilePath())),
+      m_artworkCacheFolder(artworkCacheFolder.isEmpty()
+                               ? QStandardPaths::writableLocation(QStandardPaths::CacheLocation) + QStringLiteral("/LocalLibraryArtwork")
+                               : std::move(artworkCacheFolder)),
+      m_status(checkFolder()),
+      m_stopScan(std::make_shared<std::atomic<bool>>(false))
+{
+    m_scanPool.setMaxThreadCount(1);
+}
+
+LocalLibraryService::~LocalLibraryService()
+{
+    // A running scan stops at its next file; the pool's destructor then waits for it.
+    m_stopScan->store(true);
+}
+
+QString LocalLibraryService::defaultMusicFolder()
+{
+    const QString music = QStandardPaths::writableLocation(QStandardPaths::MusicLocation);
+    return music.isEmpty() ? QDir::homePath() + QStringLiteral("/Music") : music;
+}
+
+MusicAuthorizationStatus LocalLibraryService::checkFolder() const
+{
+    const QFileInfo info(m_folder);
+    return info.isDir() && info.isReadable() && info.isExecutable() ? MusicAuthorizationStatus::authorized
+                                                                    : MusicAuthorizationStatus::denied;
+}
+
+MusicAuthorizationStatus LocalLibraryService::authorizationStatus() const { return m_status; }
+
+QCoro::Task<MusicAuthorizationStatus> LocalLibraryService::requestAuthorization()
+{
+    m_status = checkFolder();
+    if (m_status != MusicAuthorizationStatus::authorized)
+        Log::notice(Log::collection(), "Music folder %@ is missing or not readable", m_folder);
+    co_return m_status;
+}
+
+void LocalLibraryService::startScan()
+{
+    const int generation = ++m_scanGeneration;
+    Log::debug(Log::collection(), "Scanning %@ (scan %d)", m_folder, generation);
+    m_scan = QtConcurrent::run(&m_scanPool, [folder = m_folder, cache = m_artworkCacheFolder, stop = m_stopScan] {
+        const ScanResult scan = FolderScanner(folder, cache).scan(stop.get());
+        auto snapshot = std::make_shared<Snapshot>();
+        snapshot->index = LibraryIndex(scan);
+        snapshot->recommendations = LocalRecommendations(snapshot->index);
+        return std::shared_ptr<const Snapshot>(std::move(snapshot));
+    });
+}
+
+QCoro::Task<std::shared_ptr<const LocalLibraryService::Snapshot>> LocalLibraryService::library()
+{
+    if (m_snapshot && !m_scan)
+        co_return m_snapshot;
+    if (!m_scan) {
+        m_status = checkFolder();
+        if (m_status != MusicAuthorizationStatus::authorized)
+            throw MusicError(MusicError::notAuthorized, QStringLiteral("The music folder %1 is missing or not readable").arg(m_folder));
+        startScan();
+    }
+
+    const QFuture<std::shared_ptr<const Snapshot>> scan = *m_scan;
+    const int generation = m_scanGeneration;
+    QPointer self(this);
+    co_await QFuture<void>(scan);
+    if (!self)
+        throw CancellationError();
+
+    std::shared_ptr<const Snapshot> snapshot;
+    try {
+        snapshot = scan.result();
+    } catch (...) {
+        const Error error = errorFromCurrentException();
+        if (generation == m_scanGeneration)
+            m_scan.reset(); // the next call tries again
+        Log::error(Log::collection(), "Failed to scan the music folder: %@", error);
+        throw MusicError(MusicError::serviceFailed, error.localizedDescription());
+    }
+    // The first waiter to resume installs the result; a newer scan's result wins over an older one.
+    if (generation == m_scanGeneration && m_scan) {
+        m_scan.reset();
+        m_snapshot = snapshot;
+        m_stationQueues.clear();
+        Q_EMIT libraryChanged();
+    }
+    co_return snapshot;
+}
+
+QCoro::Task<void> LocalLibraryService::rescan()
+{
+    m_status = checkFolder();
+    if (m_status != MusicAuthorizationStatus::authorized)
+        throw MusicError(MusicError::notAuthorized, QStringLiteral("The music folder %1 is missing or not readable").arg(m_folder));
+    startScan();
+    co_await library();
+}
+
+QCoro::Task<LibraryPage<Playlist>> LocalLibraryService::libraryPlaylists(int offset, int limit)
+{
+    const auto snapshot = co_await library();
+    co_return pageOf(snapshot->index.playlists(), offset, limit);
+}
+
+QCoro::Task<LibraryPage<Album>> LocalLibraryService::libraryAlbums(int offset, int limit)
+{
+    const auto snapshot = co_await library();
+    co_return pageOf(snapshot->index.albums(), offset, limit);
+}
+
+QCoro::Task<LibraryPage<Artist>> LocalLibraryService::libraryArtists(int offset, int limit)
+{
+    const auto snapshot = co_await library();
+    co_return pageOf(snapshot->index.artists(), offset, limit);
+}
+
+QCoro::Task<LibraryPage<Song>> LocalLibraryService::librarySongs(int offset, int limit)
+{
+    const auto snapshot = co_await library();
+    co_return pageOf(snapshot->index.songs(), offset, limit);
+}
+
+QCoro::Task<QList<Song>> LocalLibraryService::librarySongsAdded(QDateTime since)
+{
+    const auto snapshot = co_await library();
+    QList<Song> added;
+    for (const Song &song : snapshot->index.songs()) {
+        if (song.libraryAddedDate && *song.libraryAddedDate >= since)
+            added.append(song);
+    }
+    std::sort(added.begin(), added.end(), [](const Song &a, const Song &b) {
+        return *a.libraryAddedDate != *b.libraryAddedDate ? *a.libraryAddedDate > *b.libraryAddedDate : a.id < b.id;
+    });
+    co_return added;
+}
+
+QCoro::Task<QList<Song>> LocalLibraryService::tracks(Playlist playlist)
+{
+    const auto snapshot = co_await library();
+    if (auto songs = snapshot->index.playlistTracks(playlist.id))
+        co_return *songs;
+    if (const QList<MusicItemID> *mix = snapshot->recommendations.mixSongs(playlist.id))
+        co_return snapshot->index.songs(*mix);
+    throw MusicError(MusicError::notFound, QStringLiteral("No playlist %1").arg(playlist.id.rawValue()));
+}
+
+QCoro::Task<QList<Song>> LocalLibraryService::tracks(Album album)
+{
+    const auto snapshot = co_await library();
+    if (auto songs = snapshot->index.albumTracks(album.id))
+        co_return *songs;
+    throw MusicError(MusicError::notFound, QStringLiteral("No album %1").arg(album.id.rawValue()));
+}
+
+QCoro::Task<QList<Song>> LocalLibraryService::tracks(Artist artist)
+{
+    const auto snapshot = co_await library();
+    if (auto songs = snapshot->index.artistTracks(artist.id))
+        co_return *songs;
+    throw MusicError(MusicError::notFound, QStringLiteral("No artist %1").arg(artist.id.rawValue()));
+}
+
+QCoro::Task<QList<MusicPersonalRecommendation>> LocalLibraryService::personalRecommendations()
+{
+    const auto snapshot = co_await library();
+    co_return snapshot->recommendations.groups();
+}
+
+QCoro::Task<QList<Song>> LocalLibraryService::stationSongs(Station station, int count)
+{
+    const auto snapshot = co_await library();
+    const QList<MusicItemID> *pool = snapshot->recommendations.stationSongs(station.id);
+    if (!pool)
+        throw MusicError(MusicError::notFound, QStringLiteral("No station %1").arg(station.id.rawValue()));
+    co_return snapshot->index.songs(nextStationSongs(station.id, *pool, count));
+}
+
+QList<MusicItemID> LocalLibraryService::nextStationSongs(const MusicItemID &stationID, const QList<MusicItemID> &pool,
+                                                         int count)
+{
+    // A shuffled pass over the station's songs, then another: random, endless, and no song comes
+    // back before the others have played (nor twice in a row across passes).
+    QList<MusicItemID> &queue = m_stationQueues[stationID];
+    QList<MusicItemID> picked;
+    auto *random = QRandomGenerator::global();
+    while (picked.size() < count && !pool.isEmpty()) {
+        if (queue.isEmpty()) {
+            queue = pool;
+            for (qsizetype i = queue.size() - 1; i > 0; --i)
+                std::swap(queue[i], queue[qsizetype(random->bounded(quint64(i + 1)))]);
+            if (queue.size() > 1 && !picked.isEmpty() && queue.last() == picked.last())
+                std::swap(queue.first(), queue.last());
+        }
+        picked.append(queue.takeLast());
+    }
+    return picked;
+}
+
+QCoro::Task<CatalogSearchResponse> LocalLibraryService::searchCatalog(QString, int)
+{
+    // The music folder has no catalog beyond the library itself.
+    co_return CatalogSearchResponse{};
+}
+
+QCoro::Task<Artist> LocalLibraryService::catalogArtistWithTopSongs(MusicItemID artistID)
+{
+    const auto snapshot = co_await library();
+    const Artist *artist = snapshot->index.artist(artistID);
+    if (!artist)
+        throw MusicError(MusicError::notFound, QStringLiteral("No artist %1").arg(artistID.rawValue()));
+    Artist answer = *artist;
+    answer.topSongs.reset(); // no play counts to rank songs by
+    co_return answer;
+}
+
+QCoro::Task<void> LocalLibraryService::addToLibrary(MusicItemID songID)
+{
+    // Every song of the folder is in the library already.
+    const auto snapshot = co_await library();
+    if (!snapshot->index.song(songID))
+        throw MusicError(MusicError::notFound, QStringLiteral("No song %1").arg(songID.rawValue()));
+}
+
+QCoro::Task<QUrl> LocalLibraryService::playableURL(PlayParameters parameters)
+{
+    const auto snapshot = co_await library();
+    const QString path = snapshot->index.filePath(parameters.id);
+    if (path.isEmpty() || (!parameters.kind.isEmpty() && parameters.kind != QLatin1String("song")))
+        throw MusicError(MusicError::unplayable, QStringLiteral("%1 is not a song of the library").arg(parameters.id.rawValue()));
+    if (!QFileInfo::exists(path))
+        throw MusicError(MusicError::unplayable, QStringLiteral("%1 has been removed").arg(path));
+    co_return QUrl::fromLocalFile(path);
+}

@@ -1,0 +1,13 @@
+#include "Platform/Music/MusicService.h"
+
+namespace {
+MusicService *installedService = nullptr;
+}
+
+MusicService &MusicService::shared()
+{
+    Q_ASSERT_X(installedService, "MusicService::shared", "no music service installed");
+    return *installedService;
+}
+
+void MusicService::setShared(MusicService *service) { installedService = service; }

@@ -1,0 +1,64 @@
+#pragma once
+// The music service as Lumevar sees it: the user's library, the catalog, recommendations,
+// authorization, and the resolution of play parameters into something the audio engine can
+// load. Each backend (the local music folder today, a catalog service later) implements it.
+// Every asynchronous call resumes on the thread that awaited it (the main thread) and reports
+// failures by throwing an Error.
+
+#include "Platform/Music/MusicTypes.h"
+
+#include <QCoroTask>
+
+// One batch of a long library listing. offset is the index of items.first() in the whole list.
+template <typename T>
+struct LibraryPage {
+    QList<T> items;
+    int offset = 0;
+    int totalCount = 0; // across all pages
+    bool hasMore() const { return offset + items.size() < totalCount; }
+};
+
+class MusicService {
+public:
+    virtual ~MusicService() = default;
+
+    // The service of the process, installed at start-up (tests install a fake).
+    static MusicService &shared();
+    static void setShared(MusicService *service);
+
+    // Authorization. A denied backend makes the application show its unavailable screen.
+    virtual MusicAuthorizationStatus authorizationStatus() const = 0;
+    virtual QCoro::Task<MusicAuthorizationStatus> requestAuthorization() = 0;
+
+    // The library, in pages of at most limit items, in a stable order.
+    virtual QCoro::Task<LibraryPage<Playlist>> libraryPlaylists(int offset, int limit) = 0;
+    virtual QCoro::Task<LibraryPage<Album>> libraryAlbums(int offset, int limit) = 0;
+    virtual QCoro::Task<LibraryPage<Artist>> libraryArtists(int offset, int limit) = 0;
+    virtual QCoro::Task<LibraryPage<Song>> librarySongs(int offset, int limit) = 0;
+
+    // Library songs added at or after the given time, newest first.
+    virtual QCoro::Task<QList<Song>> librarySongsAdded(QDateTime since) = 0;
+
+    // The tracks of one collection: a playlist in its order, an album by disc and track, an
+    // artist's grouped by album. Throws MusicError::notFound for an unknown collection.
+    virtual QCoro::Task<QList<Song>> tracks(Playlist playlist) = 0;
+    virtual QCoro::Task<QList<Song>> tracks(Album album) = 0;
+    virtual QCoro::Task<QList<Song>> tracks(Artist artist) = 0;
+
+    // Personal recommendation groups, each with a title ("Made for You", "Stations for You", …).
+    virtual QCoro::Task<QList<MusicPersonalRecommendation>> personalRecommendations() = 0;
+
+    // The next songs of an endless station.
+    virtual QCoro::Task<QList<Song>> stationSongs(Station station, int count) = 0;
+
+    // The whole catalog. A backend without a catalog answers with empty lists.
+    virtual QCoro::Task<CatalogSearchResponse> searchCatalog(QString term, int limit) = 0;
+    // A catalog artist with its top songs; topSongs stays absent when the catalog has none.
+    virtual QCoro::Task<Artist> catalogArtistWithTopSongs(MusicItemID artistID) = 0;
+
+    // Adds a catalog song to the user's library. On return the song is in the library.
+    virtual QCoro::Task<void> addToLibrary(MusicItemID songID) = 0;
+
+    // The URL the audio engine loads for a song. Throws MusicError::unplayable when there is none.
+    virtual QCoro::Task<QUrl> playableURL(PlayParameters parameters) = 0;
+};

@@ -203,7 +203,8 @@ QCoro::Task<void> ApplicationMusicPlayer::Private::expandSource()
         name = stationSource->name;
         songs = co_await service.stationSongs(*stationSource, stationBatchSize);
     }
-    if (!self || queueGeneration != generation)
+    // A newer queue, or a concurrent prepare that expanded the collection first, wins.
+    if (!self || queueGeneration != generation || !pendingSource)
         co_return;
     if (songs.isEmpty())
         throw MusicError(MusicError::emptyQueue, QStringLiteral("\u201c%1\u201d has no songs to play.").arg(name));
@@ -221,6 +222,8 @@ QCoro::Task<LoadResult> ApplicationMusicPlayer::Private::loadCurrent(bool startP
     const auto parameters = parametersOf(*entry);
     const double start = startTime;
     unload();
+    // Where the entry starts; a seek while it loads moves it.
+    startTime = start;
     const auto generation = loadGeneration;
     loading = true;
     QPointer<ApplicationMusicPlayer> self(q);
@@ -256,8 +259,9 @@ QCoro::Task<LoadResult> ApplicationMusicPlayer::Private::loadCurrent(bool startP
     }
     loaded = true;
     fresh = false;
-    if (start > 0)
-        engine.seek(start);
+    if (startTime > 0)
+        engine.seek(startTime);
+    startTime = 0;
     co_return LoadResult{LoadResult::Kind::loaded, {}, {}};
 }
 

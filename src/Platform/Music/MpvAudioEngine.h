@@ -1,0 +1,50 @@
+#pragma once
+// The product's audio engine on libmpv, audio only (no video track, no video output, no window).
+//
+// mpv runs its own threads. Its wakeup callback only queues a drain of mpv's event queue onto the
+// thread that owns the engine (the main thread), so every signal of AudioEngine is emitted there.
+// The engine plays one file at a time: load() replaces whatever was loaded, and the pause state
+// is kept across loads (a fresh engine is paused), as the player expects.
+//
+// Events are matched to the load that caused them by mpv's playlist entry id, so the end of a file
+// that was replaced a moment ago never reaches the player as the end of the new one.
+// mpv's end-of-file with an error (missing file, unknown format, nothing to play) becomes failed().
+
+#include "Platform/Music/AudioEngine.h"
+
+#include <QString>
+#include <memory>
+
+class MpvAudioEngine final : public AudioEngine {
+    Q_OBJECT
+public:
+    struct Options {
+        // mpv's audio output driver ("pulse", "alsa", "null" in tests); empty lets mpv choose.
+        QString audioOutput;
+        // 0 to 100.
+        int volume = 100;
+    };
+
+    // Must be created on the main thread after the Qt application object exists. When mpv cannot be
+    // set up, the engine logs why and every load fails.
+    explicit MpvAudioEngine(Options options, QObject *parent = nullptr);
+    explicit MpvAudioEngine(QObject *parent = nullptr);
+    ~MpvAudioEngine() override;
+
+    bool isAvailable() const;
+
+    void load(const QUrl &url) override;
+    void play() override;
+    void pause() override;
+    void stop() override;
+    void seek(double seconds) override;
+
+    double position() const override;
+    double duration() const override;
+    bool isPaused() const override;
+
+private:
+    void drainEvents();
+    struct Private;
+    std::unique_ptr<Private> d;
+};

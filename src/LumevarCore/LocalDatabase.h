@@ -1,0 +1,91 @@
+#pragma once
+// The local mirror of the user's library, in SQLite. An actor: one worker thread owns the one
+// connection and runs one call at a time; every call is awaited from the main thread and resumes
+// there, and reports failures by throwing (StoreError when the store is not open or a query
+// fails). Made closed; open() creates or migrates the schema. A failed open() makes later calls
+// fail in their callers, never crash.
+
+#include "LumevarCore/Records.h"
+#include "LumevarCore/SearchResult.h"
+
+#include <QCoroTask>
+#include <QString>
+#include <memory>
+#include <utility>
+
+
+class LocalDatabase {
+public:
+    // A closed store at the file path (init(path:)).
+    explicit LocalDatabase(QString path);
+    ~LocalDatabase();
+    LocalDatabase(const LocalDatabase &) = delete;
+    LocalDatabase &operator=(const LocalDatabase &) = delete;
+
+    // The store of the process: "local.db" in the folder "Lumevar" of the application data
+    // directory, opened in the background on first use. Stops the process with
+    // "Failed to create LocalDatabase: …" when the folder cannot be made.
+    static LocalDatabase &shared();
+    // Tests and start-up may install another instance.
+    static void setShared(LocalDatabase *database);
+    // Where shared() keeps its file.
+    static QString defaultPath();
+
+    const QString &path() const;
+
+    QCoro::Task<void> open();
+    QCoro::Task<void> close();
+
+    QCoro::Task<QList<LocalPlaylist>> allPlaylists(SortDescriptor<LocalPlaylist> sortDescriptor);
+    QCoro::Task<QList<LocalAlbum>> allAlbums(SortDescriptor<LocalAlbum> sortDescriptor);
+    QCoro::Task<QList<LocalArtist>> allArtists(SortDescriptor<LocalArtist> sortDescriptor);
+    QCoro::Task<QList<LocalSong>> allLibrarySongs(SortDescriptor<LocalSong> sortDescriptor);
+
+    // A playlist's songs in playlist order, an album's by disc and track, an artist's grouped by
+    // album; order holds the position in the collection.
+    QCoro::Task<QList<LocalSong>> songs(LocalPlaylist playlist);
+    QCoro::Task<QList<LocalSong>> songs(LocalAlbum album);
+    QCoro::Task<QList<LocalSong>> songs(LocalArtist artist);
+
+    // Search as you type over songs, albums, artists and playlists. Empty text: no sections.
+    QCoro::Task<QList<SearchSection>> search(QString text);
+
+    // Whether the library holds a song of that title (and artist and album when given).
+    QCoro::Task<bool> hasSong(QString title, std::optional<QString> artist, std::optional<QString> album);
+
+    // ---- The write side, used by SyncEngine. Records come in already cleaned of bad input. ----
+
+    // A full listing is mirrored with mark and sweep: beginSync() hands out a new generation, each
+    // stored batch marks its rows with it (one transaction per batch), and finishSync() removes
+    // the rows no batch of that generation saw. A sync that dies between the two leaves the old
+    // rows beside the new ones; the next finished sync of that kind removes what is stale.
+    enum class LibraryKind { playlists, albums, artists, songs };
+    QCoro::Task<qint64> beginSync(LibraryKind kind);
+    QCoro::Task<void> storePlaylists(QList<Playlist> playlists, qint64 generation);
+    QCoro::Task<void> storeAlbums(QList<Album> albums, qint64 generation);
+    QCoro::Task<void> storeArtists(QList<Artist> artists, qint64 generation);
+    // Library songs in the service's order; firstPosition is the library order of the first one.
+    QCoro::Task<void> storeLibrarySongs(QList<Song> songs, qint64 generation, int firstPosition);
+    // Returns how many rows were removed.
+    QCoro::Task<int> finishSync(LibraryKind kind, qint64 generation);
+
+    // Replaces the contents of each playlist (by id) with its songs, in order, in one transaction,
+    // and marks them as fetched. Songs not in the library are kept for the playlist alone.
+    // Playlists unknown to the store are skipped.
+    QCoro::Task<void> storePlaylistContents(QList<std::pair<QString, QList<Song>>> contents);
+    // Stores an album's or an artist's songs as the service lists them now: they join the library
+    // (keeping the library order of those already there) and songs of the collection that the
+    // list no longer holds leave it. Returns the records with order set to their position.
+    QCoro::Task<QList<LocalSong>> storeCollectionSongs(LocalAlbum album, QList<Song> songs);
+    QCoro::Task<QList<LocalSong>> storeCollectionSongs(LocalArtist artist, QList<Song> songs);
+    // Adds songs to the end of the library's order (or refreshes them if already there).
+    QCoro::Task<void> addLibrarySongs(QList<Song> songs);
+    // Playlists whose contents were never fetched.
+    QCoro::Task<QList<LocalPlaylist>> playlistsWithoutContents();
+    // The latest date a library song was added, if any song has one.
+    QCoro::Task<std::optional<QDateTime>> latestSongAddedDate();
+
+private:
+    class Private;
+    std::unique_ptr<Private> m_d;
+};

@@ -1,0 +1,199 @@
+#include "LumevarCore/Sqlite.h"
+
+#include "Support/Error.h"
+#include "Support/Log.h"
+
+#include <QTimeZone>
+
+#include <sqlite3.h>
+
+SqliteQuery::SqliteQuery(SqliteConnection &connection, sqlite3_stmt *statement)
+    : m_connection(connection), m_statement(statement) {}
+
+SqliteQuery::~SqliteQuery() { reset(); }
+
+void SqliteQuery::reset()
+{
+    sqlite3_reset(m_statement);
+    sqlite3_clear_bindings(m_statement);
+}
+
+void SqliteQuery::bind(int index, const QString &value)
+{
+    const QByteArray utf8 = value.toUtf8();
+    if (sqlite3_bind_text(m_statement, index, utf8.constData(), int(utf8.size()), SQLITE_TRANSIENT) != SQLITE_OK)
+        m_connection.fail("bind");
+}
+
+void SqliteQuery::bind(int index, const QByteArray &blob)
+{
+    // A zero-length blob must stay a blob, not become NULL.
+    if (sqlite3_bind_blob(m_statement, index, blob.isEmpty() ? "" : blob.constData(), int(blob.size()), SQLITE_TRANSIENT) != SQLITE_OK)
+        m_connection.fail("bind");
+}
+
+void SqliteQuery::bind(int index, qint64 value)
+{
+    if (sqlite3_bind_int64(m_statement, index, value) != SQLITE_OK)
+        m_connection.fail("bind");
+}
+
+void SqliteQuery::bind(int index, double value)
+{
+    if (sqlite3_bind_double(m_statement, index, value) != SQLITE_OK)
+        m_connection.fail("bind");
+}
+
+void SqliteQuery::bind(int index, const QDateTime &value)
+{
+    if (value.isValid())
+        bind(index, qint64(value.toMSecsSinceEpoch()));
+    else
+        bindNull(index);
+}
+
+void SqliteQuery::bindNull(int index)
+{
+    if (sqlite3_bind_null(m_statement, index) != SQLITE_OK)
+        m_connection.fail("bind");
+}
+
+bool SqliteQuery::next()
+{
+    const int rc = sqlite3_step(m_statement);
+    if (rc == SQLITE_ROW)
+        return true;
+    if (rc == SQLITE_DONE)
+        return false;
+    m_connection.fail("step");
+}
+
+void SqliteQuery::run()
+{
+    while (next()) {
+    }
+}
+
+bool SqliteQuery::isNull(int column) const { return sqlite3_column_type(m_statement, column) == SQLITE_NULL; }
+
+qint64 SqliteQuery::int64(int column) const { return sqlite3_column_int64(m_statement, column); }
+
+double SqliteQuery::real(int column) const { return sqlite3_column_double(m_statement, column); }
+
+QString SqliteQuery::text(int column) const
+{
+    const auto *data = reinterpret_cast<const char *>(sqlite3_column_text(m_statement, column));
+    return QString::fromUtf8(data, sqlite3_column_bytes(m_statement, column));
+}
+
+std::optional<QString> SqliteQuery::optionalText(int column) const
+{
+    if (isNull(column))
+        return std::nullopt;
+    return text(column);
+}
+
+std::optional<QDateTime> SqliteQuery::optionalDate(int column) const
+{
+    if (isNull(column))
+        return std::nullopt;
+    return QDateTime::fromMSecsSinceEpoch(int64(column), QTimeZone::utc());
+}
+
+SqliteConnection::~SqliteConnection() { close(); }
+
+void SqliteConnection::open(const QString &path)
+{
+    close();
+    const int rc = sqlite3_open_v2(path.toUtf8().constData(), &m_db,
+                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+    if (rc != SQLITE_OK) {
+        const QString message = m_db ? QString::fromUtf8(sqlite3_errmsg(m_db)) : QString::fromUtf8(sqlite3_errstr(rc));
+        sqlite3_close(m_db);
+        m_db = nullptr;
+        throw StoreError(StoreError::openFailed, QStringLiteral("%1: %2").arg(path, message));
+    }
+    sqlite3_extended_result_codes(m_db, 1);
+    sqlite3_busy_timeout(m_db, 5000);
+}
+
+void SqliteConnection::close()
+{
+    for (sqlite3_stmt *statement : std::as_const(m_statements))
+        sqlite3_finalize(statement);
+    m_statements.clear();
+    if (m_db) {
+        sqlite3_close_v2(m_db);
+        m_db = nullptr;
+    }
+}
+
+void SqliteConnection::execute(const char *sql)
+{
+    if (!m_db)
+        throw StoreError(StoreError::notOpen, QStringLiteral("The store is not open"));
+    char *message = nullptr;
+    if (sqlite3_exec(m_db, sql, nullptr, nullptr, &message) != SQLITE_OK) {
+        const QString text = QString::fromUtf8(message ? message : sqlite3_errmsg(m_db));
+        sqlite3_free(message);
+        throw StoreError(StoreError::queryFailed, text);
+    }
+}
+
+SqliteQuery SqliteConnection::query(const char *sql)
+{
+    return query(QByteArray::fromRawData(sql, qsizetype(qstrlen(sql))));
+}
+
+SqliteQuery SqliteConnection::query(const QByteArray &sql)
+{
+    if (!m_db)
+        throw StoreError(StoreError::notOpen, QStringLiteral("The store is not open"));
+    auto found = m_statements.constFind(sql);
+    if (found != m_statements.constEnd())
+        return SqliteQuery(*this, found.value());
+    sqlite3_stmt *statement = nullptr;
+    if (sqlite3_prepare_v3(m_db, sql.constData(), int(sql.size()), SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK)
+        fail("prepare");
+    // A deep copy: the caller's text may be a view of a literal or a temporary.
+    m_statements.insert(QByteArray(sql.constData(), sql.size()), statement);
+    return SqliteQuery(*this, statement);
+}
+
+qint64 SqliteConnection::scalar(const char *sql)
+{
+    SqliteQuery q = query(sql);
+    return q.next() ? q.int64(0) : 0;
+}
+
+qint64 SqliteConnection::lastInsertRowID() const { return sqlite3_last_insert_rowid(m_db); }
+
+int SqliteConnection::changes() const { return sqlite3_changes(m_db); }
+
+void SqliteConnection::fail(const char *what) const
+{
+    const QString message = m_db ? QString::fromUtf8(sqlite3_errmsg(m_db)) : QStringLiteral("no connection");
+    throw StoreError(StoreError::queryFailed, QStringLiteral("%1 failed: %2").arg(QLatin1String(what), message));
+}
+
+SqliteTransaction::SqliteTransaction(SqliteConnection &connection) : m_connection(connection)
+{
+    m_connection.execute("BEGIN IMMEDIATE");
+}
+
+SqliteTransaction::~SqliteTransaction()
+{
+    if (!m_open)
+        return;
+    try {
+        m_connection.execute("ROLLBACK");
+    } catch (const Error &error) {
+        Log::error(Log::sync(), "Failed to roll back a store transaction: %@", error);
+    }
+}
+
+void SqliteTransaction::commit()
+{
+    m_connection.execute("COMMIT");
+    m_open = false;
+}

@@ -1,0 +1,94 @@
+#pragma once
+// The executor behind LocalDatabase: one worker thread that owns the SQLite connection and runs
+// one job at a time, in the order the jobs were handed in. A job's result or exception travels
+// back to the awaiting coroutine, which resumes on its own thread.
+
+#include "LumevarCore/Sqlite.h"
+#include "Support/Error.h"
+
+#include <QCoroFuture>
+#include <QCoroTask>
+#include <QThreadPool>
+#include <QtConcurrent/QtConcurrentRun>
+
+#include <exception>
+#include <optional>
+#include <type_traits>
+
+class StoreActor {
+public:
+    StoreActor()
+    {
+        m_pool.setMaxThreadCount(1);
+        m_pool.setExpiryTimeout(-1);
+    }
+    ~StoreActor() { m_pool.waitForDone(); }
+
+    // Runs job(connection) on the worker. Throws what the job threw; StoreError when the store
+    // is not open (with the reason open() failed, if it did).
+    template <typename Job>
+    auto run(Job job) -> QCoro::Task<std::invoke_result_t<Job &, SqliteConnection &>>
+    {
+        using Result = std::invoke_result_t<Job &, SqliteConnection &>;
+        return runOn<Result>(std::move(job), true);
+    }
+
+    // Runs job(connection) whether or not the store is open (open and close themselves).
+    template <typename Job>
+    auto runUnchecked(Job job) -> QCoro::Task<std::invoke_result_t<Job &, SqliteConnection &>>
+    {
+        using Result = std::invoke_result_t<Job &, SqliteConnection &>;
+        return runOn<Result>(std::move(job), false);
+    }
+
+    // Worker-side state, touched only by jobs.
+    SqliteConnection connection;
+    std::optional<StoreError> openFailure;
+
+private:
+    struct Empty {};
+    template <typename Result>
+    using Stored = std::conditional_t<std::is_void_v<Result>, Empty, Result>;
+    template <typename Result>
+    struct Outcome {
+        std::optional<Stored<Result>> value;
+        std::exception_ptr error;
+    };
+
+    template <typename Result, typename Job>
+    QCoro::Task<Result> runOn(Job job, bool requireOpen)
+    {
+        // Exceptions are caught on the worker and carried as values, so that they arrive as
+        // themselves rather than wrapped by QtConcurrent.
+        QFuture<Outcome<Result>> future = QtConcurrent::run(&m_pool, [this, job = std::move(job), requireOpen]() mutable {
+            Outcome<Result> outcome;
+            try {
+                if (requireOpen && !connection.isOpen()) {
+                    if (openFailure)
+                        throw *openFailure;
+                    throw StoreError(StoreError::notOpen, QStringLiteral("The store is not open"));
+                }
+                if constexpr (std::is_void_v<Result>) {
+                    job(connection);
+                    outcome.value.emplace();
+                } else {
+                    outcome.value.emplace(job(connection));
+                }
+            } catch (...) {
+                outcome.error = std::current_exception();
+            }
+            return outcome;
+        });
+        // Awaited as a void future: a cancelled typed future must never be read.
+        co_await QFuture<void>(future);
+        if (future.isCanceled())
+            throw CancellationError();
+        Outcome<Result> outcome = future.takeResult();
+        if (outcome.error)
+            std::rethrow_exception(outcome.error);
+        if constexpr (!std::is_void_v<Result>)
+            co_return std::move(*outcome.value);
+    }
+
+    QThreadPool m_pool;
+};

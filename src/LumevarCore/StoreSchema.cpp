@@ -1,0 +1,234 @@
+#include "LumevarCore/StoreSchema.h"
+
+#include "LumevarCore/Sqlite.h"
+#include "LumevarCore/TextKeys.h"
+#include "Support/Error.h"
+#include "Support/Log.h"
+
+#include <array>
+
+namespace {
+
+// Rows are keyed by an integer pk; the service's id is a unique text beside it. *_key columns
+// hold collation keys (sorting), *_fold columns folded text (prefix search, matching). A song
+// with a library_order belongs to the library; one without it is known only from a playlist.
+// generation marks the last sync that saw a row, so that a sync can sweep what it did not see.
+constexpr const char *migration1 = R"sql(
+CREATE TABLE meta(key TEXT PRIMARY KEY, value) WITHOUT ROWID;
+
+CREATE TABLE songs(
+  pk INTEGER PRIMARY KEY,
+  id TEXT NOT NULL UNIQUE,
+  title TEXT NOT NULL,
+  artist TEXT,
+  album TEXT,
+  album_artist TEXT,
+  genre TEXT,
+  duration REAL NOT NULL DEFAULT 0,
+  release_date INTEGER,
+  added_date INTEGER,
+  track INTEGER,
+  disc INTEGER,
+  artwork TEXT,
+  play_id TEXT,
+  play_kind TEXT,
+  library_order INTEGER,
+  generation INTEGER NOT NULL DEFAULT 0,
+  title_key BLOB NOT NULL,
+  artist_key BLOB,
+  album_key BLOB,
+  genre_key BLOB,
+  title_fold TEXT NOT NULL,
+  artist_fold TEXT,
+  album_fold TEXT,
+  album_artist_fold TEXT
+);
+CREATE INDEX songs_by_title ON songs(title_key);
+CREATE INDEX songs_by_artist ON songs(artist_key);
+CREATE INDEX songs_by_album ON songs(album_key);
+CREATE INDEX songs_by_genre ON songs(genre_key);
+CREATE INDEX songs_by_release ON songs(release_date);
+CREATE INDEX songs_by_duration ON songs(duration);
+CREATE INDEX songs_by_order ON songs(library_order);
+CREATE INDEX songs_by_title_fold ON songs(title_fold);
+CREATE INDEX songs_by_album_fold ON songs(album_fold);
+CREATE INDEX songs_by_artist_fold ON songs(artist_fold);
+CREATE INDEX songs_by_album_artist_fold ON songs(album_artist_fold);
+
+CREATE TABLE albums(
+  pk INTEGER PRIMARY KEY,
+  id TEXT NOT NULL UNIQUE,
+  title TEXT NOT NULL,
+  artist TEXT,
+  genre TEXT,
+  release_date INTEGER,
+  added_date INTEGER,
+  artwork TEXT,
+  generation INTEGER NOT NULL DEFAULT 0,
+  title_key BLOB NOT NULL,
+  artist_key BLOB,
+  genre_key BLOB,
+  title_fold TEXT NOT NULL
+);
+CREATE INDEX albums_by_title_fold ON albums(title_fold);
+
+CREATE TABLE artists(
+  pk INTEGER PRIMARY KEY,
+  id TEXT NOT NULL UNIQUE,
+  name TEXT NOT NULL,
+  genre TEXT,
+  artwork TEXT,
+  generation INTEGER NOT NULL DEFAULT 0,
+  name_key BLOB NOT NULL,
+  genre_key BLOB,
+  name_fold TEXT NOT NULL
+);
+CREATE INDEX artists_by_name_fold ON artists(name_fold);
+
+CREATE TABLE playlists(
+  pk INTEGER PRIMARY KEY,
+  id TEXT NOT NULL UNIQUE,
+  name TEXT NOT NULL,
+  added_date INTEGER,
+  artwork TEXT,
+  generation INTEGER NOT NULL DEFAULT 0,
+  contents_synced INTEGER NOT NULL DEFAULT 0,
+  name_key BLOB NOT NULL,
+  name_fold TEXT NOT NULL
+);
+CREATE INDEX playlists_by_name_fold ON playlists(name_fold);
+
+CREATE TABLE playlist_entries(
+  playlist INTEGER NOT NULL REFERENCES playlists(pk) ON DELETE CASCADE,
+  position INTEGER NOT NULL,
+  song INTEGER NOT NULL REFERENCES songs(pk) ON DELETE CASCADE,
+  PRIMARY KEY(playlist, position)
+) WITHOUT ROWID;
+CREATE INDEX playlist_entries_by_song ON playlist_entries(song);
+
+-- Full-text indexes over the searchable texts, kept in step by triggers. An update that leaves
+-- the texts alone (a sync marking a row as seen) does not touch them.
+CREATE VIRTUAL TABLE songs_search USING fts5(title, artist, album, content='songs', content_rowid='pk',
+  tokenize='unicode61 remove_diacritics 2', prefix='1 2 3');
+CREATE TRIGGER songs_search_insert AFTER INSERT ON songs BEGIN
+  INSERT INTO songs_search(rowid, title, artist, album) VALUES (new.pk, new.title, new.artist, new.album);
+END;
+CREATE TRIGGER songs_search_delete AFTER DELETE ON songs BEGIN
+  INSERT INTO songs_search(songs_search, rowid, title, artist, album) VALUES ('delete', old.pk, old.title, old.artist, old.album);
+END;
+CREATE TRIGGER songs_search_update AFTER UPDATE ON songs
+WHEN old.title IS NOT new.title OR old.artist IS NOT new.artist OR old.album IS NOT new.album BEGIN
+  INSERT INTO songs_search(songs_search, rowid, title, artist, album) VALUES ('delete', old.pk, old.title, old.artist, old.album);
+  INSERT INTO songs_search(rowid, title, artist, album) VALUES (new.pk, new.title, new.artist, new.album);
+END;
+
+CREATE VIRTUAL TABLE albums_search USING fts5(title, artist, content='albums', content_rowid='pk',
+  tokenize='unicode61 remove_diacritics 2', prefix='1 2 3');
+CREATE TRIGGER albums_search_insert AFTER INSERT ON albums BEGIN
+  INSERT INTO albums_search(rowid, title, artist) VALUES (new.pk, new.title, new.artist);
+END;
+CREATE TRIGGER albums_search_delete AFTER DELETE ON albums BEGIN
+  INSERT INTO albums_search(albums_search, rowid, title, artist) VALUES ('delete', old.pk, old.title, old.artist);
+END;
+CREATE TRIGGER albums_search_update AFTER UPDATE ON albums
+WHEN old.title IS NOT new.title OR old.artist IS NOT new.artist BEGIN
+  INSERT INTO albums_search(albums_search, rowid, title, artist) VALUES ('delete', old.pk, old.title, old.artist);
+  INSERT INTO albums_search(rowid, title, artist) VALUES (new.pk, new.title, new.artist);
+END;
+
+CREATE VIRTUAL TABLE artists_search USING fts5(name, content='artists', content_rowid='pk',
+  tokenize='unicode61 remove_diacritics 2', prefix='1 2 3');
+CREATE TRIGGER artists_search_insert AFTER INSERT ON artists BEGIN
+  INSERT INTO artists_search(rowid, name) VALUES (new.pk, new.name);
+END;
+CREATE TRIGGER artists_search_delete AFTER DELETE ON artists BEGIN
+  INSERT INTO artists_search(artists_search, rowid, name) VALUES ('delete', old.pk, old.name);
+END;
+CREATE TRIGGER artists_search_update AFTER UPDATE ON artists WHEN old.name IS NOT new.name BEGIN
+  INSERT INTO artists_search(artists_search, rowid, name) VALUES ('delete', old.pk, old.name);
+  INSERT INTO artists_search(rowid, name) VALUES (new.pk, new.name);
+END;
+
+CREATE VIRTUAL TABLE playlists_search USING fts5(name, content='playlists', content_rowid='pk',
+  tokenize='unicode61 remove_diacritics 2', prefix='1 2 3');
+CREATE TRIGGER playlists_search_insert AFTER INSERT ON playlists BEGIN
+  INSERT INTO playlists_search(rowid, name) VALUES (new.pk, new.name);
+END;
+CREATE TRIGGER playlists_search_delete AFTER DELETE ON playlists BEGIN
+  INSERT INTO playlists_search(playlists_search, rowid, name) VALUES ('delete', old.pk, old.name);
+END;
+CREATE TRIGGER playlists_search_update AFTER UPDATE ON playlists WHEN old.name IS NOT new.name BEGIN
+  INSERT INTO playlists_search(playlists_search, rowid, name) VALUES ('delete', old.pk, old.name);
+  INSERT INTO playlists_search(rowid, name) VALUES (new.pk, new.name);
+END;
+)sql";
+
+constexpr std::array migrations{migration1};
+
+// Remakes every collation key when the store was filled under another locale or collation library.
+void refreshCollationKeys(SqliteConnection &db)
+{
+    const QString identity = TextKeys::collationIdentity();
+    {
+        SqliteQuery stored = db.query("SELECT value FROM meta WHERE key = 'collation'");
+        if (stored.next() && stored.text(0) == identity)
+            return;
+    }
+    struct Column {
+        const char *select;
+        const char *update;
+        int texts; // columns after pk
+    };
+    static constexpr Column columns[] = {
+        {"SELECT pk, title, artist, album, genre FROM songs", "UPDATE songs SET title_key = ?2, artist_key = ?3, album_key = ?4, genre_key = ?5 WHERE pk = ?1", 4},
+        {"SELECT pk, title, artist, genre FROM albums", "UPDATE albums SET title_key = ?2, artist_key = ?3, genre_key = ?4 WHERE pk = ?1", 3},
+        {"SELECT pk, name, genre FROM artists", "UPDATE artists SET name_key = ?2, genre_key = ?3 WHERE pk = ?1", 2},
+        {"SELECT pk, name FROM playlists", "UPDATE playlists SET name_key = ?2 WHERE pk = ?1", 1},
+    };
+    for (const Column &column : columns) {
+        SqliteQuery select = db.query(column.select);
+        SqliteQuery update = db.query(column.update);
+        while (select.next()) {
+            update.bind(1, select.int64(0));
+            for (int i = 1; i <= column.texts; ++i) {
+                const auto text = select.optionalText(i);
+                update.bind(i + 1, text ? std::optional(TextKeys::collationKey(*text)) : std::nullopt);
+            }
+            update.run();
+            update.reset();
+        }
+    }
+    db.query("INSERT OR REPLACE INTO meta(key, value) VALUES ('collation', ?1)").bindAll(identity).run();
+}
+
+} // namespace
+
+namespace StoreSchema {
+
+int currentVersion() { return int(migrations.size()); }
+
+void prepare(SqliteConnection &db)
+{
+    // journal_mode answers with a row; the rest are silent.
+    db.query("PRAGMA journal_mode = WAL").run();
+    db.execute("PRAGMA synchronous = NORMAL; PRAGMA foreign_keys = ON; PRAGMA temp_store = MEMORY;"
+               "PRAGMA cache_size = -32768;");
+
+    const int version = int(db.scalar("PRAGMA user_version"));
+    if (version > currentVersion())
+        throw StoreError(StoreError::migrationFailed,
+                         QStringLiteral("The store has schema version %1; this build knows up to %2").arg(version).arg(currentVersion()));
+    try {
+        SqliteTransaction transaction(db);
+        for (int next = version; next < currentVersion(); ++next)
+            db.execute(migrations[size_t(next)]);
+        if (version != currentVersion())
+            db.execute(QByteArray("PRAGMA user_version = " + QByteArray::number(currentVersion())).constData());
+        refreshCollationKeys(db);
+        transaction.commit();
+    } catch (const StoreError &error) {
+        throw StoreError(StoreError::migrationFailed, error.localizedDescription());
+    }
+}
+
+} // namespace StoreSchema

@@ -65,7 +65,7 @@ const QString &LocalDatabase::path() const { return m_d->path; }
 QCoro::Task<void> LocalDatabase::open()
 {
     StoreActor *actor = &m_d->actor;
-    co_await actor->runUnchecked([actor, path = m_d->path](SqliteConnection &connection) {
+    return actor->runUnchecked([actor, path = m_d->path](SqliteConnection &connection) {
         try {
             actor->openFailure.reset();
             connection.open(path);
@@ -81,112 +81,112 @@ QCoro::Task<void> LocalDatabase::open()
 
 QCoro::Task<void> LocalDatabase::close()
 {
-    co_await m_d->actor.runUnchecked([](SqliteConnection &connection) { connection.close(); });
+    return m_d->actor.runUnchecked([](SqliteConnection &connection) { connection.close(); });
 }
 
 QCoro::Task<QList<LocalPlaylist>> LocalDatabase::allPlaylists(SortDescriptor<LocalPlaylist> sortDescriptor)
 {
-    co_return co_await m_d->actor.run([sortDescriptor](SqliteConnection &c) { return StoreReads::allPlaylists(c, sortDescriptor); });
+    return m_d->actor.run([sortDescriptor](SqliteConnection &c) { return StoreReads::allPlaylists(c, sortDescriptor); });
 }
 
 QCoro::Task<QList<LocalAlbum>> LocalDatabase::allAlbums(SortDescriptor<LocalAlbum> sortDescriptor)
 {
-    co_return co_await m_d->actor.run([sortDescriptor](SqliteConnection &c) { return StoreReads::allAlbums(c, sortDescriptor); });
+    return m_d->actor.run([sortDescriptor](SqliteConnection &c) { return StoreReads::allAlbums(c, sortDescriptor); });
 }
 
 QCoro::Task<QList<LocalArtist>> LocalDatabase::allArtists(SortDescriptor<LocalArtist> sortDescriptor)
 {
-    co_return co_await m_d->actor.run([sortDescriptor](SqliteConnection &c) { return StoreReads::allArtists(c, sortDescriptor); });
+    return m_d->actor.run([sortDescriptor](SqliteConnection &c) { return StoreReads::allArtists(c, sortDescriptor); });
 }
 
 QCoro::Task<QList<LocalSong>> LocalDatabase::allLibrarySongs(SortDescriptor<LocalSong> sortDescriptor)
 {
-    co_return co_await m_d->actor.run([sortDescriptor](SqliteConnection &c) { return StoreReads::allLibrarySongs(c, sortDescriptor); });
+    return m_d->actor.run([sortDescriptor](SqliteConnection &c) { return StoreReads::allLibrarySongs(c, sortDescriptor); });
 }
 
 QCoro::Task<QList<LocalSong>> LocalDatabase::songs(LocalPlaylist playlist)
 {
-    co_return co_await m_d->actor.run([id = playlist.id](SqliteConnection &c) { return StoreReads::playlistSongs(c, id); });
+    return m_d->actor.run([id = playlist.id](SqliteConnection &c) { return StoreReads::playlistSongs(c, id); });
 }
 
 QCoro::Task<QList<LocalSong>> LocalDatabase::songs(LocalAlbum album)
 {
-    co_return co_await m_d->actor.run([album](SqliteConnection &c) { return StoreReads::albumSongs(c, album.title, album.artistName); });
+    return m_d->actor.run([album](SqliteConnection &c) { return StoreReads::albumSongs(c, album.title, album.artistName); });
 }
 
 QCoro::Task<QList<LocalSong>> LocalDatabase::songs(LocalArtist artist)
 {
-    co_return co_await m_d->actor.run([name = artist.name](SqliteConnection &c) { return StoreReads::artistSongs(c, name); });
+    return m_d->actor.run([name = artist.name](SqliteConnection &c) { return StoreReads::artistSongs(c, name); });
 }
 
 QCoro::Task<QList<SearchSection>> LocalDatabase::search(QString text)
 {
-    co_return co_await m_d->actor.run([text](SqliteConnection &c) { return StoreSearch::search(c, text); });
+    return m_d->actor.run([text](SqliteConnection &c) { return StoreSearch::search(c, text); });
 }
 
 QCoro::Task<bool> LocalDatabase::hasSong(QString title, std::optional<QString> artist, std::optional<QString> album)
 {
-    co_return co_await m_d->actor.run([title, artist, album](SqliteConnection &c) { return StoreReads::hasSong(c, title, artist, album); });
+    return m_d->actor.run([title, artist, album](SqliteConnection &c) { return StoreReads::hasSong(c, title, artist, album); });
 }
 
 QCoro::Task<qint64> LocalDatabase::beginSync(LibraryKind kind)
 {
-    co_return co_await m_d->actor.run([kind](SqliteConnection &c) { return StoreWrites::beginSync(c, kind); });
+    return m_d->actor.run([kind](SqliteConnection &c) { return StoreWrites::beginSync(c, kind); });
 }
 
 QCoro::Task<void> LocalDatabase::storePlaylists(QList<Playlist> playlists, qint64 generation)
 {
-    co_await m_d->actor.run([playlists, generation](SqliteConnection &c) { StoreWrites::storePlaylists(c, playlists, generation); });
+    return m_d->actor.run([playlists, generation](SqliteConnection &c) { StoreWrites::storePlaylists(c, playlists, generation); });
 }
 
 QCoro::Task<void> LocalDatabase::storeAlbums(QList<Album> albums, qint64 generation)
 {
-    co_await m_d->actor.run([albums, generation](SqliteConnection &c) { StoreWrites::storeAlbums(c, albums, generation); });
+    return m_d->actor.run([albums, generation](SqliteConnection &c) { StoreWrites::storeAlbums(c, albums, generation); });
 }
 
 QCoro::Task<void> LocalDatabase::storeArtists(QList<Artist> artists, qint64 generation)
 {
-    co_await m_d->actor.run([artists, generation](SqliteConnection &c) { StoreWrites::storeArtists(c, artists, generation); });
+    return m_d->actor.run([artists, generation](SqliteConnection &c) { StoreWrites::storeArtists(c, artists, generation); });
 }
 
 QCoro::Task<void> LocalDatabase::storeLibrarySongs(QList<Song> songs, qint64 generation, int firstPosition)
 {
-    co_await m_d->actor.run([songs, generation, firstPosition](SqliteConnection &c) {
+    return m_d->actor.run([songs, generation, firstPosition](SqliteConnection &c) {
         StoreWrites::storeLibrarySongs(c, songs, generation, firstPosition);
     });
 }
 
 QCoro::Task<int> LocalDatabase::finishSync(LibraryKind kind, qint64 generation)
 {
-    co_return co_await m_d->actor.run([kind, generation](SqliteConnection &c) { return StoreWrites::finishSync(c, kind, generation); });
+    return m_d->actor.run([kind, generation](SqliteConnection &c) { return StoreWrites::finishSync(c, kind, generation); });
 }
 
 QCoro::Task<void> LocalDatabase::storePlaylistContents(QList<std::pair<QString, QList<Song>>> contents)
 {
-    co_await m_d->actor.run([contents](SqliteConnection &c) { StoreWrites::storePlaylistContents(c, contents); });
+    return m_d->actor.run([contents](SqliteConnection &c) { StoreWrites::storePlaylistContents(c, contents); });
 }
 
 QCoro::Task<QList<LocalSong>> LocalDatabase::storeCollectionSongs(LocalAlbum album, QList<Song> songs)
 {
-    co_return co_await m_d->actor.run([album, songs](SqliteConnection &c) { return StoreWrites::storeAlbumSongs(c, album, songs); });
+    return m_d->actor.run([album, songs](SqliteConnection &c) { return StoreWrites::storeAlbumSongs(c, album, songs); });
 }
 
 QCoro::Task<QList<LocalSong>> LocalDatabase::storeCollectionSongs(LocalArtist artist, QList<Song> songs)
 {
-    co_return co_await m_d->actor.run([artist, songs](SqliteConnection &c) { return StoreWrites::storeArtistSongs(c, artist, songs); });
+    return m_d->actor.run([artist, songs](SqliteConnection &c) { return StoreWrites::storeArtistSongs(c, artist, songs); });
 }
 
 QCoro::Task<void> LocalDatabase::addLibrarySongs(QList<Song> songs)
 {
-    co_await m_d->actor.run([songs](SqliteConnection &c) { StoreWrites::addLibrarySongs(c, songs); });
+    return m_d->actor.run([songs](SqliteConnection &c) { StoreWrites::addLibrarySongs(c, songs); });
 }
 
 QCoro::Task<QList<LocalPlaylist>> LocalDatabase::playlistsWithoutContents()
 {
-    co_return co_await m_d->actor.run([](SqliteConnection &c) { return StoreReads::playlistsWithoutContents(c); });
+    return m_d->actor.run([](SqliteConnection &c) { return StoreReads::playlistsWithoutContents(c); });
 }
 
 QCoro::Task<std::optional<QDateTime>> LocalDatabase::latestSongAddedDate()
 {
-    co_return co_await m_d->actor.run([](SqliteConnection &c) { return StoreReads::latestSongAddedDate(c); });
+    return m_d->actor.run([](SqliteConnection &c) { return StoreReads::latestSongAddedDate(c); });
 }

@@ -166,7 +166,8 @@ QCoro::Task<void> SyncEngine::syncAll(Progress *progress)
         for (const LocalPlaylist &playlist : playlists) {
             token.checkCancellation();
             try {
-                QList<Song> songs = co_await service.tracks(platformPlaylist(playlist));
+                const auto request = platformPlaylist(playlist);
+                QList<Song> songs = co_await service.tracks(request);
                 batch.append(std::make_pair(playlist.id, std::move(songs)));
             } catch (const CancellationError &) {
                 throw;
@@ -236,7 +237,8 @@ QCoro::Task<QList<LocalSong>> SyncEngine::syncRemoteTracks(LocalPlaylist playlis
     LocalDatabase &database = m_database;
     const CancellationToken token = m_token;
     token.checkCancellation();
-    QList<Song> songs = co_await m_service.tracks(platformPlaylist(playlist));
+    const auto request = platformPlaylist(playlist);
+    QList<Song> songs = co_await m_service.tracks(request);
     token.checkCancellation();
     QList<std::pair<QString, QList<Song>>> contents;
     contents.append(std::make_pair(playlist.id, std::move(songs)));
@@ -249,7 +251,8 @@ QCoro::Task<QList<LocalSong>> SyncEngine::syncRemoteTracks(LocalAlbum album)
     LocalDatabase &database = m_database;
     const CancellationToken token = m_token;
     token.checkCancellation();
-    QList<Song> songs = co_await m_service.tracks(platformAlbum(album));
+    const auto request = platformAlbum(album);
+    QList<Song> songs = co_await m_service.tracks(request);
     token.checkCancellation();
     co_return co_await database.storeCollectionSongs(album, std::move(songs));
 }
@@ -259,7 +262,8 @@ QCoro::Task<QList<LocalSong>> SyncEngine::syncRemoteTracks(LocalArtist artist)
     LocalDatabase &database = m_database;
     const CancellationToken token = m_token;
     token.checkCancellation();
-    QList<Song> songs = co_await m_service.tracks(platformArtist(artist));
+    const auto request = platformArtist(artist);
+    QList<Song> songs = co_await m_service.tracks(request);
     token.checkCancellation();
     co_return co_await database.storeCollectionSongs(artist, std::move(songs));
 }
@@ -273,7 +277,8 @@ QCoro::Task<void> SyncEngine::syncEmptyPlaylistContents()
     for (const LocalPlaylist &playlist : playlists) {
         token.checkCancellation();
         try {
-            QList<Song> songs = co_await service.tracks(platformPlaylist(playlist));
+            const auto request = platformPlaylist(playlist);
+            QList<Song> songs = co_await service.tracks(request);
             token.checkCancellation();
             QList<std::pair<QString, QList<Song>>> contents;
             contents.append(std::make_pair(playlist.id, std::move(songs)));

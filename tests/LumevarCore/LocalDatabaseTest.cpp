@@ -1,0 +1,345 @@
+#include "StoreTestSupport.h"
+
+#include "LumevarCore/SyncEngine.h"
+#include "Support/Error.h"
+#include "Support/Progress.h"
+
+#include <QFile>
+
+void StoreTest::syncAll()
+{
+    Progress progress;
+    runTask(SyncEngine(*database, service).syncAll(&progress));
+    EXPECT_EQ(progress.completedUnitCount(), 100);
+}
+
+namespace {
+
+QStringList resultNames(const SearchSection &section)
+{
+    QStringList names;
+    for (const SearchResult &result : section.results)
+        names.append(result.name());
+    return names;
+}
+
+QStringList sectionNames(const QList<SearchSection> &sections)
+{
+    QStringList names;
+    for (const SearchSection &section : sections)
+        names.append(section.name);
+    return names;
+}
+
+const SearchSection *section(const QList<SearchSection> &sections, const char *name)
+{
+    for (const SearchSection &s : sections)
+        if (s.name == QLatin1String(name))
+            return &s;
+    return nullptr;
+}
+
+} // namespace
+
+TEST_F(StoreTest, SongOrdersCompareTextAsPeopleReadItAndPutAbsentValuesFirst)
+{
+    Song noArtist = makeSong("5", "Zebra", std::nullopt, "B side", 50);
+    Song tenth = makeSong("1", "Track 10", "beta", "Album 10", 300);
+    Song second = makeSong("2", "track 2", "Alpha", "Album 2", 100);
+    Song accent = makeSong("3", "Éclair", "Émile", std::nullopt, 200);
+    Song plain = makeSong("4", "apple", "zed", "album 1", 400);
+    tenth.releaseDate = QDateTime::fromMSecsSinceEpoch(2000);
+    second.releaseDate = QDateTime::fromMSecsSinceEpoch(1000);
+    service.library.songs = {noArtist, tenth, second, accent, plain};
+    syncAll();
+
+    auto sorted = [&](LocalSong::SortKey key, SortOrder order = SortOrder::forward) {
+        return titles(runTask(database->allLibrarySongs({key, order})));
+    };
+    EXPECT_EQ(sorted(LocalSong::SortKey::title), (QStringList{"apple", "Éclair", "track 2", "Track 10", "Zebra"}));
+    EXPECT_EQ(sorted(LocalSong::SortKey::title, SortOrder::reverse), (QStringList{"Zebra", "Track 10", "track 2", "Éclair", "apple"}));
+    EXPECT_EQ(sorted(LocalSong::SortKey::artistName), (QStringList{"Zebra", "track 2", "Track 10", "Éclair", "apple"}));
+    EXPECT_EQ(sorted(LocalSong::SortKey::artistName, SortOrder::reverse), (QStringList{"apple", "Éclair", "Track 10", "track 2", "Zebra"}));
+    EXPECT_EQ(sorted(LocalSong::SortKey::albumTitle), (QStringList{"Éclair", "apple", "track 2", "Track 10", "Zebra"}));
+    EXPECT_EQ(sorted(LocalSong::SortKey::duration), (QStringList{"Zebra", "track 2", "Éclair", "Track 10", "apple"}));
+    // Three songs have no release date; among equals the library order decides.
+    EXPECT_EQ(sorted(LocalSong::SortKey::releaseDate), (QStringList{"Zebra", "Éclair", "apple", "track 2", "Track 10"}));
+    EXPECT_EQ(sorted(LocalSong::SortKey::releaseDate, SortOrder::reverse).first(2), (QStringList{"Track 10", "track 2"}));
+    EXPECT_EQ(sorted(LocalSong::SortKey::order), (QStringList{"Zebra", "Track 10", "track 2", "Éclair", "apple"}));
+
+    const QList<LocalSong> songs = runTask(database->allLibrarySongs({LocalSong::SortKey::order}));
+    EXPECT_EQ(songs[2].order, 2);
+    EXPECT_EQ(songs[2].identifier, songs[2].id.rawValue());
+    EXPECT_EQ(songs[0].artistName, std::nullopt);
+    ASSERT_TRUE(songs[0].playParameters);
+    EXPECT_EQ(songs[0].playParameters->id.rawValue(), QStringLiteral("5"));
+}
+
+TEST_F(StoreTest, CollectionListsSortAndCarryDistinctThumbnailKeys)
+{
+    Album a = FakeMusicService::album("a1", "Disc 9", "Zed");
+    Album b = FakeMusicService::album("a2", "disc 10");
+    b.artistName.reset();
+    Album c = FakeMusicService::album("a3", "Ça va", "Alpha");
+    c.libraryAddedDate = QDateTime::fromMSecsSinceEpoch(5);
+    service.library.albums = {a, b, c};
+    service.library.artists = {FakeMusicService::artist("x", "the 2 Bears"), FakeMusicService::artist("y", "The 10 Bears")};
+    service.library.playlists = {FakeMusicService::playlist("x", "Mix 3"), FakeMusicService::playlist("p2", "mix 20")};
+    syncAll();
+
+    QStringList albums;
+    for (const LocalAlbum &album : runTask(database->allAlbums({LocalAlbum::SortKey::title})))
+        albums.append(album.title);
+    EXPECT_EQ(albums, (QStringList{"Ça va", "Disc 9", "disc 10"}));
+    albums.clear();
+    for (const LocalAlbum &album : runTask(database->allAlbums({LocalAlbum::SortKey::artistName, SortOrder::reverse})))
+        albums.append(album.title);
+    EXPECT_EQ(albums, (QStringList{"Disc 9", "Ça va", "disc 10"}));
+    EXPECT_EQ(runTask(database->allAlbums({LocalAlbum::SortKey::dateAdded})).last().title, QStringLiteral("Ça va"));
+
+    const QList<LocalArtist> artists = runTask(database->allArtists({LocalArtist::SortKey::name}));
+    ASSERT_EQ(artists.size(), 2);
+    EXPECT_EQ(artists[0].name, QStringLiteral("the 2 Bears"));
+    const QList<LocalPlaylist> playlists = runTask(database->allPlaylists({LocalPlaylist::SortKey::name, SortOrder::reverse}));
+    ASSERT_EQ(playlists.size(), 2);
+    EXPECT_EQ(playlists[0].name, QStringLiteral("mix 20"));
+    // An artist and a playlist share the id "x"; their thumbnails must not.
+    EXPECT_NE(artists[0].thumbnailID, playlists[1].thumbnailID);
+}
+
+TEST_F(StoreTest, SearchMatchesWordPrefixesIgnoringCaseAndAccentsInFixedSectionOrder)
+{
+    service.library.artists = {FakeMusicService::artist("r1", "Beach Bunny"), FakeMusicService::artist("r2", "Beyoncé")};
+    service.library.albums = {FakeMusicService::album("a1", "Honeymoon", "Beach Bunny")};
+    service.library.songs = {makeSong("s1", "Summer Days", "Beach Bunny", "Honeymoon"),
+                             makeSong("s2", "Café del Mar", "Energy 52", "Café"),
+                             makeSong("s3", "Sunday", "Other", "X")};
+    service.library.playlists = {FakeMusicService::playlist("p1", "Beach party")};
+    syncAll();
+
+    const auto bea = runTask(database->search(QStringLiteral("bea")));
+    EXPECT_EQ(sectionNames(bea), (QStringList{"Artists", "Albums", "Songs", "Playlists"}));
+    EXPECT_EQ(resultNames(*section(bea, "Artists")), QStringList{"Beach Bunny"});
+
+    // A word inside the name, without its accent and in another case.
+    const auto cafe = runTask(database->search(QStringLiteral("  MAR cafe ")));
+    ASSERT_TRUE(section(cafe, "Songs"));
+    EXPECT_EQ(resultNames(*section(cafe, "Songs")), QStringList{"Café del Mar"});
+    EXPECT_FALSE(section(cafe, "Artists"));
+
+    // Every word must match, across title and artist.
+    const auto both = runTask(database->search(QStringLiteral("bunny su")));
+    ASSERT_TRUE(section(both, "Songs"));
+    EXPECT_EQ(resultNames(*section(both, "Songs")), QStringList{"Summer Days"});
+    EXPECT_TRUE(runTask(database->search(QStringLiteral("bunny sunday"))).isEmpty());
+
+    // One or two letters match the start of names.
+    const auto be = runTask(database->search(QStringLiteral("BÉ")));
+    EXPECT_EQ(resultNames(*section(be, "Artists")), (QStringList{"Beach Bunny", "Beyoncé"}));
+    EXPECT_EQ(resultNames(*section(runTask(database->search(QStringLiteral("su"))), "Songs")), (QStringList{"Summer Days", "Sunday"}));
+
+    EXPECT_TRUE(runTask(database->search(QString())).isEmpty());
+    EXPECT_TRUE(runTask(database->search(QStringLiteral(" \t "))).isEmpty());
+    // Query syntax in the text is searched for, never interpreted.
+    EXPECT_NO_THROW(runTask(database->search(QStringLiteral("\" ) ( * AND"))));
+}
+
+TEST_F(StoreTest, CollectionSongsComeInCollectionOrder)
+{
+    auto track = [](const char *id, const char *title, const char *album, int disc, int number) {
+        Song song = makeSong(id, title, "Band", album);
+        song.discNumber = disc;
+        song.trackNumber = number;
+        return song;
+    };
+    service.library.songs = {track("1", "Two-One", "B", 2, 1), track("2", "One-Two", "B", 1, 2), track("3", "One-One", "B", 1, 1),
+                             track("4", "A only", "a", 1, 1)};
+    service.library.albums = {FakeMusicService::album("B", "B", "Band")};
+    service.library.artists = {FakeMusicService::artist("band", "Band")};
+    service.library.playlists = {FakeMusicService::playlist("p", "P")};
+    Song outsider = makeSong("9", "Not in library", "Someone");
+    service.playlistTracks[MusicItemID("p")] = {service.library.songs[0], outsider, service.library.songs[3]};
+    syncAll();
+
+    const auto albums = runTask(database->allAlbums({LocalAlbum::SortKey::title}));
+    const QList<LocalSong> albumSongs = runTask(database->songs(albums.first()));
+    EXPECT_EQ(titles(albumSongs), (QStringList{"One-One", "One-Two", "Two-One"}));
+    EXPECT_EQ(albumSongs.last().order, 2);
+
+    const QList<LocalSong> artistSongs = runTask(database->songs(runTask(database->allArtists({LocalArtist::SortKey::name})).first()));
+    EXPECT_EQ(titles(artistSongs), (QStringList{"A only", "One-One", "One-Two", "Two-One"}));
+
+    const QList<LocalSong> playlistSongs = runTask(database->songs(runTask(database->allPlaylists({LocalPlaylist::SortKey::name})).first()));
+    EXPECT_EQ(titles(playlistSongs), (QStringList{"Two-One", "Not in library", "A only"}));
+    EXPECT_EQ(playlistSongs[1].order, 1);
+    // The playlist's outsider does not join the library.
+    EXPECT_EQ(runTask(database->allLibrarySongs({LocalSong::SortKey::title})).size(), 4);
+    EXPECT_FALSE(runTask(database->hasSong(QStringLiteral("Not in library"), std::nullopt, std::nullopt)));
+}
+
+TEST_F(StoreTest, HasSongMatchesFoldedTextsAndOnlyTheGivenFields)
+{
+    service.library.songs = {makeSong("1", "Héllo  World", "The Band", "First")};
+    syncAll();
+    EXPECT_TRUE(runTask(database->hasSong(QStringLiteral("hello world"), std::nullopt, std::nullopt)));
+    EXPECT_TRUE(runTask(database->hasSong(QStringLiteral(" HELLO WORLD "), QStringLiteral("the band"), QStringLiteral("first"))));
+    EXPECT_TRUE(runTask(database->hasSong(QStringLiteral("Hello World"), QStringLiteral(""), std::nullopt)));
+    EXPECT_FALSE(runTask(database->hasSong(QStringLiteral("Hello World"), QStringLiteral("Other"), std::nullopt)));
+    EXPECT_FALSE(runTask(database->hasSong(QStringLiteral("Hello World"), std::nullopt, QStringLiteral("Second"))));
+    EXPECT_FALSE(runTask(database->hasSong(QStringLiteral("Hello"), std::nullopt, std::nullopt)));
+}
+
+TEST_F(StoreTest, SyncAddsUpdatesAndRemovesToMatchTheService)
+{
+    service.library.songs = {makeSong("1", "One", "A"), makeSong("2", "Two", "A"), makeSong("3", "Three", "A")};
+    service.library.albums = {FakeMusicService::album("a1", "Gone"), FakeMusicService::album("a2", "Stays")};
+    service.library.playlists = {FakeMusicService::playlist("p1", "Old name"), FakeMusicService::playlist("p2", "Dropped")};
+    service.playlistTracks[MusicItemID("p1")] = {service.library.songs[0], service.library.songs[1]};
+    service.playlistTracks[MusicItemID("p2")] = {service.library.songs[2]};
+    syncAll();
+    ASSERT_EQ(runTask(database->allLibrarySongs({LocalSong::SortKey::order})).size(), 3);
+
+    service.library.songs = {makeSong("4", "Four", "B"), makeSong("1", "One (Remastered)", "A")};
+    service.library.albums = {FakeMusicService::album("a2", "Stays"), FakeMusicService::album("a3", "New")};
+    service.library.playlists = {FakeMusicService::playlist("p1", "New name")};
+    service.playlistTracks[MusicItemID("p1")] = {service.library.songs[1], makeSong("2", "Two", "A")};
+    syncAll();
+
+    const QList<LocalSong> songs = runTask(database->allLibrarySongs({LocalSong::SortKey::order}));
+    EXPECT_EQ(titles(songs), (QStringList{"Four", "One (Remastered)"}));
+    QStringList albumTitles;
+    for (const LocalAlbum &album : runTask(database->allAlbums({LocalAlbum::SortKey::title})))
+        albumTitles.append(album.title);
+    EXPECT_EQ(albumTitles, (QStringList{"New", "Stays"}));
+    const QList<LocalPlaylist> playlists = runTask(database->allPlaylists({LocalPlaylist::SortKey::name}));
+    ASSERT_EQ(playlists.size(), 1);
+    EXPECT_EQ(playlists[0].name, QStringLiteral("New name"));
+    // Song 2 left the library but its playlist still holds it.
+    EXPECT_EQ(titles(runTask(database->songs(playlists[0]))), (QStringList{"One (Remastered)", "Two"}));
+    EXPECT_TRUE(runTask(database->search(QStringLiteral("three"))).isEmpty());
+    EXPECT_FALSE(runTask(database->search(QStringLiteral("remaster"))).isEmpty());
+}
+
+TEST_F(StoreTest, RemoteTracksAndInsertsJoinTheLibrary)
+{
+    service.library.songs = {makeSong("1", "Old", "Band", "Record")};
+    service.library.albums = {FakeMusicService::album("r", "Record", "Band")};
+    service.library.playlists = {FakeMusicService::playlist("p", "Later")};
+    syncAll();
+    // The service could not list the playlist during the sync; it can now.
+    EXPECT_EQ(runTask(database->playlistsWithoutContents()).size(), 1);
+    service.playlistTracks[MusicItemID("p")] = {makeSong("7", "Seven", "Band")};
+    const LocalPlaylist playlist = runTask(database->allPlaylists({LocalPlaylist::SortKey::name})).first();
+    EXPECT_EQ(titles(runTask(SyncEngine(*database, service).syncRemoteTracks(playlist))), QStringList{"Seven"});
+
+    const LocalAlbum album = runTask(database->allAlbums({LocalAlbum::SortKey::title})).first();
+    Song fresh = makeSong("2", "New", "Band", "Record");
+    fresh.trackNumber = 1;
+    service.albumTracks[MusicItemID("r")] = {fresh};
+    const QList<LocalSong> albumSongs = runTask(SyncEngine(*database, service).syncRemoteTracks(album));
+    EXPECT_EQ(titles(albumSongs), QStringList{"New"});
+    // The album no longer lists "Old": it left the library.
+    EXPECT_EQ(titles(runTask(database->allLibrarySongs({LocalSong::SortKey::order}))), QStringList{"New"});
+
+    Song added = makeSong("3", "Added", "Band");
+    added.libraryAddedDate = QDateTime::currentDateTimeUtc();
+    service.library.songs.append(added);
+    runTask(SyncEngine(*database, service).syncInserts());
+    EXPECT_TRUE(runTask(database->hasSong(QStringLiteral("added"), std::nullopt, std::nullopt)));
+    EXPECT_EQ(runTask(database->allLibrarySongs({LocalSong::SortKey::order})).last().title, QStringLiteral("Added"));
+
+    service.fail(FakeMusicService::Operation::librarySongsAdded, MusicError(MusicError::serviceFailed, QStringLiteral("down")));
+    EXPECT_NO_THROW(runTask(SyncEngine(*database, service).syncInserts()));
+}
+
+TEST_F(StoreTest, BadRecordsAreCleanedOrSkippedWithoutStoppingTheSync)
+{
+    Song noTitle = makeSong("1", "x");
+    noTitle.title.clear();
+    Song noID = makeSong("", "No id");
+    Song broken = makeSong("3", QString(QChar(0xD800)) + QStringLiteral("Bro\u0001ken"));
+    Song forever = makeSong("4", "Forever", "A", std::nullopt, 1e12);
+    Song negative = makeSong("5", "Negative", "A", std::nullopt, -3);
+    Song duplicate = makeSong("4", "Forever again", "A");
+    service.library.songs = {noTitle, noID, broken, forever, negative, duplicate, makeSong("6", "Fine")};
+    service.library.playlists = {FakeMusicService::playlist("p", "List")};
+    service.playlistTracks[MusicItemID("p")] = {noID, makeSong("6", "Fine")};
+    syncAll();
+
+    const QList<LocalSong> songs = runTask(database->allLibrarySongs({LocalSong::SortKey::order}));
+    EXPECT_EQ(titles(songs), (QStringList{"Unknown", "Broken", "Negative", "Forever again", "Fine"}));
+    for (const LocalSong &song : songs)
+        EXPECT_TRUE(song.duration >= 0 && song.duration <= 24 * 3600) << song.title.toStdString();
+    EXPECT_EQ(songs[2].duration, 0);
+    const LocalPlaylist playlist = runTask(database->allPlaylists({LocalPlaylist::SortKey::name})).first();
+    EXPECT_EQ(titles(runTask(database->songs(playlist))), QStringList{"Fine"});
+}
+
+TEST_F(StoreTest, CancellationStopsTheSyncAndLeavesAConsistentStore)
+{
+    service.library.songs = FakeMusicService::songs(2500);
+    syncAll();
+
+    TaskHandle handle;
+    handle.cancel();
+    EXPECT_THROW(runTask(SyncEngine(*database, service, handle.token()).syncSongs()), CancellationError);
+
+    // Cancelled between pages: the pages already stored stay, nothing is swept.
+    class CancellingService : public FakeMusicService {
+    public:
+        TaskHandle handle;
+        QCoro::Task<LibraryPage<Song>> librarySongs(int offset, int limit) override
+        {
+            if (offset > 0)
+                handle.cancel();
+            return FakeMusicService::librarySongs(offset, limit);
+        }
+    } cancelling;
+    cancelling.library.songs = FakeMusicService::songs(1500, QStringLiteral("n"));
+    EXPECT_THROW(runTask(SyncEngine(*database, cancelling, cancelling.handle.token()).syncSongs()), CancellationError);
+    const auto songs = runTask(database->allLibrarySongs({LocalSong::SortKey::order}));
+    EXPECT_GE(songs.size(), 2500);
+    EXPECT_LE(songs.size(), 4000);
+
+    // The next full sync sweeps what the cancelled one left behind.
+    runTask(SyncEngine(*database, cancelling).syncSongs());
+    EXPECT_EQ(runTask(database->allLibrarySongs({LocalSong::SortKey::order})).size(), 1500);
+}
+
+TEST(StoreOpenTest, AFailedOpenMakesEveryCallThrow)
+{
+    QTemporaryDir dir;
+    LocalDatabase missingFolder(dir.filePath(QStringLiteral("no/such/folder/local.db")));
+    EXPECT_THROW(runTask(missingFolder.open()), StoreError);
+    EXPECT_THROW(runTask(missingFolder.allLibrarySongs({LocalSong::SortKey::title})), StoreError);
+    EXPECT_THROW(runTask(missingFolder.search(QStringLiteral("a"))), StoreError);
+
+    const QString garbagePath = dir.filePath(QStringLiteral("garbage.db"));
+    QFile garbage(garbagePath);
+    ASSERT_TRUE(garbage.open(QIODevice::WriteOnly));
+    garbage.write(QByteArray(8192, 'x'));
+    garbage.close();
+    LocalDatabase corrupt(garbagePath);
+    EXPECT_THROW(runTask(corrupt.open()), StoreError);
+    EXPECT_THROW(runTask(corrupt.hasSong(QStringLiteral("a"), std::nullopt, std::nullopt)), StoreError);
+
+    LocalDatabase neverOpened(dir.filePath(QStringLiteral("closed.db")));
+    EXPECT_THROW(runTask(neverOpened.allAlbums({LocalAlbum::SortKey::title})), StoreError);
+}
+
+TEST(StoreOpenTest, ReopeningKeepsTheContentAndTheSchemaVersion)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("local.db"));
+    {
+        LocalDatabase database(path);
+        runTask(database.open());
+        FakeMusicService service;
+        service.library.songs = FakeMusicService::songs(3);
+        runTask(SyncEngine(database, service).syncSongs());
+        runTask(database.close());
+    }
+    LocalDatabase again(path);
+    runTask(again.open());
+    EXPECT_EQ(runTask(again.allLibrarySongs({LocalSong::SortKey::order})).size(), 3);
+}

@@ -1,0 +1,48 @@
+#pragma once
+// A fresh store in a temporary folder per test, and song makers with the fields the store keys on.
+
+#include "FakeMusicService.h"
+#include "LumevarCore/LocalDatabase.h"
+#include "TestKit/AsyncTest.h"
+
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+#include <memory>
+
+inline Song makeSong(const QString &id, const QString &title, std::optional<QString> artist = std::nullopt,
+                     std::optional<QString> album = std::nullopt, double duration = 200)
+{
+    Song song = FakeMusicService::song(id, title, artist.value_or(QString()), duration);
+    song.artistName = artist;
+    song.albumTitle = album;
+    return song;
+}
+
+class StoreTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(dir.isValid());
+        database = std::make_unique<LocalDatabase>(dir.filePath(QStringLiteral("local.db")));
+        runTask(database->open());
+    }
+    void TearDown() override
+    {
+        if (database)
+            runTask(database->close());
+    }
+
+    // Mirrors the fake's library into the store.
+    void syncAll();
+    QStringList titles(const QList<LocalSong> &songs) const
+    {
+        QStringList result;
+        for (const LocalSong &song : songs)
+            result.append(song.title);
+        return result;
+    }
+
+    QTemporaryDir dir;
+    std::unique_ptr<LocalDatabase> database;
+    FakeMusicService service;
+};

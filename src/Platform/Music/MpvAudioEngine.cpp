@@ -24,6 +24,9 @@ struct MpvAudioEngine::Private {
     int64_t startedEntryID = -1;
     bool loaded = false;
     bool paused = true;
+    // The last position mpv reported: near the end of a file mpv has no position for a moment
+    // while the output drains, and the position must not jump back to 0 then.
+    mutable double lastPosition = 0;
     QUrl url;
     // Bumped by every load and stop, so that a queued failure of an older load is dropped.
     quint64 loadGeneration = 0;
@@ -129,6 +132,7 @@ void MpvAudioEngine::load(const QUrl &url)
 {
     ++d->loadGeneration;
     d->loaded = false;
+    d->lastPosition = 0;
     d->entryID = -1;
     d->takeNextStartedEntry = false;
     d->url = url;
@@ -178,6 +182,7 @@ void MpvAudioEngine::stop()
 {
     ++d->loadGeneration;
     d->loaded = false;
+    d->lastPosition = 0;
     d->entryID = -1;
     d->takeNextStartedEntry = false;
     d->url.clear();
@@ -191,13 +196,22 @@ void MpvAudioEngine::seek(double seconds)
 {
     if (!d->mpv || !d->loaded)
         return;
-    const QByteArray target = QByteArray::number(std::max(0.0, seconds), 'f', 3);
+    d->lastPosition = std::max(0.0, seconds);
+    const QByteArray target = QByteArray::number(d->lastPosition, 'f', 3);
     const char *args[] = {"seek", target.constData(), "absolute", nullptr};
     if (const int rc = mpv_command(d->mpv, args); rc < 0)
         Log::error(Log::playback(), "Failed to seek to %.1f: %@", seconds, mpv_error_string(rc));
 }
 
-double MpvAudioEngine::position() const { return d->loaded ? std::max(0.0, d->doubleProperty("time-pos")) : 0; }
+double MpvAudioEngine::position() const
+{
+    if (!d->loaded || !d->mpv)
+        return 0;
+    double value = 0;
+    if (mpv_get_property(d->mpv, "time-pos", MPV_FORMAT_DOUBLE, &value) >= 0)
+        d->lastPosition = std::max(0.0, value);
+    return d->lastPosition;
+}
 
 double MpvAudioEngine::duration() const { return d->loaded ? d->doubleProperty("duration") : 0; }
 

@@ -316,4 +316,44 @@ TEST_F(PlayerTest, QueueEditsKeepIdsAndTakeEffectInPlayback)
     EXPECT_FALSE(engine.isLoaded());
 }
 
+TEST_F(PlayerTest, CommandsOvertakenWhileLoadingEndQuietly)
+{
+    // The service and the engine answer late, as real ones do.
+    service.latency = 1;
+    engine.answersLater = true;
+    player.setQueue(FakeMusicService::songs(3));
+    auto stopped = player.play();
+    player.stop();
+    clock.advance(1);
+    EXPECT_NO_THROW(runTask(std::move(stopped)));
+    EXPECT_EQ(status(), Status::stopped);
+    EXPECT_FALSE(engine.isLoaded()) << "a stopped play leaves nothing loaded";
+
+    // A new queue while the old one loads: only the new one plays.
+    auto old = player.play();
+    player.setQueue(FakeMusicService::songs(2, QStringLiteral("n")));
+    auto fresh = player.play();
+    clock.advance(1);
+    EXPECT_NO_THROW(runTask(std::move(old)));
+    runTask(std::move(fresh));
+    EXPECT_EQ(current(), "n0");
+    EXPECT_EQ(status(), Status::playing);
+    EXPECT_EQ(engine.loadedURL(), FakeMusicService::defaultURL(MusicItemID(QStringLiteral("n0"))));
+
+    // A seek while the entry loads is where it starts.
+    auto skipping = player.skipToNextEntry();
+    player.setPlaybackTime(4);
+    clock.advance(1);
+    runTask(std::move(skipping));
+    EXPECT_EQ(current(), "n1");
+    EXPECT_DOUBLE_EQ(player.playbackTime(), 4);
+
+    // The output going away interrupts; play resumes.
+    engine.interrupt();
+    EXPECT_EQ(status(), Status::interrupted);
+    runTask(player.play());
+    EXPECT_EQ(status(), Status::playing);
+    EXPECT_FALSE(engine.isPaused());
+}
+
 } // namespace

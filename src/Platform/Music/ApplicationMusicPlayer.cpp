@@ -502,6 +502,11 @@ ApplicationMusicPlayer::ApplicationMusicPlayer(AudioEngine &engine, MusicService
     connect(&engine, &AudioEngine::pausedChanged, this, [this](bool paused) { d->enginePausedChanged(paused); });
 }
 
+ApplicationMusicPlayer::ApplicationMusicPlayer(AudioEngine &engine, QObject *parent)
+    : ApplicationMusicPlayer(engine, MusicService::shared(), parent)
+{
+}
+
 ApplicationMusicPlayer::~ApplicationMusicPlayer()
 {
     if (installedPlayer == this)

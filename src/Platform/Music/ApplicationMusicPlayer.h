@@ -121,6 +121,8 @@ public:
 
     // The service must outlive the player; the engine should (a player outliving it stays silent).
     ApplicationMusicPlayer(AudioEngine &engine, MusicService &service, QObject *parent = nullptr);
+    // A player over the service of the process (MusicService::shared(), which must be installed).
+    explicit ApplicationMusicPlayer(AudioEngine &engine, QObject *parent = nullptr);
     ~ApplicationMusicPlayer() override;
 
     // The player of the process, installed at start-up.

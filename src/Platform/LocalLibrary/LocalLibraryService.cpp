@@ -5,6 +5,7 @@
 #include "Platform/LocalLibrary/LocalRecommendations.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
+#include "Support/UserDefaults.h"
 
 #include <QCoroFuture>
 #include <QDir>
@@ -59,6 +60,17 @@ QString LocalLibraryService::defaultMusicFolder()
     return music.isEmpty() ? QDir::homePath() + QStringLiteral("/Music") : music;
 }
 
+QString LocalLibraryService::resolveLibraryFolder(const QString &explicitPath, UserDefaults *defaults)
+{
+    const auto absolute = [](const QString &path) { return QDir::cleanPath(QFileInfo(path).absoluteFilePath()); };
+    if (!explicitPath.trimmed().isEmpty())
+        return absolute(explicitPath.trimmed());
+    const std::optional<QString> stored = (defaults ? *defaults : UserDefaults::standard()).stringValue(libraryFolderKey);
+    if (stored && !stored->trimmed().isEmpty())
+        return absolute(stored->trimmed());
+    return absolute(defaultMusicFolder());
+}
+
 MusicAuthorizationStatus LocalLibraryService::checkFolder() const
 {
     const QFileInfo info(m_folder);
@@ -91,8 +103,9 @@ void LocalLibraryService::startScan()
 
 QCoro::Task<std::shared_ptr<const LocalLibraryService::Snapshot>> LocalLibraryService::library()
 {
+    // A copy: QCoro 0.8's return_value moves from a non-const lvalue, which would empty the member.
     if (m_snapshot && !m_scan)
-        co_return m_snapshot;
+        co_return std::shared_ptr<const Snapshot>(m_snapshot);
     if (!m_scan) {
         m_status = checkFolder();
         if (m_status != MusicAuthorizationStatus::authorized)

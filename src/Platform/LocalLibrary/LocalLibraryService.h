@@ -13,6 +13,8 @@
 #include <atomic>
 #include <memory>
 
+class UserDefaults;
+
 class LocalLibraryService : public QObject, public MusicService {
     Q_OBJECT
 
@@ -23,6 +25,14 @@ public:
 
     // The user's music folder (XDG_MUSIC_DIR), the default library.
     static QString defaultMusicFolder();
+
+    // The stored setting that names the library folder.
+    static inline const QString libraryFolderKey = QStringLiteral("libraryFolder");
+
+    // The folder to read: explicitPath (the "--library" option) when not empty, else the stored
+    // setting "libraryFolder" when not empty, else the user's music folder. Relative paths are
+    // made absolute against the working directory. defaults: nullptr means the standard ones.
+    static QString resolveLibraryFolder(const QString &explicitPath = {}, UserDefaults *defaults = nullptr);
 
     const QString &folder() const { return m_folder; }
 

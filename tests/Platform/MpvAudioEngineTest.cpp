@@ -75,11 +75,11 @@ TEST_F(MpvAudioEngineTest, PlaysAFileToItsEndAndReportsFailures)
     QSignalSpy ends(&engine, &AudioEngine::endOfFile);
     QSignalSpy failures(&engine, &AudioEngine::failed);
 
-    const QUrl tone = writeSineWav(path("tone.wav"), 0.6);
+    const QUrl tone = writeSineWav(path("tone.wav"), 1.2);
     EXPECT_TRUE(engine.isPaused()) << "a fresh engine is paused";
     engine.load(tone);
     ASSERT_TRUE(waitUntil([&] { return loaded.count() == 1; }));
-    EXPECT_NEAR(engine.duration(), 0.6, 0.05);
+    EXPECT_NEAR(engine.duration(), 1.2, 0.05);
     EXPECT_DOUBLE_EQ(engine.position(), 0) << "still paused";
     engine.play();
     ASSERT_TRUE(waitUntil([&] { return engine.position() > 0.1; })) << "position moves while playing";
@@ -95,7 +95,7 @@ TEST_F(MpvAudioEngineTest, PlaysAFileToItsEndAndReportsFailures)
     engine.load(tone);
     ASSERT_TRUE(waitUntil([&] { return loaded.count() == 3; }));
     EXPECT_LT(engine.position(), 0.2);
-    EXPECT_NEAR(engine.duration(), 0.6, 0.05);
+    EXPECT_NEAR(engine.duration(), 1.2, 0.05);
     engine.stop();
     EXPECT_EQ(engine.duration(), 0);
 

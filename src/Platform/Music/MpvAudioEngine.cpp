@@ -24,9 +24,12 @@ struct MpvAudioEngine::Private {
     int64_t startedEntryID = -1;
     bool loaded = false;
     bool paused = true;
-    // The last position mpv reported: near the end of a file mpv has no position for a moment
-    // while the output drains, and the position must not jump back to 0 then.
-    mutable double lastPosition = 0;
+    // Position and duration as mpv last reported them for the current file. They are observed
+    // rather than read on demand, so that reading them never waits for mpv's core (which may be
+    // busy opening a stream). Near the end of a file mpv has no position for a moment while the
+    // output drains; the last one is kept then.
+    double lastPosition = 0;
+    double lastDuration = 0;
     QUrl url;
     // Bumped by every load and stop, so that a queued failure of an older load is dropped.
     quint64 loadGeneration = 0;
@@ -113,6 +116,7 @@ MpvAudioEngine::MpvAudioEngine(Options options, QObject *parent) : AudioEngine(p
         d->mpv = nullptr;
         return;
     }
+    mpv_observe_property(d->mpv, 0, "time-pos", MPV_FORMAT_DOUBLE);
     mpv_request_log_messages(d->mpv, "error");
     mpv_set_wakeup_callback(d->mpv, &Private::wakeup, d.get());
 }
@@ -133,6 +137,7 @@ void MpvAudioEngine::load(const QUrl &url)
     ++d->loadGeneration;
     d->loaded = false;
     d->lastPosition = 0;
+    d->lastDuration = 0;
     d->entryID = -1;
     d->takeNextStartedEntry = false;
     d->url = url;
@@ -183,6 +188,7 @@ void MpvAudioEngine::stop()
     ++d->loadGeneration;
     d->loaded = false;
     d->lastPosition = 0;
+    d->lastDuration = 0;
     d->entryID = -1;
     d->takeNextStartedEntry = false;
     d->url.clear();
@@ -199,21 +205,13 @@ void MpvAudioEngine::seek(double seconds)
     d->lastPosition = std::max(0.0, seconds);
     const QByteArray target = QByteArray::number(d->lastPosition, 'f', 3);
     const char *args[] = {"seek", target.constData(), "absolute", nullptr};
-    if (const int rc = mpv_command(d->mpv, args); rc < 0)
+    if (const int rc = mpv_command_async(d->mpv, 0, args); rc < 0)
         Log::error(Log::playback(), "Failed to seek to %.1f: %@", seconds, mpv_error_string(rc));
 }
 
-double MpvAudioEngine::position() const
-{
-    if (!d->loaded || !d->mpv)
-        return 0;
-    double value = 0;
-    if (mpv_get_property(d->mpv, "time-pos", MPV_FORMAT_DOUBLE, &value) >= 0)
-        d->lastPosition = std::max(0.0, value);
-    return d->lastPosition;
-}
+double MpvAudioEngine::position() const { return d->loaded ? d->lastPosition : 0; }
 
-double MpvAudioEngine::duration() const { return d->loaded ? d->doubleProperty("duration") : 0; }
+double MpvAudioEngine::duration() const { return d->loaded ? d->lastDuration : 0; }
 
 bool MpvAudioEngine::isPaused() const { return d->paused; }
 
@@ -238,6 +236,8 @@ void MpvAudioEngine::drainEvents()
         case MPV_EVENT_FILE_LOADED:
             if (d->entryID >= 0 && d->startedEntryID == d->entryID && !d->loaded) {
                 d->loaded = true;
+                // Known once the file is open; read here, when the core has just finished with it.
+                d->lastDuration = std::max(0.0, d->doubleProperty("duration"));
                 Q_EMIT loaded();
             }
             break;
@@ -260,9 +260,16 @@ void MpvAudioEngine::drainEvents()
                                            ? QString::fromUtf8(mpv_error_string(ended->error))
                                            : QStringLiteral("nothing to play");
                 const QString message = QStringLiteral("Cannot play %1: %2").arg(where, reason);
-                Log::error(Log::playback(), "mpv failed on %@: %@", where, reason);
                 Q_EMIT failed(message);
             }
+            break;
+        }
+        case MPV_EVENT_PROPERTY_CHANGE: {
+            // Only time-pos is observed. Changes that were queued before the current file loaded
+            // belong to an earlier one.
+            const auto *property = static_cast<mpv_event_property *>(event->data);
+            if (d->loaded && property->format == MPV_FORMAT_DOUBLE)
+                d->lastPosition = std::max(0.0, *static_cast<double *>(property->data));
             break;
         }
         case MPV_EVENT_LOG_MESSAGE: {

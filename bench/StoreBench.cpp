@@ -1,0 +1,355 @@
+// The local store at the size of a large library: 100,000 songs, 10,000 albums, 3,000 artists,
+// 1,000 playlists with 50,000 entries (one of them 5,000 songs long), with varied texts (accents,
+// numbers in titles, shared prefixes), served by an in-memory music service.
+//
+//   cmake --build build/default --target StoreBench && build/default/bench/StoreBench
+
+#include "LumevarCore/LocalDatabase.h"
+#include "LumevarCore/SyncEngine.h"
+#include "Platform/Music/MusicService.h"
+#include "Support/Error.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFileInfo>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QTimeZone>
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <exception>
+#include <optional>
+
+namespace {
+
+constexpr int songCount = 100'000;
+constexpr int albumCount = 10'000;
+constexpr int artistCount = 3'000;
+constexpr int playlistCount = 1'000;
+constexpr int entryCount = 50'000;
+constexpr int bigPlaylistSize = 5'000;
+
+// Runs a task to its end on the calling thread's event loop and rethrows what it threw.
+template <typename T>
+QCoro::Task<void> drive(QCoro::Task<T> task, std::optional<T> &result, std::exception_ptr &error, bool &done, QEventLoop &loop)
+{
+    try {
+        result.emplace(co_await std::move(task));
+    } catch (...) {
+        error = std::current_exception();
+    }
+    done = true;
+    loop.quit();
+}
+
+QCoro::Task<void> driveVoid(QCoro::Task<void> task, std::exception_ptr &error, bool &done, QEventLoop &loop)
+{
+    try {
+        co_await std::move(task);
+    } catch (...) {
+        error = std::current_exception();
+    }
+    done = true;
+    loop.quit();
+}
+
+template <typename T>
+T await(QCoro::Task<T> task)
+{
+    QEventLoop loop;
+    std::optional<T> result;
+    std::exception_ptr error;
+    bool done = false;
+    drive(std::move(task), result, error, done, loop);
+    if (!done)
+        loop.exec();
+    if (error)
+        std::rethrow_exception(error);
+    return std::move(*result);
+}
+
+void awaitVoid(QCoro::Task<void> task)
+{
+    QEventLoop loop;
+    std::exception_ptr error;
+    bool done = false;
+    driveVoid(std::move(task), error, done, loop);
+    if (!done)
+        loop.exec();
+    if (error)
+        std::rethrow_exception(error);
+}
+
+const QStringList words = {
+    QStringLiteral("Love"), QStringLiteral("Night"), QStringLiteral("Summer"), QStringLiteral("Beach"), QStringLiteral("Dream"),
+    QStringLiteral("Café"), QStringLiteral("Señorita"), QStringLiteral("Über"), QStringLiteral("Noël"), QStringLiteral("Fire"),
+    QStringLiteral("Heart"), QStringLiteral("Blue"), QStringLiteral("River"), QStringLiteral("Montaña"), QStringLiteral("Żółć"),
+    QStringLiteral("Électrique"), QStringLiteral("Stars"), QStringLiteral("Midnight"), QStringLiteral("City"), QStringLiteral("Road"),
+    QStringLiteral("Shadow"), QStringLiteral("Light"), QStringLiteral("Golden"), QStringLiteral("Wild"), QStringLiteral("Ocean"),
+    QStringLiteral("Rain"), QStringLiteral("Bunny"), QStringLiteral("Honey"), QStringLiteral("Moon"), QStringLiteral("Sun"),
+    QStringLiteral("Forever"), QStringLiteral("Lonely"), QStringLiteral("Dance"), QStringLiteral("Ghost"), QStringLiteral("Paradise"),
+    QStringLiteral("Garden"), QStringLiteral("Mirror"), QStringLiteral("Echo"), QStringLiteral("Silver"), QStringLiteral("Thunder"),
+    QStringLiteral("Bella"), QStringLiteral("Corazón"), QStringLiteral("Straße"), QStringLiteral("Jardín"), QStringLiteral("Ville"),
+    QStringLiteral("Beat"), QStringLiteral("Bear"), QStringLiteral("Beautiful"), QStringLiteral("Sky"), QStringLiteral("Train"),
+};
+const QStringList genres = {QStringLiteral("Rock"), QStringLiteral("Pop"), QStringLiteral("Électronique"), QStringLiteral("Jazz"),
+                            QStringLiteral("Hip-Hop"), QStringLiteral("Classical"), QStringLiteral("Folk"), QStringLiteral("R&B")};
+
+QString phrase(QRandomGenerator &random, int minimum, int maximum)
+{
+    const int count = minimum + int(random.bounded(maximum - minimum + 1));
+    QStringList parts;
+    for (int i = 0; i < count; ++i)
+        parts.append(words[int(random.bounded(qsizetype(words.size())))]);
+    switch (random.bounded(6)) {
+    case 0: parts.append(QString::number(random.bounded(1, 120))); break;
+    case 1: parts.prepend(QStringLiteral("Track %1").arg(random.bounded(1, 30))); break;
+    case 2: parts.append(QStringLiteral("(Remastered %1)").arg(random.bounded(1960, 2024))); break;
+    default: break;
+    }
+    return parts.join(QLatin1Char(' '));
+}
+
+// An in-memory service with the library above, generated from a fixed seed.
+class SyntheticService : public MusicService {
+public:
+    SyntheticService()
+    {
+        QRandomGenerator random(20261123);
+        for (int i = 0; i < artistCount; ++i) {
+            Artist artist;
+            artist.id = MusicItemID(QStringLiteral("r.%1").arg(i));
+            artist.name = i % 7 == 0 ? QStringLiteral("The ") + phrase(random, 1, 2) : phrase(random, 1, 2);
+            artist.genreNames = {genres[i % genres.size()]};
+            artist.artwork = Artwork(QStringLiteral("https://art.example/r%1/{w}x{h}.jpg").arg(i));
+            library.artists.append(artist);
+        }
+        for (int i = 0; i < albumCount; ++i) {
+            Album album;
+            album.id = MusicItemID(QStringLiteral("a.%1").arg(i));
+            album.title = phrase(random, 1, 3);
+            album.artistName = library.artists[i % artistCount].name;
+            album.genreNames = {genres[i % genres.size()]};
+            if (i % 5)
+                album.releaseDate = QDateTime::fromSecsSinceEpoch(qint64(random.bounded(2'000'000'000)), QTimeZone::utc());
+            album.libraryAddedDate = QDateTime::fromSecsSinceEpoch(1'500'000'000 + i * 60, QTimeZone::utc());
+            album.artwork = Artwork(QStringLiteral("https://art.example/a%1/{w}x{h}.jpg").arg(i));
+            library.albums.append(album);
+        }
+        for (int i = 0; i < songCount; ++i) {
+            const Album &album = library.albums[i % albumCount];
+            Song song;
+            song.id = MusicItemID(QStringLiteral("i.%1").arg(i));
+            song.title = phrase(random, 1, 4);
+            song.artistName = i % 50 == 0 ? std::nullopt : std::optional(library.artists[(i / albumCount + i) % artistCount].name);
+            song.albumTitle = album.title;
+            song.albumArtistName = album.artistName;
+            if (i % 9)
+                song.genreNames = {genres[i % genres.size()]};
+            song.duration = 60 + random.bounded(600);
+            song.releaseDate = album.releaseDate;
+            song.libraryAddedDate = QDateTime::fromSecsSinceEpoch(1'500'000'000 + i * 30, QTimeZone::utc());
+            song.trackNumber = i / albumCount + 1;
+            song.discNumber = 1;
+            song.artwork = album.artwork;
+            song.playParameters = PlayParameters{song.id, QStringLiteral("song")};
+            library.songs.append(song);
+        }
+        for (int i = 0; i < playlistCount; ++i) {
+            Playlist playlist;
+            playlist.id = MusicItemID(QStringLiteral("p.%1").arg(i));
+            playlist.name = phrase(random, 1, 3) + (i % 3 ? QString() : QStringLiteral(" Mix %1").arg(i));
+            playlist.libraryAddedDate = QDateTime::fromSecsSinceEpoch(1'600'000'000 + i * 3600, QTimeZone::utc());
+            library.playlists.append(playlist);
+            QList<Song> tracks;
+            const int size = i == 0 ? bigPlaylistSize : (entryCount - bigPlaylistSize) / (playlistCount - 1);
+            for (int j = 0; j < size; ++j)
+                tracks.append(library.songs[int(random.bounded(songCount))]);
+            playlistTracks.insert(playlist.id, tracks);
+        }
+    }
+
+    struct {
+        QList<Playlist> playlists;
+        QList<Album> albums;
+        QList<Artist> artists;
+        QList<Song> songs;
+    } library;
+    QHash<MusicItemID, QList<Song>> playlistTracks;
+
+    MusicAuthorizationStatus authorizationStatus() const override { return MusicAuthorizationStatus::authorized; }
+    QCoro::Task<MusicAuthorizationStatus> requestAuthorization() override { co_return MusicAuthorizationStatus::authorized; }
+    QCoro::Task<LibraryPage<Playlist>> libraryPlaylists(int offset, int limit) override { co_return page(library.playlists, offset, limit); }
+    QCoro::Task<LibraryPage<Album>> libraryAlbums(int offset, int limit) override { co_return page(library.albums, offset, limit); }
+    QCoro::Task<LibraryPage<Artist>> libraryArtists(int offset, int limit) override { co_return page(library.artists, offset, limit); }
+    QCoro::Task<LibraryPage<Song>> librarySongs(int offset, int limit) override { co_return page(library.songs, offset, limit); }
+    QCoro::Task<QList<Song>> librarySongsAdded(QDateTime) override { co_return QList<Song>{}; }
+    QCoro::Task<QList<Song>> tracks(Playlist playlist) override { co_return playlistTracks.value(playlist.id); }
+    QCoro::Task<QList<Song>> tracks(Album) override { co_return QList<Song>{}; }
+    QCoro::Task<QList<Song>> tracks(Artist) override { co_return QList<Song>{}; }
+    QCoro::Task<QList<MusicPersonalRecommendation>> personalRecommendations() override { co_return QList<MusicPersonalRecommendation>{}; }
+    QCoro::Task<QList<Song>> stationSongs(Station, int) override { co_return QList<Song>{}; }
+    QCoro::Task<CatalogSearchResponse> searchCatalog(QString, int) override { co_return CatalogSearchResponse{}; }
+    QCoro::Task<Artist> catalogArtistWithTopSongs(MusicItemID) override
+    {
+        throw MusicError(MusicError::notFound, QStringLiteral("no catalog"));
+        co_return Artist{};
+    }
+    QCoro::Task<void> addToLibrary(MusicItemID) override { co_return; }
+    QCoro::Task<QUrl> playableURL(PlayParameters) override { co_return QUrl(); }
+
+private:
+    template <typename T>
+    static LibraryPage<T> page(const QList<T> &all, int offset, int limit)
+    {
+        LibraryPage<T> result;
+        result.items = all.mid(offset, limit);
+        result.offset = offset;
+        result.totalCount = int(all.size());
+        return result;
+    }
+};
+
+SyntheticService &service()
+{
+    static SyntheticService instance;
+    return instance;
+}
+
+QTemporaryDir &folder()
+{
+    static QTemporaryDir dir;
+    return dir;
+}
+
+// The synced store the read benchmarks share.
+LocalDatabase &database()
+{
+    static LocalDatabase *instance = [] {
+        auto *made = new LocalDatabase(folder().filePath(QStringLiteral("shared.db")));
+        awaitVoid(made->open());
+        awaitVoid(SyncEngine(*made, service()).syncAll(nullptr));
+        return made;
+    }();
+    return *instance;
+}
+
+void BM_SyncAll(benchmark::State &state)
+{
+    SyntheticService &source = service();
+    int round = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        const QString path = folder().filePath(QStringLiteral("sync-%1.db").arg(round++));
+        LocalDatabase store(path);
+        awaitVoid(store.open());
+        state.ResumeTiming();
+        awaitVoid(SyncEngine(store, source).syncAll(nullptr));
+        state.PauseTiming();
+        awaitVoid(store.close());
+        state.counters["file_MB"] = double(QFileInfo(path).size() + QFileInfo(path + QStringLiteral("-wal")).size()) / 1e6;
+        QFile::remove(path);
+        QFile::remove(path + QStringLiteral("-wal"));
+        QFile::remove(path + QStringLiteral("-shm"));
+        state.ResumeTiming();
+    }
+}
+BENCHMARK(BM_SyncAll)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
+
+void BM_AllLibrarySongs(benchmark::State &state)
+{
+    LocalDatabase &store = database();
+    const auto key = LocalSong::SortKey(state.range(0));
+    qsizetype count = 0;
+    for (auto _ : state)
+        count = await(store.allLibrarySongs({key, SortOrder::forward})).size();
+    state.counters["songs"] = double(count);
+    static const char *names[] = {"title", "artistName", "albumTitle", "duration", "genre", "releaseDate", "order"};
+    state.SetLabel(names[state.range(0)]);
+}
+BENCHMARK(BM_AllLibrarySongs)->DenseRange(0, 6)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_SearchWhileTyping(benchmark::State &state)
+{
+    LocalDatabase &store = database();
+    const QStringList queries = {QStringLiteral("beach bunny"), QStringLiteral("cafe del"), QStringLiteral("midnight city"),
+                                 QStringLiteral("love"), QStringLiteral("the golden river"), QStringLiteral("electrique 12"),
+                                 QStringLiteral("senorita"), QStringLiteral("track 7 summer")};
+    QList<double> latencies;
+    for (auto _ : state) {
+        for (const QString &query : queries) {
+            for (int length = 1; length <= query.size(); ++length) {
+                QElapsedTimer timer;
+                timer.start();
+                benchmark::DoNotOptimize(await(store.search(query.left(length))));
+                latencies.append(double(timer.nsecsElapsed()) / 1e6);
+            }
+        }
+    }
+    std::sort(latencies.begin(), latencies.end());
+    auto percentile = [&latencies](double p) { return latencies[qMin(latencies.size() - 1, qsizetype(p * double(latencies.size())))]; };
+    state.counters["p50_ms"] = percentile(0.50);
+    state.counters["p95_ms"] = percentile(0.95);
+    state.counters["p99_ms"] = percentile(0.99);
+    state.counters["max_ms"] = latencies.last();
+    state.counters["keystrokes"] = double(latencies.size());
+}
+BENCHMARK(BM_SearchWhileTyping)->Unit(benchmark::kMillisecond)->Iterations(5)->UseRealTime();
+
+void BM_HasSong(benchmark::State &state)
+{
+    LocalDatabase &store = database();
+    const SyntheticService &source = service();
+    int i = 0;
+    for (auto _ : state) {
+        const Song &song = source.library.songs[(i++ * 7919) % songCount];
+        benchmark::DoNotOptimize(await(store.hasSong(song.title.toUpper(), song.artistName, song.albumTitle)));
+    }
+}
+BENCHMARK(BM_HasSong)->Unit(benchmark::kMicrosecond)->UseRealTime();
+
+void BM_HasSongMissing(benchmark::State &state)
+{
+    LocalDatabase &store = database();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(await(store.hasSong(QStringLiteral("No such song"), QStringLiteral("Nobody"), std::nullopt)));
+}
+BENCHMARK(BM_HasSongMissing)->Unit(benchmark::kMicrosecond)->UseRealTime();
+
+void BM_BigPlaylistSongs(benchmark::State &state)
+{
+    LocalDatabase &store = database();
+    LocalPlaylist playlist;
+    playlist.id = QStringLiteral("p.0");
+    qsizetype count = 0;
+    for (auto _ : state)
+        count = await(store.songs(playlist)).size();
+    state.counters["songs"] = double(count);
+}
+BENCHMARK(BM_BigPlaylistSongs)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_FileSize(benchmark::State &state)
+{
+    LocalDatabase &store = database();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(&store);
+    const QString path = store.path();
+    state.counters["file_MB"] = double(QFileInfo(path).size() + QFileInfo(path + QStringLiteral("-wal")).size()) / 1e6;
+}
+BENCHMARK(BM_FileSize)->Iterations(1);
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

@@ -179,7 +179,12 @@ TEST_F(PlayerTest, StationKeepsProducingEntriesAndCollectionsExpandOnPrepare)
     player.state().setRepeatMode(MusicRepeatMode::all);
     runTask(player.play());
     EXPECT_EQ(ids().size(), ApplicationMusicPlayer::stationBatchSize);
-    for (int i = 0; i < 35; ++i)
+    for (int i = 0; i < 7; ++i)
+        finishTrack();
+    EXPECT_EQ(ids().size(), 10) << "two entries still follow";
+    finishTrack();
+    EXPECT_EQ(ids().size(), 20) << "fetched before the last entry plays";
+    for (int i = 0; i < 27; ++i)
         finishTrack();
     EXPECT_EQ(status(), Status::playing);
     EXPECT_EQ(engine.loads.size(), 36);

@@ -86,6 +86,12 @@ QString SqliteQuery::text(int column) const
     return QString::fromUtf8(data, sqlite3_column_bytes(m_statement, column));
 }
 
+QByteArray SqliteQuery::blob(int column) const
+{
+    const auto *data = static_cast<const char *>(sqlite3_column_blob(m_statement, column));
+    return QByteArray(data, sqlite3_column_bytes(m_statement, column));
+}
+
 std::optional<QString> SqliteQuery::optionalText(int column) const
 {
     if (isNull(column))

@@ -57,6 +57,7 @@ public:
     qint64 int64(int column) const;
     double real(int column) const;
     QString text(int column) const;
+    QByteArray blob(int column) const;
     std::optional<QString> optionalText(int column) const;
     std::optional<QDateTime> optionalDate(int column) const;
 

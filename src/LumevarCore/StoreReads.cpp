@@ -3,6 +3,9 @@
 #include "LumevarCore/Sqlite.h"
 #include "LumevarCore/TextKeys.h"
 
+#include <algorithm>
+#include <vector>
+
 namespace {
 
 std::optional<QUrl> optionalURL(const SqliteQuery &row, int column)
@@ -20,20 +23,6 @@ QByteArray orderBy(const char *column, SortOrder order)
 {
     const char *dir = direction(order);
     return QByteArray(" ORDER BY ") + column + dir + ", pk" + dir;
-}
-
-QByteArray songOrderBy(LocalSong::SortKey key, SortOrder order)
-{
-    switch (key) {
-    case LocalSong::SortKey::title: return orderBy("s.title_key", order);
-    case LocalSong::SortKey::artistName: return orderBy("s.artist_key", order);
-    case LocalSong::SortKey::albumTitle: return orderBy("s.album_key", order);
-    case LocalSong::SortKey::duration: return orderBy("s.duration", order);
-    case LocalSong::SortKey::genre: return orderBy("s.genre_key", order);
-    case LocalSong::SortKey::releaseDate: return orderBy("s.release_date", order);
-    case LocalSong::SortKey::order: return orderBy("s.library_order", order);
-    }
-    return orderBy("s.title_key", order);
 }
 
 QList<LocalSong> collectSongs(SqliteQuery &query, bool numberRows)
@@ -158,12 +147,61 @@ QList<LocalArtist> allArtists(SqliteConnection &db, SortDescriptor<LocalArtist> 
 
 QList<LocalSong> allLibrarySongs(SqliteConnection &db, SortDescriptor<LocalSong> sort)
 {
-    SqliteQuery query = db.query(QByteArray("SELECT ") + songColumns + ", s.library_order FROM songs s"
-                                 " WHERE s.library_order IS NOT NULL" + songOrderBy(sort.key, sort.order));
+    // One pass over the table, then a sort in memory on the stored collation keys: cheaper than
+    // walking an index in key order into rows spread over the whole file.
+    const char *keyColumn = "s.title_key";
+    switch (sort.key) {
+    case LocalSong::SortKey::title: keyColumn = "s.title_key"; break;
+    case LocalSong::SortKey::artistName: keyColumn = "s.artist_key"; break;
+    case LocalSong::SortKey::albumTitle: keyColumn = "s.album_key"; break;
+    case LocalSong::SortKey::duration: keyColumn = "s.duration"; break;
+    case LocalSong::SortKey::genre: keyColumn = "s.genre_key"; break;
+    case LocalSong::SortKey::releaseDate: keyColumn = "s.release_date"; break;
+    case LocalSong::SortKey::order: keyColumn = "s.library_order"; break;
+    }
+    const bool textKey = sort.key == LocalSong::SortKey::title || sort.key == LocalSong::SortKey::artistName ||
+                         sort.key == LocalSong::SortKey::albumTitle || sort.key == LocalSong::SortKey::genre;
+    SqliteQuery query = db.query(QByteArray("SELECT ") + songColumns + ", s.library_order, " + keyColumn +
+                                 ", s.pk FROM songs s WHERE s.library_order IS NOT NULL");
+    struct Row {
+        bool absent;
+        QByteArray text;
+        double number;
+        qint64 pk;
+        qsizetype index;
+    };
+    QList<LocalSong> unsorted;
+    std::vector<Row> rows;
+    while (query.next()) {
+        Row row{query.isNull(11), {}, 0, query.int64(12), unsorted.size()};
+        if (!row.absent) {
+            if (textKey)
+                row.text = query.blob(11);
+            else
+                row.number = query.real(11);
+        }
+        rows.push_back(std::move(row));
+        unsorted.append(songFromRow(query));
+    }
+    // Absent values first, ties by row: the reverse order is exactly the opposite.
+    auto less = [textKey](const Row &a, const Row &b) {
+        if (a.absent != b.absent)
+            return a.absent;
+        if (!a.absent) {
+            const int c = textKey ? a.text.compare(b.text) : (a.number < b.number ? -1 : a.number > b.number ? 1 : 0);
+            if (c != 0)
+                return c < 0;
+        }
+        return a.pk < b.pk;
+    };
+    if (sort.order == SortOrder::forward)
+        std::sort(rows.begin(), rows.end(), less);
+    else
+        std::sort(rows.begin(), rows.end(), [&less](const Row &a, const Row &b) { return less(b, a); });
     QList<LocalSong> songs;
-    songs.reserve(qsizetype(db.scalar("SELECT count(*) FROM songs WHERE library_order IS NOT NULL")));
-    while (query.next())
-        songs.append(songFromRow(query));
+    songs.reserve(unsorted.size());
+    for (const Row &row : rows)
+        songs.append(std::move(unsorted[row.index]));
     return songs;
 }
 

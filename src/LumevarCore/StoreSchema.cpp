@@ -43,12 +43,8 @@ CREATE TABLE songs(
   album_fold TEXT,
   album_artist_fold TEXT
 );
-CREATE INDEX songs_by_title ON songs(title_key);
-CREATE INDEX songs_by_artist ON songs(artist_key);
-CREATE INDEX songs_by_album ON songs(album_key);
-CREATE INDEX songs_by_genre ON songs(genre_key);
-CREATE INDEX songs_by_release ON songs(release_date);
-CREATE INDEX songs_by_duration ON songs(duration);
+-- Sorted song lists are read whole and sorted in memory (faster than walking an index into a
+-- table larger than the cache), so the sort keys carry no index of their own.
 CREATE INDEX songs_by_order ON songs(library_order);
 CREATE INDEX songs_by_title_fold ON songs(title_fold);
 CREATE INDEX songs_by_album_fold ON songs(album_fold);
@@ -109,7 +105,7 @@ CREATE INDEX playlist_entries_by_song ON playlist_entries(song);
 -- Full-text indexes over the searchable texts, kept in step by triggers. An update that leaves
 -- the texts alone (a sync marking a row as seen) does not touch them.
 CREATE VIRTUAL TABLE songs_search USING fts5(title, artist, album, content='songs', content_rowid='pk',
-  tokenize='unicode61 remove_diacritics 2', prefix='1 2 3');
+  tokenize='unicode61 remove_diacritics 2', prefix='2 3');
 CREATE TRIGGER songs_search_insert AFTER INSERT ON songs BEGIN
   INSERT INTO songs_search(rowid, title, artist, album) VALUES (new.pk, new.title, new.artist, new.album);
 END;
@@ -123,7 +119,7 @@ WHEN old.title IS NOT new.title OR old.artist IS NOT new.artist OR old.album IS 
 END;
 
 CREATE VIRTUAL TABLE albums_search USING fts5(title, artist, content='albums', content_rowid='pk',
-  tokenize='unicode61 remove_diacritics 2', prefix='1 2 3');
+  tokenize='unicode61 remove_diacritics 2', prefix='2 3');
 CREATE TRIGGER albums_search_insert AFTER INSERT ON albums BEGIN
   INSERT INTO albums_search(rowid, title, artist) VALUES (new.pk, new.title, new.artist);
 END;
@@ -137,7 +133,7 @@ WHEN old.title IS NOT new.title OR old.artist IS NOT new.artist BEGIN
 END;
 
 CREATE VIRTUAL TABLE artists_search USING fts5(name, content='artists', content_rowid='pk',
-  tokenize='unicode61 remove_diacritics 2', prefix='1 2 3');
+  tokenize='unicode61 remove_diacritics 2', prefix='2 3');
 CREATE TRIGGER artists_search_insert AFTER INSERT ON artists BEGIN
   INSERT INTO artists_search(rowid, name) VALUES (new.pk, new.name);
 END;
@@ -150,7 +146,7 @@ CREATE TRIGGER artists_search_update AFTER UPDATE ON artists WHEN old.name IS NO
 END;
 
 CREATE VIRTUAL TABLE playlists_search USING fts5(name, content='playlists', content_rowid='pk',
-  tokenize='unicode61 remove_diacritics 2', prefix='1 2 3');
+  tokenize='unicode61 remove_diacritics 2', prefix='2 3');
 CREATE TRIGGER playlists_search_insert AFTER INSERT ON playlists BEGIN
   INSERT INTO playlists_search(rowid, name) VALUES (new.pk, new.name);
 END;
@@ -212,7 +208,7 @@ void prepare(SqliteConnection &db)
     // journal_mode answers with a row; the rest are silent.
     db.query("PRAGMA journal_mode = WAL").run();
     db.execute("PRAGMA synchronous = NORMAL; PRAGMA foreign_keys = ON; PRAGMA temp_store = MEMORY;"
-               "PRAGMA cache_size = -32768;");
+               "PRAGMA cache_size = -65536; PRAGMA mmap_size = 536870912;");
 
     const int version = int(db.scalar("PRAGMA user_version"));
     if (version > currentVersion())

@@ -23,6 +23,11 @@ QString matchExpression(const QStringList &tokens)
 // A query of one very short word matches a large share of the library, and ranking every match
 // would cost more than a keystroke may. Those queries match the start of the whole name instead,
 // through the folded-name index, in name order: what a user typing one or two letters expects.
+// Ranking costs a little for every match, and a common word matches thousands of songs. Hits are
+// ranked among the first candidateLimit matches of each kind, which bounds the cost of a keystroke;
+// a query specific enough to matter has fewer matches than that and is ranked in full.
+constexpr int candidateLimit = 300;
+
 bool isShortQuery(const QStringList &tokens) { return tokens.size() == 1 && tokens.first().size() <= 2; }
 
 template <typename Make>
@@ -115,32 +120,34 @@ QList<SearchSection> search(SqliteConnection &db, const QString &text)
     const QString match = matchExpression(words);
     {
         SqliteQuery q = db.query(QByteArray("SELECT ") + StoreReads::artistColumns +
-                                 " FROM artists_search f JOIN artists r ON r.pk = f.rowid"
-                                 " WHERE artists_search MATCH ?1 ORDER BY f.rank, r.name_key LIMIT ?2");
-        q.bindAll(match, collectionLimit);
+                                 " FROM (SELECT rowid, rank FROM artists_search WHERE artists_search MATCH ?1 LIMIT ?3) f"
+                                 " JOIN artists r ON r.pk = f.rowid ORDER BY f.rank, r.name_key LIMIT ?2");
+        q.bindAll(match, collectionLimit, candidateLimit);
         add("Artists", collect(q, [](const SqliteQuery &row) { return SearchResult::artist(StoreReads::artistFromRow(row)); }));
     }
     {
         // The title weighs more than the artist.
         SqliteQuery q = db.query(QByteArray("SELECT ") + StoreReads::albumColumns +
-                                 " FROM albums_search f JOIN albums a ON a.pk = f.rowid"
-                                 " WHERE albums_search MATCH ?1 ORDER BY bm25(albums_search, 4.0, 1.0), a.title_key LIMIT ?2");
-        q.bindAll(match, collectionLimit);
+                                 " FROM (SELECT rowid, bm25(albums_search, 4.0, 1.0) AS score FROM albums_search"
+                                 "   WHERE albums_search MATCH ?1 LIMIT ?3) f"
+                                 " JOIN albums a ON a.pk = f.rowid ORDER BY f.score, a.title_key LIMIT ?2");
+        q.bindAll(match, collectionLimit, candidateLimit);
         add("Albums", collect(q, [](const SqliteQuery &row) { return SearchResult::album(StoreReads::albumFromRow(row)); }));
     }
     {
         SqliteQuery q = db.query(QByteArray("SELECT ") + StoreReads::songColumns +
-                                 ", NULL FROM songs_search f JOIN songs s ON s.pk = f.rowid"
-                                 " WHERE songs_search MATCH ?1 AND s.library_order IS NOT NULL"
-                                 " ORDER BY bm25(songs_search, 4.0, 2.0, 1.0), s.title_key LIMIT ?2");
-        q.bindAll(match, songLimit);
+                                 ", NULL FROM (SELECT rowid, bm25(songs_search, 4.0, 2.0, 1.0) AS score FROM songs_search"
+                                 "   WHERE songs_search MATCH ?1 LIMIT ?3) f"
+                                 " JOIN songs s ON s.pk = f.rowid WHERE s.library_order IS NOT NULL"
+                                 " ORDER BY f.score, s.title_key LIMIT ?2");
+        q.bindAll(match, songLimit, candidateLimit);
         add("Songs", collect(q, [](const SqliteQuery &row) { return SearchResult::song(StoreReads::songFromRow(row)); }));
     }
     {
         SqliteQuery q = db.query(QByteArray("SELECT ") + StoreReads::playlistColumns +
-                                 " FROM playlists_search f JOIN playlists p ON p.pk = f.rowid"
-                                 " WHERE playlists_search MATCH ?1 ORDER BY f.rank, p.name_key LIMIT ?2");
-        q.bindAll(match, collectionLimit);
+                                 " FROM (SELECT rowid, rank FROM playlists_search WHERE playlists_search MATCH ?1 LIMIT ?3) f"
+                                 " JOIN playlists p ON p.pk = f.rowid ORDER BY f.rank, p.name_key LIMIT ?2");
+        q.bindAll(match, collectionLimit, candidateLimit);
         add("Playlists", collect(q, [](const SqliteQuery &row) { return SearchResult::playlist(StoreReads::playlistFromRow(row)); }));
     }
     return sections;

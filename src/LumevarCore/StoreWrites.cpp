@@ -382,11 +382,23 @@ void storePlaylistContents(SqliteConnection &db, const QList<std::pair<QString, 
         db.query("DELETE FROM playlist_entries WHERE playlist = ?1").bindAll(playlist).run();
         int position = 0;
         for (const Song &song : songs) {
-            const auto stored = upsertSong(db, song, LibraryMode::keep, std::nullopt, 0);
-            if (!stored)
-                continue;
+            // A library song is kept up to date by the library's own sync: only songs known from
+            // playlists alone are stored from here.
+            std::optional<qint64> pk;
+            {
+                SqliteQuery known = db.query("SELECT pk FROM songs WHERE id = ?1 AND library_order IS NOT NULL");
+                known.bindAll(song.id.rawValue());
+                if (known.next())
+                    pk = known.int64(0);
+            }
+            if (!pk) {
+                const auto stored = upsertSong(db, song, LibraryMode::keep, std::nullopt, 0);
+                if (!stored)
+                    continue;
+                pk = stored->pk;
+            }
             db.query("INSERT INTO playlist_entries(playlist, position, song) VALUES (?1, ?2, ?3)")
-                .bindAll(playlist, position++, stored->pk)
+                .bindAll(playlist, position++, *pk)
                 .run();
         }
         db.query("UPDATE playlists SET contents_synced = 1 WHERE pk = ?1").bindAll(playlist).run();

@@ -1,0 +1,119 @@
+#include "Lumevar/App/LumevarApp.h"
+
+#include "Lumevar/App/PowerProfile.h"
+#include "Lumevar/App/Updater.h"
+#include "Lumevar/Model/ErrorReporting.h"
+#include "LumevarCore/LocalDatabase.h"
+#include "Platform/Music/MusicService.h"
+#include "Support/Log.h"
+#include "Support/UserDefaults.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QPointer>
+
+namespace {
+// The analytics service's identifier of this application, handed to the telemetry client when it
+// is installed as the reporter's outlet.
+[[maybe_unused]] constexpr const char *telemetryAppID = "7C1E52D0-6A3B-4F18-9E27-3D0B5A8C41F6";
+} // namespace
+
+QVariantMap LumevarApp::registeredDefaults()
+{
+    return {
+        {QStringLiteral("showSubtitles"), true},
+        {QStringLiteral("padding"), 2},
+        {QStringLiteral("fontWeight"), 2},
+        {QStringLiteral("artworkSize"), 32},
+    };
+}
+
+LumevarApp::Environment LumevarApp::defaultEnvironment()
+{
+    return Environment{
+        [] { return PowerProfile::isPowerSaverActive(); },
+        [] { QCoreApplication::quit(); },
+        LocalDatabase::defaultPath(),
+    };
+}
+
+LumevarApp::LumevarApp(Environment environment, QObject *parent) : QObject(parent), m_env(std::move(environment))
+{
+    // 1. Failures and usage signals have their road before any model exists.
+    ErrorReporter::shared();
+    // 2. The updater, when this platform has one.
+    m_updater = Updater::shared();
+    if (m_updater)
+        m_updater->setAutomaticallyChecksForUpdates(true);
+    // 3. The one store, opening in the background; stops the process when it cannot be made.
+    LocalDatabase::shared();
+    // 4. Fallback values of the settings.
+    UserDefaults::standard().registerDefaults(registeredDefaults());
+    // 5. The models, in their order.
+    m_mainViewModel = std::make_unique<MainViewModel>();
+    m_songsViewModel = std::make_unique<DetailSongsViewModel>(*m_mainViewModel);
+    m_topLevelSongsViewModel = std::make_unique<TopLevelSongsViewModel>(*m_mainViewModel);
+    m_albumsViewModel = std::make_unique<AlbumsViewModel>(*m_mainViewModel, *m_songsViewModel);
+    m_playlistsViewModel = std::make_unique<PlaylistsViewModel>(*m_mainViewModel, *m_songsViewModel);
+    m_artistsViewModel = std::make_unique<ArtistsViewModel>(*m_mainViewModel, *m_songsViewModel);
+    m_madeForYouViewModel = std::make_unique<MadeForYouViewModel>(*m_mainViewModel, *m_songsViewModel);
+    m_stationsViewModel = std::make_unique<StationsViewModel>(*m_mainViewModel, *m_songsViewModel);
+}
+
+LumevarApp::~LumevarApp() = default;
+
+QCoro::Task<bool> LumevarApp::authorize()
+{
+    QPointer<LumevarApp> self(this);
+    const MusicAuthorizationStatus status = co_await MusicService::shared().requestAuthorization();
+    co_return self && status == MusicAuthorizationStatus::authorized;
+}
+
+QCoro::Task<void> LumevarApp::firstAppear()
+{
+    QPointer<LumevarApp> self(this);
+    const bool authorized = co_await authorize();
+    if (!self)
+        co_return;
+    if (!authorized) {
+        _notAuthorized.set(true);
+        co_return;
+    }
+    co_await m_mainViewModel->start();
+    if (!self)
+        co_return;
+    const bool lowPower = m_env.isLowPowerMode ? co_await m_env.isLowPowerMode() : false;
+    if (!self || lowPower)
+        co_return;
+    co_await m_madeForYouViewModel->loadMadeForYou();
+}
+
+QCoro::Task<void> LumevarApp::tryAgain()
+{
+    QPointer<LumevarApp> self(this);
+    const bool authorized = co_await authorize();
+    if (!self || !authorized)
+        co_return;
+    _notAuthorized.set(false);
+    co_await m_mainViewModel->start();
+}
+
+QCoro::Task<void> LumevarApp::resetData()
+{
+    QPointer<LumevarApp> self(this);
+    co_await LocalDatabase::shared().close();
+    if (!self)
+        co_return;
+    UserDefaults::standard().removePersistentDomain();
+    QFile file(m_env.databasePath);
+    if (file.exists() && !file.remove()) {
+        const Error error(QStringLiteral("LumevarFileError"), int(file.error()), file.errorString());
+        reportError(error, QStringLiteral("remove_local_database"));
+        Log::error(Log::app(), "Failed to remove local database: %@", error);
+    }
+    // The store's journal files go with it, so that the next launch starts from nothing.
+    QFile::remove(m_env.databasePath + QStringLiteral("-wal"));
+    QFile::remove(m_env.databasePath + QStringLiteral("-shm"));
+    if (m_env.terminate)
+        m_env.terminate();
+}

@@ -1,0 +1,13 @@
+#pragma once
+// Icons for the symbol names the application uses ("chevron.backward", "music.note", …): the
+// matching freedesktop theme icon when the desktop's theme has one, else a standard icon of the
+// widget style, else a small drawn glyph, so that every button shows something.
+
+#include <QIcon>
+#include <QString>
+
+namespace Icons {
+
+QIcon symbol(const QString &symbolName);
+
+} // namespace Icons

@@ -1,0 +1,107 @@
+#pragma once
+// The main window ("main"): menus, toolbar, the library as three plain lists side by side (root
+// containers, the selected container, the songs of the selected collection), a one-line player
+// readout, and the overlays (toasts, the unavailable screen, the play-error alert). Everything it
+// shows is read from the models and every user action goes to them; it holds no state of its own
+// beyond the widgets.
+//
+// Closing the window hides it: the process and playback go on, and quitting is from the menu, the
+// tray or the media controls.
+
+#include "Lumevar/UI/MenuRules.h"
+#include "Support/Observable.h"
+
+#include <QHash>
+#include <QMainWindow>
+#include <QPointer>
+#include <vector>
+
+class LumevarApp;
+class MainViewModel;
+class KeyboardShortcutsWindow;
+class PlayerReadout;
+class QActionGroup;
+class QLabel;
+class QMenu;
+class QMessageBox;
+class QToolButton;
+class SelectionList;
+class ToastView;
+class UnavailableView;
+
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+public:
+    static constexpr int minimumWidth = 400;
+    static constexpr int minimumHeight = 80;
+    static constexpr int defaultWidth = 600;
+    static constexpr int defaultHeight = 500;
+    static inline const QString playErrorTitle = QStringLiteral("The selected item could not be played.");
+    static inline const QString playErrorMessage = QStringLiteral(
+        "Please ensure you have a working Internet connection and the item is still available in the Apple Music catalog.");
+
+    explicit MainWindow(LumevarApp &app, QWidget *parent = nullptr);
+    ~MainWindow() override;
+
+    // An entry of the menus by its object name ("playPause", "back", "addToLibrary", …).
+    QAction *action(const QString &name) const;
+    SelectionList *rootList() const { return m_lists[0]; }
+    SelectionList *containerList() const { return m_lists[1]; }
+    SelectionList *detailList() const { return m_lists[2]; }
+    // The overlay on top now: "Added to Library", "Syncing Library", "Welcome to Lumevar" or empty.
+    QString visibleOverlay() const;
+    QString toolbarTitle() const;
+    // Re-reads every enable rule and title from the model (also run on each model change).
+    void refreshChrome();
+
+    // Brings the window to the front, showing it again after a close.
+    void raiseWindow();
+
+Q_SIGNALS:
+    void quitRequested();
+
+protected:
+    void showEvent(QShowEvent *event) override;
+    void closeEvent(QCloseEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
+
+private:
+    void buildMenus();
+    void buildToolbar();
+    void buildCentre();
+    void observeModel();
+    void scheduleChrome();
+    void refreshRootList();
+    void refreshContainerList();
+    void refreshDetailList();
+    void refreshOverlays();
+    void refreshPlayError();
+    void rebuildSortMenu();
+    void loadSelectedContainer(bool sync);
+    void selectContainer(const QString &id);
+    void selectInContainer(const QString &id);
+    void activateInContainer(const QString &id);
+    void focusPane(int pane);
+    void playPause();
+    QAction *addAction(QMenu *menu, const QString &name, const QString &text, const QKeySequence &key = {});
+
+    LumevarApp &m_app;
+    MainViewModel &m_model;
+    QHash<QString, QAction *> m_actions;
+    QActionGroup *m_repeatGroup = nullptr;
+    SelectionList *m_lists[3] = {};
+    QWidget *m_listsArea = nullptr;
+    PlayerReadout *m_readout = nullptr;
+    ToastView *m_addToast = nullptr;
+    ToastView *m_syncToast = nullptr;
+    UnavailableView *m_unavailable = nullptr;
+    QLabel *m_title = nullptr;
+    QToolButton *m_sortButton = nullptr;
+    QMenu *m_sortMenu = nullptr;
+    QPointer<QMessageBox> m_playErrorAlert;
+    QPointer<KeyboardShortcutsWindow> m_shortcutsWindow;
+    QMetaObject::Connection m_progressConnection;
+    bool m_appeared = false;
+    bool m_chromeScheduled = false;
+    std::vector<ObservationTrackingToken> m_tokens;
+};

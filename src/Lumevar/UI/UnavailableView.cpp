@@ -1,0 +1,40 @@
+#include "Lumevar/UI/UnavailableView.h"
+
+#include "Lumevar/UI/Icons.h"
+
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+QString UnavailableView::titleText() { return QStringLiteral("Welcome to Lumevar"); }
+
+QString UnavailableView::descriptionText()
+{
+    return QStringLiteral("Lumevar is not able to access your music library. Make sure you are signed into Apple "
+                          "Music in the Apple Music app first.");
+}
+
+UnavailableView::UnavailableView(QWidget *parent) : QWidget(parent), m_tryAgain(new QPushButton(QStringLiteral("Try Again"), this))
+{
+    setAutoFillBackground(true);
+    auto *layout = new QVBoxLayout(this);
+    layout->addStretch();
+    auto *symbol = new QLabel(this);
+    symbol->setPixmap(Icons::symbol(QStringLiteral("music.note")).pixmap(40, 40));
+    symbol->setAlignment(Qt::AlignCenter);
+    auto *title = new QLabel(titleText(), this);
+    QFont font = title->font();
+    font.setPointSizeF(font.pointSizeF() * 1.4);
+    font.setBold(true);
+    title->setFont(font);
+    title->setAlignment(Qt::AlignCenter);
+    auto *description = new QLabel(descriptionText(), this);
+    description->setWordWrap(true);
+    description->setAlignment(Qt::AlignCenter);
+    layout->addWidget(symbol);
+    layout->addWidget(title);
+    layout->addWidget(description);
+    layout->addWidget(m_tryAgain, 0, Qt::AlignHCenter);
+    layout->addStretch();
+    connect(m_tryAgain, &QPushButton::clicked, this, &UnavailableView::tryAgainRequested);
+}

@@ -1,0 +1,75 @@
+// Lumevar: a compact music player over a local music folder.
+//
+//   lumevar [--library PATH]
+//
+// PATH is the music folder to play from; without it the stored setting "libraryFolder" or the
+// user's music folder is used.
+
+#include "Lumevar/App/LumevarApp.h"
+#include "Lumevar/Mpris/MprisService.h"
+#include "Lumevar/UI/DockMenu.h"
+#include "Lumevar/UI/MainWindow.h"
+#include "Platform/LocalLibrary/LocalLibraryService.h"
+#include "Platform/Music/ApplicationMusicPlayer.h"
+#include "Platform/Music/MpvAudioEngine.h"
+#include "Support/Log.h"
+#include "Support/Task.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDBusConnection>
+#include <clocale>
+
+int main(int argc, char *argv[])
+{
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Lumevar"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Lumevar"));
+    QApplication::setDesktopFileName(QStringLiteral("lumevar"));
+    // Closing the main window leaves the process and playback running; quitting is explicit.
+    QApplication::setQuitOnLastWindowClosed(false);
+    // libmpv parses numbers in the C locale only.
+    std::setlocale(LC_NUMERIC, "C");
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("A compact music player."));
+    parser.addHelpOption();
+    const QCommandLineOption libraryOption(QStringLiteral("library"), QStringLiteral("The music folder to play from."),
+                                           QStringLiteral("PATH"));
+    parser.addOption(libraryOption);
+    parser.process(application);
+
+    // The platform: the music folder as the music service, mpv as the audio output.
+    LocalLibraryService service(LocalLibraryService::resolveLibraryFolder(parser.value(libraryOption)));
+    MusicService::setShared(&service);
+    MpvAudioEngine engine;
+    ApplicationMusicPlayer player(engine, service);
+    ApplicationMusicPlayer::setShared(&player);
+    Log::info(Log::app(), "Library folder: %@", service.folder());
+
+    LumevarApp root;
+    MainViewModel &model = root.mainViewModel();
+    MainWindow window(root);
+    QObject::connect(&window, &MainWindow::quitRequested, &application, &QApplication::quit);
+
+    DockMenu dock(model);
+    QObject::connect(&dock, &DockMenu::showWindowRequested, &window, &MainWindow::raiseWindow);
+    QObject::connect(&dock, &DockMenu::quitRequested, &application, &QApplication::quit);
+    if (!dock.install())
+        Log::info(Log::app(), "No system tray; the window's menus are the only controls");
+
+    MprisService::Hooks hooks;
+    hooks.raise = [&window] { window.raiseWindow(); };
+    hooks.quit = [] { QApplication::quit(); };
+    // Play with nothing loaded plays the selected row of the songs on screen, else all of them.
+    hooks.playWhenStopped = [&root, &model] {
+        if (model._detailSongs().isEmpty())
+            return;
+        detach(root.songsViewModel().playSelection(model._selectedDetailSongID().value_or(SongSelection::playID)));
+    };
+    MprisService mpris(model, std::move(hooks));
+    mpris.registerOn(QDBusConnection::sessionBus());
+
+    window.show();
+    return application.exec();
+}

@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QSaveFile>
+#include <QtConcurrent>
 #include <QFileInfo>
 
 namespace DemoLibrary {
@@ -117,6 +118,15 @@ void setAddedDate(const QString &path, int daysAfterStart)
         file.setFileTime(start.addDays(daysAfterStart), QFileDevice::FileModificationTime);
 }
 
+struct TrackJob {
+    QString path;
+    DemoTags::Tags tags;
+    quint32 seed;
+    double seconds;
+    QByteArray cover;
+    int addedDay;
+};
+
 struct WrittenTrack {
     QString relativePath;
     QString title;
@@ -151,6 +161,7 @@ bool generate(const QString &folder, Summary *summary, QString *error, const std
 
     Summary done;
     QList<WrittenTrack> written;
+    QList<TrackJob> jobs;
     quint32 seed = 1;
     int albumIndex = 0;
     for (const AlbumSpec &album : albums()) {
@@ -186,14 +197,9 @@ bool generate(const QString &folder, Summary *summary, QString *error, const std
             const QString relative = directory + u'/'
                                      + (tags.disc ? QString::number(tags.disc) + u'-' : QString())
                                      + QStringLiteral("%1 %2.%3").arg(tags.track, 2, 10, QLatin1Char('0')).arg(fileSafe(tags.title), album.suffix);
-            const QString path = root.filePath(relative);
-            if (!writeTrack(path, tags, seed, seconds, album.cover == CoverPlace::embedded ? cover : QByteArray(), error))
-                return false;
-            setAddedDate(path, albumIndex * 9 + int(i));
+            jobs.append({root.filePath(relative), tags, seed, seconds,
+                         album.cover == CoverPlace::embedded ? cover : QByteArray(), albumIndex * 9 + int(i)});
             written.append({relative, tags.title, tags.artist, seconds});
-            ++done.tracks;
-            if (progress)
-                progress(path);
         }
         ++done.albums;
         ++albumIndex;
@@ -208,13 +214,26 @@ bool generate(const QString &folder, Summary *summary, QString *error, const std
         tags.genre = single.genre;
         tags.date = single.date;
         const double seconds = 10 + (seed * 37 % 11);
-        if (!writeTrack(path, tags, seed++, seconds, {}, error))
-            return false;
-        setAddedDate(path, 120 + done.tracks);
+        jobs.append({path, tags, seed++, seconds, {}, 120 + int(jobs.size())});
         written.append({relative, single.title.isEmpty() ? QFileInfo(path).completeBaseName() : single.title, single.artist, seconds});
+    }
+
+    // Encoding is most of the work: one track per core.
+    const QList<QString> failures = QtConcurrent::blockingMapped(jobs, [](const TrackJob &job) {
+        QString failure;
+        if (writeTrack(job.path, job.tags, job.seed, job.seconds, job.cover, &failure))
+            setAddedDate(job.path, job.addedDay);
+        return failure;
+    });
+    for (qsizetype i = 0; i < jobs.size(); ++i) {
+        if (!failures[i].isEmpty()) {
+            if (error)
+                *error = failures[i];
+            return false;
+        }
         ++done.tracks;
         if (progress)
-            progress(path);
+            progress(jobs[i].path);
     }
 
     // Playlists: one beside the music with plain relative paths, one in a subfolder reaching up

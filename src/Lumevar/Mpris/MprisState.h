@@ -17,7 +17,7 @@ namespace Mpris {
 
 // The track id of "no track", fixed by the MPRIS specification.
 QDBusObjectPath noTrackPath();
-// A valid object path for an item identifier: letters, digits and "_" kept, every other byte
+// A valid object path for an item identifier: ASCII letters and digits kept, every other byte
 // written as "_" and two hex digits, so that distinct identifiers give distinct paths.
 QDBusObjectPath trackPath(const QString &identifier);
 

@@ -1,0 +1,137 @@
+// The media player on the bus: what it reads from the model (status, loop status, metadata of the
+// shown song, eager entry included) and what its commands do to the model.
+
+#include "ModelTestFixture.h"
+
+#include "Lumevar/Mpris/MprisService.h"
+#include "Lumevar/Mpris/MprisState.h"
+
+#include <QDBusObjectPath>
+#include <QRegularExpression>
+
+class MprisTest : public ModelTest {
+protected:
+    // A play that the player answers only after a second of virtual time.
+    std::shared_ptr<bool> startSlowPlay(const QList<LocalSong> &songs, int row)
+    {
+        service.latency = 1.0;
+        model->subscribeToPlayer();
+        return launch(model->playSelection(songs, songs[row].identifier));
+    }
+};
+
+TEST_F(MprisTest, StatusFollowsStoppedPlayingAndPaused)
+{
+    EXPECT_EQ(Mpris::playbackStatus(*model), QStringLiteral("Stopped"));
+    const QList<LocalSong> songs = localSongs(3);
+    const auto done = startSlowPlay(songs, 0);
+    clock.advance(2.5);
+    ASSERT_TRUE(*done);
+    EXPECT_EQ(Mpris::playbackStatus(*model), QStringLiteral("Playing"));
+
+    MprisService mpris(*model, {});
+    mpris.pause();
+    clock.advance(0.1);
+    EXPECT_EQ(Mpris::playbackStatus(*model), QStringLiteral("Paused"));
+    mpris.playPause();
+    clock.advance(0.1);
+    EXPECT_EQ(Mpris::playbackStatus(*model), QStringLiteral("Playing"));
+    mpris.stop();
+    clock.advance(1.0);
+    EXPECT_EQ(Mpris::playbackStatus(*model), QStringLiteral("Stopped"));
+    // Stopped, the metadata holds only the "no track" id.
+    const QVariantMap metadata = Mpris::metadata(*model);
+    EXPECT_EQ(metadata.keys(), QStringList{QStringLiteral("mpris:trackid")});
+    EXPECT_EQ(metadata.value(QStringLiteral("mpris:trackid")).value<QDBusObjectPath>(), Mpris::noTrackPath());
+}
+
+TEST_F(MprisTest, LoopStatusMapsBothWaysAndRejectsUnknownWords)
+{
+    const std::pair<MusicRepeatMode, const char *> pairs[] = {
+        {MusicRepeatMode::none, "None"}, {MusicRepeatMode::one, "Track"}, {MusicRepeatMode::all, "Playlist"}};
+    for (const auto &[mode, word] : pairs) {
+        EXPECT_EQ(Mpris::loopStatus(mode), QString::fromLatin1(word));
+        EXPECT_EQ(Mpris::repeatMode(QString::fromLatin1(word)), mode);
+    }
+    EXPECT_EQ(Mpris::repeatMode(QStringLiteral("playlist")), std::nullopt);
+    EXPECT_EQ(Mpris::repeatMode(QString()), std::nullopt);
+}
+
+TEST_F(MprisTest, MetadataShowsTheEagerSongAtOnce)
+{
+    QList<LocalSong> songs = localSongs(3);
+    songs[1].albumTitle = QStringLiteral("Nordlicht");
+    songs[1].artistName = QStringLiteral("Åsa Lindqvist");
+    songs[1].duration = 181.5;
+    const auto done = startSlowPlay(songs, 1);
+
+    // Before the player has answered, the bus already describes the chosen song.
+    ASSERT_TRUE(model->_eagerEntry().has_value());
+    const QVariantMap metadata = Mpris::metadata(*model);
+    EXPECT_EQ(metadata.value(QStringLiteral("xesam:title")).toString(), songs[1].title);
+    EXPECT_EQ(metadata.value(QStringLiteral("xesam:artist")).toStringList(), QStringList{QStringLiteral("Åsa Lindqvist")});
+    EXPECT_EQ(metadata.value(QStringLiteral("xesam:album")).toString(), QStringLiteral("Nordlicht"));
+    EXPECT_EQ(metadata.value(QStringLiteral("mpris:length")).toLongLong(), 181'500'000);
+    const QDBusObjectPath track = metadata.value(QStringLiteral("mpris:trackid")).value<QDBusObjectPath>();
+    EXPECT_NE(track, Mpris::noTrackPath());
+    EXPECT_EQ(track, Mpris::currentTrackPath(*model));
+
+    clock.advance(2.5);
+    ASSERT_TRUE(*done);
+    // Once the player plays it, the same song keeps the same track id.
+    EXPECT_FALSE(model->_eagerEntry().has_value());
+    EXPECT_EQ(Mpris::metadata(*model).value(QStringLiteral("xesam:title")).toString(), songs[1].title);
+}
+
+TEST_F(MprisTest, TrackPathsAreValidAndDistinct)
+{
+    const QRegularExpression valid(QStringLiteral("^(/[A-Za-z0-9_]+)+$"));
+    const QStringList ids = {QStringLiteral("a_b"), QStringLiteral("a.b"), QStringLiteral("a_2eb"), QStringLiteral("ß/ü x"),
+                             QStringLiteral("i.123")};
+    QSet<QString> paths;
+    for (const QString &id : ids) {
+        const QString path = Mpris::trackPath(id).path();
+        EXPECT_TRUE(valid.match(path).hasMatch()) << path.toStdString();
+        paths.insert(path);
+    }
+    EXPECT_EQ(paths.size(), ids.size());
+    EXPECT_EQ(Mpris::trackPath(QString()), Mpris::noTrackPath());
+}
+
+TEST_F(MprisTest, SeekAndSetPositionMoveTheMirrorAndIgnoreStaleRequests)
+{
+    QList<LocalSong> songs = localSongs(3);
+    for (LocalSong &song : songs)
+        song.duration = 60;
+    const auto done = startSlowPlay(songs, 0);
+    clock.advance(2.5);
+    ASSERT_TRUE(*done);
+    MprisService mpris(*model, {});
+    const QDBusObjectPath current = Mpris::currentTrackPath(*model);
+
+    mpris.setPosition(current, 30'000'000);
+    EXPECT_NEAR(model->currentPlayingTime(), 30.0, 0.01);
+    // A request for another track, or past the end, changes nothing.
+    mpris.setPosition(Mpris::trackPath(QStringLiteral("other")), 5'000'000);
+    mpris.setPosition(current, 61'000'000);
+    EXPECT_NEAR(model->currentPlayingTime(), 30.0, 0.01);
+    // Seeking before the start lands on the start.
+    mpris.seek(-45'000'000);
+    EXPECT_NEAR(model->currentPlayingTime(), 0.0, 0.01);
+    // Seeking past the end goes to the next track.
+    mpris.seek(120'000'000);
+    clock.advance(2.5);
+    EXPECT_EQ(model->_playingTitle(), songs[1].title);
+}
+
+TEST_F(MprisTest, WithoutABusTheServiceStaysOff)
+{
+    MprisService mpris(*model, {});
+    EXPECT_FALSE(mpris.registerOn(QDBusConnection(QStringLiteral("lumevar-no-such-connection"))));
+    EXPECT_FALSE(mpris.isRegistered());
+    EXPECT_TRUE(mpris.registeredName().isEmpty());
+    // Commands still work through the model.
+    mpris.play();
+    mpris.next();
+    EXPECT_EQ(Mpris::playbackStatus(*model), QStringLiteral("Stopped"));
+}

@@ -489,3 +489,37 @@ TEST(LocalLibraryService, ResolvesTheFolderFromOptionThenSettingThenMusicFolder)
     EXPECT_EQ(LocalLibraryService::resolveLibraryFolder({}, &defaults), LocalLibraryService::defaultMusicFolder());
     defaults.removePersistentDomain();
 }
+
+TEST(LocalLibrary, ALargeFolderIsReadInPathOrderWhateverTheWorkerCount)
+{
+    Library library;
+    const QString f = library.folder();
+    writeTrack(f, QStringLiteral("template.wav"), tags(QStringLiteral("Same"), QStringLiteral("A")), cover(5), 0.2);
+    QFile templateFile(f + QStringLiteral("/template.wav"));
+    ASSERT_TRUE(templateFile.open(QIODevice::ReadOnly));
+    const QByteArray bytes = templateFile.readAll();
+    ASSERT_TRUE(QFile::remove(f + QStringLiteral("/template.wav")));
+    QStringList expected;
+    for (int i = 0; i < 300; ++i) {
+        const QString relative = QStringLiteral("d%1/t%2.wav").arg(i % 7).arg(i, 3, 10, QLatin1Char('0'));
+        writeFile(f + u'/' + relative, bytes);
+        expected.append(relative);
+    }
+    writeFile(f + QStringLiteral("/d3/broken.wav"), "RIFF nonsense");
+    writeFile(f + QStringLiteral("/d6/broken.mp3"), {});
+    expected.sort();
+
+    const ScanResult scan = library.scan();
+    QStringList read;
+    for (const ScannedTrack &track : scan.tracks)
+        read.append(track.relativePath);
+    EXPECT_EQ(read, expected);
+    EXPECT_EQ(scan.skippedFiles, 2);
+    // Every worker found the one embedded picture; it is stored once.
+    EXPECT_EQ(QDir(library.cache.path()).entryList(QDir::Files).size(), 1);
+    EXPECT_EQ(scan.tracks.first().artworkPath, scan.tracks.last().artworkPath);
+
+    // A scan told to stop returns early without reading everything.
+    std::atomic<bool> stop = true;
+    EXPECT_TRUE(FolderScanner(f, library.cache.path()).scan(&stop).tracks.isEmpty());
+}

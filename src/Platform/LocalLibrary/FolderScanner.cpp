@@ -10,6 +10,9 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QSet>
+#include <QThread>
+#include <QtConcurrent>
+#include <algorithm>
 
 FolderScanner::FolderScanner(QString folder, QString artworkCacheFolder)
     : m_folder(QDir::cleanPath(QFileInfo(folder).absoluteFilePath())), m_artworkCacheFolder(std::move(artworkCacheFolder))
@@ -47,17 +50,50 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop) const
     audioPaths.sort();
     playlistPaths.sort();
 
-    ScanResult result;
-    ArtworkExtractor artwork(m_artworkCacheFolder);
-    result.tracks.reserve(audioPaths.size());
-    for (const QString &path : std::as_const(audioPaths)) {
-        if (stopped())
-            return result;
-        if (auto track = TrackReader::read(path, m_folder, artwork))
-            result.tracks.append(std::move(*track));
-        else
-            ++result.skippedFiles;
+    // Reading tags is most of the work: contiguous runs of the sorted paths go to the worker
+    // threads, so the files of one directory mostly share one extractor (and its cover lookup).
+    // Embedded pictures are named by their content, so two workers may store the same one safely.
+    struct Chunk {
+        QList<ScannedTrack> tracks;
+        int skipped = 0;
+    };
+    constexpr qsizetype filesPerWorkerAtLeast = 64;
+    const qsizetype workers = std::clamp<qsizetype>(audioPaths.size() / filesPerWorkerAtLeast, 1,
+                                                    std::max(1, QThread::idealThreadCount()));
+    QList<QStringList> runs;
+    for (qsizetype w = 0; w < workers; ++w) {
+        const qsizetype begin = audioPaths.size() * w / workers;
+        const qsizetype end = audioPaths.size() * (w + 1) / workers;
+        runs.append(audioPaths.mid(begin, end - begin));
     }
+    const auto readRun = [this, &stopped](const QStringList &paths) {
+        Chunk chunk;
+        ArtworkExtractor artwork(m_artworkCacheFolder);
+        chunk.tracks.reserve(paths.size());
+        for (const QString &path : paths) {
+            if (stopped())
+                break;
+            if (auto track = TrackReader::read(path, m_folder, artwork))
+                chunk.tracks.append(std::move(*track));
+            else
+                ++chunk.skipped;
+        }
+        return chunk;
+    };
+    QList<Chunk> chunks;
+    if (runs.size() == 1)
+        chunks.append(readRun(runs.first()));
+    else
+        chunks = QtConcurrent::blockingMapped<QList<Chunk>>(runs, readRun);
+
+    ScanResult result;
+    result.tracks.reserve(audioPaths.size());
+    for (Chunk &chunk : chunks) {
+        result.tracks.append(std::move(chunk.tracks));
+        result.skippedFiles += chunk.skipped;
+    }
+    if (stopped())
+        return result;
     for (const QString &path : std::as_const(playlistPaths)) {
         if (auto playlist = PlaylistFileReader::read(path)) {
             playlist->relativePath = QDir(m_folder).relativeFilePath(playlist->path);

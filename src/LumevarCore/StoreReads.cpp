@@ -50,7 +50,7 @@ std::optional<QString> foldedOrNull(const std::optional<QString> &text)
 
 namespace StoreReads {
 
-LocalSong songFromRow(const SqliteQuery &row)
+LocalSong songFromRow(const SqliteQuery &row, QHash<QString, QUrl> *urls)
 {
     LocalSong song;
     song.identifier = row.text(0);
@@ -61,9 +61,23 @@ LocalSong songFromRow(const SqliteQuery &row)
     song.duration = row.real(4);
     song.genre = row.optionalText(5);
     song.releaseDate = row.optionalDate(6);
-    song.artworkURL = optionalURL(row, 7);
-    if (!row.isNull(8))
-        song.playParameters = PlayParameters{MusicItemID(row.text(8)), row.text(9)};
+    if (urls && !row.isNull(7)) {
+        const QString text = row.text(7);
+        auto found = urls->constFind(text);
+        if (found == urls->constEnd())
+            found = urls->insert(text, QUrl(text));
+        song.artworkURL = found.value();
+    } else {
+        song.artworkURL = optionalURL(row, 7);
+    }
+    if (!row.isNull(8)) {
+        // Play parameters nearly always name the song itself, as a "song": share those texts.
+        static const QString songKind = QStringLiteral("song");
+        QString playID = row.text(8);
+        QString kind = row.text(9);
+        song.playParameters = PlayParameters{MusicItemID(playID == song.identifier ? song.identifier : playID),
+                                             kind == songKind ? songKind : kind};
+    }
     if (!row.isNull(10))
         song.order = int(row.int64(10));
     return song;
@@ -172,6 +186,7 @@ QList<LocalSong> allLibrarySongs(SqliteConnection &db, SortDescriptor<LocalSong>
     };
     QList<LocalSong> unsorted;
     std::vector<Row> rows;
+    QHash<QString, QUrl> urls;
     while (query.next()) {
         Row row{query.isNull(11), {}, 0, query.int64(12), unsorted.size()};
         if (!row.absent) {
@@ -181,7 +196,7 @@ QList<LocalSong> allLibrarySongs(SqliteConnection &db, SortDescriptor<LocalSong>
                 row.number = query.real(11);
         }
         rows.push_back(std::move(row));
-        unsorted.append(songFromRow(query));
+        unsorted.append(songFromRow(query, &urls));
     }
     // Absent values first, ties by row: the reverse order is exactly the opposite.
     auto less = [textKey](const Row &a, const Row &b) {

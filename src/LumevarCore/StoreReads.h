@@ -3,6 +3,8 @@
 
 #include "LumevarCore/Records.h"
 
+#include <QHash>
+
 class SqliteConnection;
 class SqliteQuery;
 
@@ -12,7 +14,9 @@ namespace StoreReads {
 // the value for `order` as its last column.
 inline constexpr const char *songColumns =
     "s.id, s.title, s.artist, s.album, s.duration, s.genre, s.release_date, s.artwork, s.play_id, s.play_kind";
-LocalSong songFromRow(const SqliteQuery &row);
+// urls, when given, shares one QUrl among the rows that name the same artwork (songs of an album),
+// which saves parsing it again for each.
+LocalSong songFromRow(const SqliteQuery &row, QHash<QString, QUrl> *urls = nullptr);
 
 QList<LocalPlaylist> allPlaylists(SqliteConnection &db, SortDescriptor<LocalPlaylist> sort);
 QList<LocalAlbum> allAlbums(SqliteConnection &db, SortDescriptor<LocalAlbum> sort);

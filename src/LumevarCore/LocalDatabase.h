@@ -48,9 +48,14 @@ public:
     QCoro::Task<QList<LocalSong>> songs(LocalArtist artist);
 
     // Search as you type over songs, albums, artists and playlists. Empty text: no sections.
+    // Sections come in the order Artists, Albums, Songs, Playlists (see StoreSearch.h).
     QCoro::Task<QList<SearchSection>> search(QString text);
 
-    // Whether the library holds a song of that title (and artist and album when given).
+    // Whether the library holds a song of that title (and artist and album when given). Texts
+    // match once folded: case, accents, surrounding and repeated white space are ignored, and the
+    // whole text must be equal ("hello world" matches "Héllo  World", "Hello" does not). The artist
+    // matches the song's artist or its album artist; an absent or blank artist or album is not
+    // checked. Songs known only from playlists do not count.
     QCoro::Task<bool> hasSong(QString title, std::optional<QString> artist, std::optional<QString> album);
 
     // ---- The write side, used by SyncEngine. Records come in already cleaned of bad input. ----

@@ -28,8 +28,9 @@ QByteArray orderBy(const char *column, SortOrder order)
 QList<LocalSong> collectSongs(SqliteQuery &query, bool numberRows)
 {
     QList<LocalSong> songs;
+    QHash<QString, QUrl> urls;
     while (query.next()) {
-        songs.append(StoreReads::songFromRow(query));
+        songs.append(StoreReads::songFromRow(query, &urls));
         if (numberRows)
             songs.last().order = int(songs.size() - 1);
     }

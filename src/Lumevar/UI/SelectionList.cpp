@@ -90,6 +90,12 @@ void SelectionList::keyPressEvent(QKeyEvent *event)
 
 void SelectionList::focusInEvent(QFocusEvent *event)
 {
+    // Focus alone makes an item view current its first row; that is no choice of the user's.
+    const std::optional<QString> before = selectedID();
+    m_updating = true;
     QListWidget::focusInEvent(event);
+    m_updating = false;
+    if (selectedID() != before)
+        setSelectedID(before);
     Q_EMIT focused();
 }

@@ -1,0 +1,198 @@
+// The main window built offscreen over the whole application (LumevarApp): its menu keys and
+// enable rules, the overlays in their order, the lists bound to the selection fields, the launch
+// with access refused and granted, and Reset Data.
+
+#include "ModelTestFixture.h"
+
+#include "Lumevar/App/LumevarApp.h"
+#include "Lumevar/UI/MainWindow.h"
+#include "Lumevar/UI/MenuRules.h"
+#include "Lumevar/UI/SelectionList.h"
+#include "Support/UserDefaults.h"
+
+#include <QAction>
+#include <QFile>
+#include <QTest>
+
+class MainWindowTest : public ModelTest {
+protected:
+    MainWindowTest()
+    {
+        LumevarApp::Environment environment;
+        environment.isLowPowerMode = [this]() -> QCoro::Task<bool> { co_return lowPower; };
+        environment.terminate = [this] { ++terminations; };
+        environment.databasePath = database->path();
+        app = std::make_unique<LumevarApp>(environment);
+        window = std::make_unique<MainWindow>(*app);
+    }
+    ~MainWindowTest() override
+    {
+        window.reset();
+        app.reset();
+    }
+
+    MainViewModel &main() { return app->mainViewModel(); }
+    QAction *action(const char *name) { return window->action(QString::fromLatin1(name)); }
+    // Lets the coalesced observers and queued refreshes run.
+    static void settle()
+    {
+        for (int i = 0; i < 5; ++i)
+            QCoreApplication::processEvents();
+    }
+
+    bool lowPower = true;
+    int terminations = 0;
+    std::unique_ptr<LumevarApp> app;
+    std::unique_ptr<MainWindow> window;
+};
+
+TEST_F(MainWindowTest, WindowHasItsNameSizesAndEveryKey)
+{
+    EXPECT_EQ(window->objectName(), QStringLiteral("main"));
+    EXPECT_EQ(window->minimumSize(), QSize(400, 80));
+    EXPECT_EQ(window->size(), QSize(600, 500));
+    const std::pair<const char *, QKeySequence> keys[] = {
+        {"search", QKeySequence(Qt::CTRL | Qt::Key_F)},
+        {"searchCatalog", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_F)},
+        {"updateLibrary", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R)},
+        {"addToLibrary", QKeySequence(Qt::CTRL | Qt::Key_S)},
+        {"share", QKeySequence(Qt::CTRL | Qt::Key_Y)},
+        {"back", QKeySequence(Qt::CTRL | Qt::Key_BracketLeft)},
+        {"snapBack", QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_S)},
+        {"playPause", QKeySequence(Qt::Key_Space)},
+        {"stop", QKeySequence(Qt::CTRL | Qt::Key_Period)},
+        {"nextTrack", QKeySequence(Qt::CTRL | Qt::Key_Right)},
+        {"previousTrack", QKeySequence(Qt::CTRL | Qt::Key_Left)},
+    };
+    for (const auto &[name, key] : keys) {
+        ASSERT_NE(action(name), nullptr) << name;
+        EXPECT_EQ(action(name)->shortcut(), key) << name;
+    }
+    for (const char *name : {"checkForUpdates", "shuffle", "repeatOff", "repeatAll", "repeatOne", "reportIssue", "requestFeature",
+                             "sendFeedback", "resetData", "keyboardShortcuts", "help", "quit"})
+        EXPECT_NE(action(name), nullptr) << name;
+    EXPECT_EQ(window->rootList()->count(), 6);
+    EXPECT_EQ(window->visibleOverlay(), QString());
+}
+
+TEST_F(MainWindowTest, MenuRulesFollowTheModel)
+{
+    MenuState state = menuState(main());
+    EXPECT_FALSE(state.canAddToLibrary || state.showsShareEntry || state.canGoBack || state.canSnapBack || state.controlsEnabled
+                 || state.canSort);
+    EXPECT_EQ(state.playPauseTitle, QStringLiteral("Play"));
+    EXPECT_FALSE(action("playPause")->isEnabled());
+    EXPECT_FALSE(action("share")->isVisible());
+
+    main()._isStopped.set(false);
+    main()._isPlaying.set(true);
+    main()._canAddToLibrary.set(true);
+    main()._shareLink.set(QUrl(QStringLiteral("https://music.apple.com/us/song/1")));
+    main()._activePane.set(1);
+    main()._lastSavedSnapbackState.set(SavedSnapbackState{});
+    main()._selectedContainerKindID.set(QStringLiteral("albums"));
+    settle();
+    state = menuState(main());
+    EXPECT_TRUE(state.canAddToLibrary && state.showsShareEntry && state.canGoBack && state.canSnapBack && state.controlsEnabled
+                && state.canSort);
+    EXPECT_EQ(action("playPause")->text(), QStringLiteral("Pause"));
+    for (const char *name : {"playPause", "stop", "nextTrack", "previousTrack", "addToLibrary", "back", "snapBack"})
+        EXPECT_TRUE(action(name)->isEnabled()) << name;
+    EXPECT_TRUE(action("share")->isVisible());
+
+    // Recommendations have nothing to sort; a back at the first pane is off.
+    main()._selectedContainerKindID.set(QStringLiteral("stations"));
+    main()._activePane.set(0);
+    main()._isPlaying.set(false);
+    settle();
+    EXPECT_FALSE(menuState(main()).canSort);
+    EXPECT_FALSE(action("back")->isEnabled());
+    EXPECT_EQ(action("playPause")->text(), QStringLiteral("Play"));
+}
+
+TEST_F(MainWindowTest, OverlaysShowOneAtATimeInTheirOrder)
+{
+    app->_notAuthorized.set(true);
+    settle();
+    EXPECT_EQ(window->visibleOverlay(), QStringLiteral("Welcome to Lumevar"));
+    main()._showSyncingToast.set(true);
+    settle();
+    EXPECT_EQ(window->visibleOverlay(), QStringLiteral("Syncing Library"));
+    main()._showAddToast.set(true);
+    settle();
+    EXPECT_EQ(window->visibleOverlay(), QStringLiteral("Added to Library"));
+    main()._showAddToast.set(false);
+    main()._showSyncingToast.set(false);
+    app->_notAuthorized.set(false);
+    settle();
+    EXPECT_EQ(window->visibleOverlay(), QString());
+}
+
+TEST_F(MainWindowTest, PlayErrorAlertClearsTheFlagWhenDismissed)
+{
+    window->show();
+    main()._showPlayError.set(true);
+    settle();
+    auto *alert = window->findChild<QWidget *>(QStringLiteral("playErrorAlert"));
+    ASSERT_NE(alert, nullptr);
+    EXPECT_TRUE(alert->isVisible());
+    QMetaObject::invokeMethod(alert, "accept");
+    settle();
+    EXPECT_FALSE(main()._showPlayError());
+}
+
+TEST_F(MainWindowTest, RootListIsBoundBothWaysToTheContainerSelection)
+{
+    main()._selectedContainerKindID.set(QStringLiteral("albums"));
+    settle();
+    EXPECT_EQ(window->rootList()->selectedID(), QStringLiteral("albums"));
+
+    // A user's move selects the container and sets the path to it.
+    window->rootList()->setFocus();
+    window->rootList()->setCurrentRow(3);
+    settle();
+    EXPECT_EQ(main()._selectedContainerKindID(), QStringLiteral("songs"));
+    EXPECT_EQ(main()._navigationPath(),
+              (QList<NavigationItem>{NavigationItem::root(), NavigationItem::container(ContainerKind::songs)}));
+    QTest::keyClick(window->rootList(), Qt::Key_Up);
+    settle();
+    EXPECT_EQ(main()._selectedContainerKindID(), QStringLiteral("artists"));
+}
+
+TEST_F(MainWindowTest, RefusedAccessShowsTheUnavailableScreenAndTryAgainStarts)
+{
+    service.statusAfterRequest = MusicAuthorizationStatus::denied;
+    service.status = MusicAuthorizationStatus::denied;
+    window->show();
+    ASSERT_TRUE(spinUntil([&] { return app->_notAuthorized(); }));
+    settle();
+    EXPECT_EQ(window->visibleOverlay(), QStringLiteral("Welcome to Lumevar"));
+    EXPECT_FALSE(main()._selectedContainerKindID().has_value());
+
+    // Still refused: nothing changes.
+    runTask(app->tryAgain());
+    EXPECT_TRUE(app->_notAuthorized());
+
+    service.statusAfterRequest = MusicAuthorizationStatus::authorized;
+    service.status = MusicAuthorizationStatus::authorized;
+    UserDefaults::standard().set(MainViewModel::performedFullSyncKey, true); // a later launch: no first sync
+    finish(app->tryAgain());
+    settle();
+    EXPECT_FALSE(app->_notAuthorized());
+    EXPECT_EQ(main()._selectedContainerKindID(), QStringLiteral("playlists"));
+    EXPECT_EQ(window->rootList()->selectedID(), QStringLiteral("playlists"));
+    EXPECT_EQ(window->visibleOverlay(), QString());
+}
+
+TEST_F(MainWindowTest, ResetDataForgetsSettingsDeletesTheStoreAndQuits)
+{
+    runTask(database->open());
+    UserDefaults::standard().set(MainViewModel::performedFullSyncKey, true);
+    ASSERT_TRUE(QFile::exists(database->path()));
+    runTask(app->resetData());
+    EXPECT_FALSE(QFile::exists(database->path()));
+    EXPECT_FALSE(UserDefaults::standard().boolValue(MainViewModel::performedFullSyncKey));
+    // The registered fallbacks stay: they are not stored.
+    EXPECT_TRUE(UserDefaults::standard().boolValue(QStringLiteral("showSubtitles")));
+    EXPECT_EQ(terminations, 1);
+}

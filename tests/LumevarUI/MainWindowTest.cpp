@@ -196,3 +196,27 @@ TEST_F(MainWindowTest, ResetDataForgetsSettingsDeletesTheStoreAndQuits)
     EXPECT_TRUE(UserDefaults::standard().boolValue(QStringLiteral("showSubtitles")));
     EXPECT_EQ(terminations, 1);
 }
+
+TEST_F(MainWindowTest, WindowPaintsOffscreen)
+{
+    main()._selectedContainerKindID.set(QStringLiteral("songs"));
+    main()._isStopped.set(false);
+    main()._playingTitle.set(QStringLiteral("Polarnacht"));
+    main()._playingSubtitle.set(QStringLiteral("Åsa Lindqvist"));
+    main()._playingDuration.set(181);
+    main()._showSyncingToast.set(true);
+    window->show();
+    settle();
+    const QImage image = window->grab().toImage();
+    ASSERT_FALSE(image.isNull());
+    EXPECT_EQ(image.size(), window->size() * image.devicePixelRatio());
+    // Something was drawn: the picture is not one flat colour.
+    QSet<QRgb> colours;
+    for (int y = 0; y < image.height(); y += 7)
+        for (int x = 0; x < image.width(); x += 7)
+            colours.insert(image.pixel(x, y));
+    EXPECT_GT(colours.size(), 3);
+    // For a look by eye: LUMEVAR_UI_SCREENSHOT=/path/shot.png.
+    if (const QString path = qEnvironmentVariable("LUMEVAR_UI_SCREENSHOT"); !path.isEmpty())
+        image.save(path);
+}

@@ -30,10 +30,13 @@ ErrorReporter::ErrorReporter(TelemetryOutlet *telemetry, FeedbackOutlet *feedbac
 
 bool ErrorReporter::isSilenced(const Error &error)
 {
-    if (const auto *urlError = dynamic_cast<const URLError *>(&error)) {
-        return urlError->urlCode() == URLError::cancelled || urlError->urlCode() == URLError::notConnectedToInternet;
-    }
-    return dynamic_cast<const CancellationError *>(&error) != nullptr;
+    // Decided by domain and code, not by the C++ type: callers usually hold the error as a plain
+    // Error value taken from errorFromCurrentException().
+    const URLError cancelledLoad(URLError::cancelled);
+    const CancellationError cancelledTask;
+    if (error.domain() == cancelledLoad.domain())
+        return error.code() == URLError::cancelled || error.code() == URLError::notConnectedToInternet;
+    return error.domain() == cancelledTask.domain() && error.code() == cancelledTask.code();
 }
 
 void ErrorReporter::reportError(const Error &error, const QString &label) const

@@ -1,0 +1,58 @@
+// reportError filters cancellations and offline moments and sends everything else.
+
+#include "ModelTestFixture.h"
+
+class ErrorReportingTest : public ModelTest {};
+
+TEST_F(ErrorReportingTest, CancelledAndOfflineErrorsSendNothing)
+{
+    reportError(URLError(URLError::cancelled), QStringLiteral("sync"));
+    reportError(CancellationError(), QStringLiteral("sync"));
+    reportError(URLError(URLError::notConnectedToInternet), QStringLiteral("sync"));
+    // The same errors held as plain values, the way catch blocks hand them on.
+    for (const auto &error : {std::make_exception_ptr(URLError(URLError::notConnectedToInternet)),
+                              std::make_exception_ptr(CancellationError())}) {
+        try {
+            std::rethrow_exception(error);
+        } catch (...) {
+            const Error plain = errorFromCurrentException();
+            reportError(plain, QStringLiteral("sync"));
+        }
+    }
+    EXPECT_TRUE(telemetry.errors.isEmpty());
+    EXPECT_TRUE(feedback.reports.isEmpty());
+}
+
+TEST_F(ErrorReportingTest, OtherErrorsSendOneSignalWithDomainAndCode)
+{
+    const URLError timedOut(URLError::timedOut);
+    reportError(timedOut, QStringLiteral("load_albums"));
+    ASSERT_EQ(telemetry.errors.size(), 1);
+    EXPECT_EQ(telemetry.errors[0].name, QStringLiteral("error_load_albums"));
+    EXPECT_EQ(telemetry.errors[0].message, timedOut.localizedDescription());
+    EXPECT_EQ(telemetry.errors[0].parameters.value(QStringLiteral("domain")), timedOut.domain());
+    EXPECT_EQ(telemetry.errors[0].parameters.value(QStringLiteral("code")), QStringLiteral("-1001"));
+    EXPECT_TRUE(feedback.reports.isEmpty());
+}
+
+TEST_F(ErrorReportingTest, DecodingErrorsAlsoSendAnAutomaticReport)
+{
+    const DecodingError decoding(QStringLiteral("bad json"));
+    reportError(decoding, QStringLiteral("load_made_for_you"));
+    EXPECT_EQ(telemetry.errors.size(), 1);
+    ASSERT_EQ(feedback.reports.size(), 1);
+    EXPECT_EQ(feedback.reports[0].sender, QStringLiteral("Lumevar"));
+    EXPECT_EQ(feedback.reports[0].title, QStringLiteral("Error "));
+    EXPECT_EQ(feedback.reports[0].text, QStringLiteral("load_made_for_you: ") + decoding.localizedDescription()
+                                            + QStringLiteral("\n\n") + decoding.debugDescription());
+}
+
+TEST_F(ErrorReportingTest, ForeignExceptionsAreReportedAsGenericErrors)
+{
+    reportError(std::make_exception_ptr(std::runtime_error("boom")), QStringLiteral("sync"));
+    EXPECT_EQ(telemetry.errors.size(), 1);
+    sendAppSignal(AppSignal::viewKeyboardShortcuts);
+    ASSERT_EQ(telemetry.signals_.size(), 1);
+    EXPECT_EQ(telemetry.signals_[0].name, QStringLiteral("view_keyboard_shortcuts"));
+    EXPECT_EQ(appSignalName(AppSignal::changeUseAlternatingRowColors), QStringLiteral("change_use_alternating_row_colors"));
+}

@@ -1,0 +1,280 @@
+// The library models: throttled syncs, the artists' asymmetry, sort keys and their fall-backs,
+// the song rows, and the recommendation models.
+
+#include "ModelTestFixture.h"
+
+#include "Lumevar/Library/CollectionViewModel.h"
+#include "Lumevar/Library/RecommendationViewModels.h"
+#include "Lumevar/Library/SongListViewModels.h"
+#include "Support/UserDefaults.h"
+#include "TestKit/AsyncTest.h"
+
+using Op = FakeMusicService::Operation;
+
+class LibraryModelsTest : public ModelTest {
+protected:
+    UserDefaults &defaults = UserDefaults::standard();
+
+    void storeArtists(const QList<Artist> &artists)
+    {
+        const qint64 generation = runTask(database->beginSync(LocalDatabase::LibraryKind::artists));
+        runTask(database->storeArtists(artists, generation));
+        runTask(database->finishSync(LocalDatabase::LibraryKind::artists, generation));
+    }
+    void storeAlbums(const QList<Album> &albums)
+    {
+        const qint64 generation = runTask(database->beginSync(LocalDatabase::LibraryKind::albums));
+        runTask(database->storeAlbums(albums, generation));
+        runTask(database->finishSync(LocalDatabase::LibraryKind::albums, generation));
+    }
+};
+
+TEST_F(LibraryModelsTest, ListSyncRunsOnlyWhenADayHasPassedAndStampsOnlySuccess)
+{
+    DetailSongsViewModel detail(*model);
+    PlaylistsViewModel playlists(*model, detail);
+    service.library.playlists = {FakeMusicService::playlist(QStringLiteral("p1"), QStringLiteral("One"))};
+    const QString key = QStringLiteral("lastPlaylistSync");
+
+    // A stamp in the future counts as recent.
+    defaults.set(key, clock.now() + 1000);
+    finish(playlists.load(true));
+    EXPECT_EQ(service.callCount(Op::libraryPlaylists), 0);
+
+    // Exactly a day old counts as old: the sync runs and the stamp moves to now.
+    defaults.set(key, clock.now() - 86400.0);
+    const double started = clock.now();
+    finish(playlists.load(true));
+    EXPECT_GT(service.callCount(Op::libraryPlaylists), 0);
+    EXPECT_GE(defaults.doubleValue(key), started);
+
+    // A failed sync leaves the stamp and reports.
+    const double stamp = clock.now() - 90000.0;
+    defaults.set(key, stamp);
+    service.fail(Op::libraryPlaylists, MusicError(MusicError::serviceFailed, QStringLiteral("down")), -1);
+    finish(playlists.load(true));
+    EXPECT_EQ(defaults.doubleValue(key), stamp);
+    ASSERT_FALSE(telemetry.errors.isEmpty());
+    EXPECT_EQ(telemetry.errors.last().name, QStringLiteral("error_load_playlists"));
+
+    // Just under a day: still recent.
+    service.clearFailure(Op::libraryPlaylists);
+    service.resetCallCounts();
+    defaults.set(key, clock.now() - 86399.0);
+    finish(playlists.load(true));
+    EXPECT_EQ(service.callCount(Op::libraryPlaylists), 0);
+}
+
+TEST_F(LibraryModelsTest, ArtistsKeepThePreviousSongsWhereAlbumsClear)
+{
+    storeArtists({FakeMusicService::artist(QStringLiteral("ar1"), QStringLiteral("Alpha")),
+                  FakeMusicService::artist(QStringLiteral("ar2"), QStringLiteral("Beta"))});
+    storeAlbums({FakeMusicService::album(QStringLiteral("al1"), QStringLiteral("Alpha")),
+                 FakeMusicService::album(QStringLiteral("al2"), QStringLiteral("Beta"))});
+    DetailSongsViewModel detail(*model);
+    ArtistsViewModel artists(*model, detail);
+    AlbumsViewModel albums(*model, detail);
+    finish(artists.load(false));
+    finish(albums.load(false));
+    ASSERT_EQ(artists._items().size(), 2);
+    ASSERT_EQ(albums._items().size(), 2);
+    EXPECT_EQ(model->_selectedArtistID(), artists._items()[0].identifier);
+    const LocalArtist alpha = artists._items()[0];
+    const LocalAlbum alphaAlbum = albums._items()[0];
+
+    // Only the first of each has stored songs; every track stamp is recent.
+    // The store finds an artist's songs by artist name and an album's by album title.
+    QList<Song> artistSongs = FakeMusicService::songs(2, QStringLiteral("x"));
+    for (Song &song : artistSongs)
+        song.artistName = QStringLiteral("Alpha");
+    QList<Song> albumSongs = FakeMusicService::songs(3, QStringLiteral("y"));
+    for (Song &song : albumSongs)
+        song.albumTitle = QStringLiteral("Alpha");
+    runTask(database->storeCollectionSongs(alpha, artistSongs));
+    runTask(database->storeCollectionSongs(alphaAlbum, albumSongs));
+    for (const QString &id : {artists._items()[0].id, artists._items()[1].id})
+        defaults.set(ArtistsViewModel::trackSyncKey(id), clock.now());
+    for (const QString &id : {albums._items()[0].id, albums._items()[1].id})
+        defaults.set(AlbumsViewModel::trackSyncKey(id), clock.now());
+
+    finish(artists.loadSelectedSongs());
+    EXPECT_EQ(artists.selectedSongs.size(), 2);
+    model->_selectedArtistID.set(artists._items()[1].id);
+    finish(artists.loadSelectedSongs());
+    EXPECT_EQ(artists.selectedSongs.size(), 2); // the previous artist's songs stay ...
+    EXPECT_EQ(model->_detailSongs().size(), 2);
+    EXPECT_EQ(model->_navigationPath().last(), NavigationItem::songCollection(artists._items()[1].id, QStringLiteral("Beta")));
+
+    model->_selectedAlbumID.set(albums._items()[0].id);
+    finish(albums.loadSelectedSongs());
+    EXPECT_EQ(albums.selectedSongs.size(), 3);
+    model->_selectedAlbumID.set(albums._items()[1].id);
+    finish(albums.loadSelectedSongs());
+    EXPECT_TRUE(albums.selectedSongs.isEmpty()); // ... an album without stored songs shows none
+    EXPECT_TRUE(model->_detailSongs().isEmpty());
+    EXPECT_EQ(service.callCount(Op::albumTracks) + service.callCount(Op::artistTracks), 0);
+}
+
+TEST_F(LibraryModelsTest, SelectedTrackSyncStampsAfterSuccessOnly)
+{
+    storeAlbums({FakeMusicService::album(QStringLiteral("al1"), QStringLiteral("Album"))});
+    service.albumTracks.insert(MusicItemID(QStringLiteral("al1")), FakeMusicService::songs(4, QStringLiteral("t")));
+    DetailSongsViewModel detail(*model);
+    AlbumsViewModel albums(*model, detail);
+    finish(albums.load(false));
+    ASSERT_EQ(albums._items().size(), 1);
+    const QString key = AlbumsViewModel::trackSyncKey(albums._items()[0].id);
+
+    service.fail(Op::albumTracks, MusicError(MusicError::serviceFailed, QStringLiteral("down")));
+    finish(albums.loadSelectedSongs());
+    EXPECT_FALSE(defaults.object(key).isValid());
+    EXPECT_EQ(telemetry.errors.last().name, QStringLiteral("error_load_selected_album"));
+
+    finish(albums.loadSelectedSongs());
+    EXPECT_TRUE(defaults.object(key).isValid());
+    EXPECT_EQ(albums.selectedSongs.size(), 4);
+    EXPECT_EQ(model->_detailSongs().size(), 4);
+
+    // Playing by id on the loaded list: the recent stamp means no further sync.
+    service.resetCallCounts();
+    finish(albums.play(albums._items()[0].id, false));
+    EXPECT_EQ(service.callCount(Op::albumTracks), 0);
+    EXPECT_EQ(player.queue().entries().size(), 4);
+
+    // An id not in the list is refused.
+    EXPECT_THROW(runTask(albums.songs(QStringLiteral("nope"))), PlaybackError);
+}
+
+TEST_F(LibraryModelsTest, SortKeysFallBackAsStored)
+{
+    DetailSongsViewModel detail(*model);
+    TopLevelSongsViewModel songs(*model);
+    AlbumsViewModel albums(*model, detail);
+    ArtistsViewModel artists(*model, detail);
+    PlaylistsViewModel playlists(*model, detail);
+
+    EXPECT_EQ(songs.sortOrder(), SongSortOrder::album); // absent reads as 0
+    EXPECT_EQ(songs.sortDirection(), MusicSortDirection::ascending);
+    defaults.set(QStringLiteral("sortSongsBy"), 6);
+    EXPECT_EQ(songs.sortOrder(), SongSortOrder::title);
+    defaults.set(QStringLiteral("sortSongsBy"), 2);
+    EXPECT_EQ(songs.sortOrder(), SongSortOrder::dateAdded);
+    EXPECT_EQ(songs.sortDescriptor().key, LocalSong::SortKey::order); // date added sorts on order
+    defaults.set(QStringLiteral("sortSongsBy"), 7);
+    EXPECT_EQ(songs.sortOrder(), SongSortOrder::title);
+    defaults.set(QStringLiteral("sortSongsBy"), -1);
+    EXPECT_EQ(songs.sortOrder(), SongSortOrder::title);
+
+    defaults.set(QStringLiteral("sortAlbumsBy"), 4);
+    EXPECT_EQ(albums.sortOrder(), AlbumSortOrder::dateAdded);
+    defaults.set(QStringLiteral("sortAlbumsBy"), 5);
+    EXPECT_EQ(albums.sortOrder(), AlbumSortOrder::title);
+    defaults.set(QStringLiteral("sortArtistsBy"), 1);
+    EXPECT_EQ(artists.sortOrder(), ArtistsSortOrder::genre);
+    defaults.set(QStringLiteral("sortArtistsBy"), 2);
+    EXPECT_EQ(artists.sortOrder(), ArtistsSortOrder::name);
+    defaults.set(QStringLiteral("sortPlaylistsBy"), 1);
+    EXPECT_EQ(playlists.sortOrder(), PlaylistSortOrder::dateAdded);
+    defaults.set(QStringLiteral("sortPlaylistsBy"), 9);
+    EXPECT_EQ(playlists.sortOrder(), PlaylistSortOrder::title);
+
+    defaults.set(QStringLiteral("sortAlbumsDirection"), 1);
+    EXPECT_EQ(albums.sortDirection(), MusicSortDirection::descending);
+    EXPECT_EQ(albums.sortDescriptor().order, SortOrder::reverse);
+    defaults.set(QStringLiteral("sortAlbumsDirection"), 2);
+    EXPECT_EQ(albums.sortDirection(), MusicSortDirection::ascending);
+
+    // A change stores the raw value and reloads without any sync, however old the stamp.
+    songs.setSortDirection(MusicSortDirection::descending);
+    EXPECT_EQ(defaults.integerValue(QStringLiteral("sortSongsDirection")), 1);
+    spinUntil([this] { return model->_selectedTopLevelSongID().has_value(); });
+    EXPECT_EQ(model->_selectedTopLevelSongID(), SongSelection::playID);
+    EXPECT_EQ(service.callCount(Op::librarySongs), 0);
+    EXPECT_FALSE(defaults.object(TopLevelSongsViewModel::songSyncKey).isValid());
+}
+
+TEST_F(LibraryModelsTest, SongRowsAndTopLevelSongSync)
+{
+    DetailSongsViewModel detail(*model);
+    EXPECT_TRUE(detail.songSelections().isEmpty());
+    model->_detailSongs.set(localSongs(1));
+    ASSERT_EQ(detail.songSelections().size(), 2); // Play and the song, no Shuffle
+    EXPECT_EQ(detail.songSelections()[0].id(), QStringLiteral("play"));
+    model->_detailSongs.set(localSongs(2));
+    EXPECT_EQ(detail.songSelections()[1].id(), QStringLiteral("shuffle"));
+
+    service.library.songs = FakeMusicService::songs(3, QStringLiteral("lib"));
+    TopLevelSongsViewModel songs(*model);
+    finish(songs.loadSongs(true)); // no stamp yet: the sync runs, the list is not reloaded after it
+    EXPECT_GT(service.callCount(Op::librarySongs), 0);
+    EXPECT_TRUE(model->_topLevelSongs().isEmpty());
+    EXPECT_TRUE(UserDefaults::standard().object(TopLevelSongsViewModel::songSyncKey).isValid());
+    finish(songs.loadSongs(true));
+    EXPECT_EQ(model->_topLevelSongs().size(), 3);
+
+    // Playing from an empty list loads it first.
+    model->_topLevelSongs.set({});
+    finish(songs.playSelection(QStringLiteral("lib1")));
+    EXPECT_EQ(player.queue().entries().size(), 2);
+}
+
+TEST_F(LibraryModelsTest, RecommendationsKeepTheirGroupAndPlayTheItem)
+{
+    const Album album = FakeMusicService::album(QStringLiteral("mfy1"), QStringLiteral("Morning Mix"));
+    const Playlist playlist = FakeMusicService::playlist(QStringLiteral("mfy2"), QStringLiteral("Evening Mix"));
+    const Station station = FakeMusicService::station(QStringLiteral("st1"), QStringLiteral("Jazz Radio"));
+    service.albumTracks.insert(album.id, FakeMusicService::songs(3, QStringLiteral("m")));
+    using Item = MusicPersonalRecommendation::Item;
+    const auto group = [](const QString &id, std::optional<QString> title, Item item) {
+        MusicPersonalRecommendation recommendation;
+        recommendation.id = MusicItemID(id);
+        recommendation.title = std::move(title);
+        recommendation.items = QList<Item>{std::move(item)};
+        return recommendation;
+    };
+    service.recommendations = {
+        group(QStringLiteral("g1"), QStringLiteral("Made for You"), Item{album}),
+        group(QStringLiteral("g2"), QStringLiteral("Stations for You"), Item{station}),
+        group(QStringLiteral("g3"), std::nullopt, Item{playlist}),
+        group(QStringLiteral("g4"), QStringLiteral("Made for You"), Item{playlist}),
+    };
+    DetailSongsViewModel detail(*model);
+    MadeForYouViewModel madeForYou(*model, detail);
+    StationsViewModel stations(*model, detail);
+    finish(madeForYou.loadMadeForYou());
+    finish(stations.loadStations());
+    EXPECT_EQ(madeForYou.madeForYou()().size(), 2);
+    ASSERT_EQ(madeForYou.madeForYouItems()().size(), 2);
+    EXPECT_EQ(model->_selectedMadeForYouID(), album.id);
+    EXPECT_EQ(stations.stations()().size(), 1);
+    ASSERT_EQ(stations.stationItems()().size(), 1);
+    EXPECT_EQ(model->_selectedStationID(), station.id);
+
+    EXPECT_TRUE(madeForYou.searchSections(QStringLiteral("  \n")).isEmpty());
+    EXPECT_TRUE(madeForYou.searchSections(QStringLiteral("radio")).isEmpty());
+    const QList<SearchSection> sections = madeForYou.searchSections(QStringLiteral(" mix "));
+    ASSERT_EQ(sections.size(), 1);
+    EXPECT_EQ(sections[0].name, QStringLiteral("Made for You"));
+    EXPECT_EQ(sections[0].results.size(), 2);
+    EXPECT_EQ(stations.searchSections(QStringLiteral("JAZZ"))[0].results[0].kind(), SearchResult::Kind::station);
+
+    finish(madeForYou.play(album.id, true));
+    EXPECT_FALSE(model->_isStopped());
+    EXPECT_EQ(player.state().shuffleMode(), MusicShuffleMode::songs);
+    EXPECT_EQ(player.queue().entries().size(), 3);
+    EXPECT_FALSE(model->_showPlayError());
+
+    // An id the list no longer holds does nothing; a failing item raises the alert.
+    finish(madeForYou.play(MusicItemID(QStringLiteral("gone")), false));
+    EXPECT_FALSE(model->_showPlayError());
+    finish(madeForYou.play(playlist.id, false)); // no tracks known for it: the player fails
+    EXPECT_TRUE(model->_showPlayError());
+    EXPECT_EQ(telemetry.errors.last().name, QStringLiteral("error_play_made_for_you"));
+    EXPECT_FALSE(player.state().shuffleMode().has_value());
+
+    // A failed refresh keeps the last list.
+    service.fail(Op::personalRecommendations, MusicError(MusicError::serviceFailed, QStringLiteral("down")));
+    finish(madeForYou.loadMadeForYou());
+    EXPECT_EQ(madeForYou.madeForYouItems()().size(), 2);
+    EXPECT_EQ(telemetry.errors.last().name, QStringLiteral("error_load_made_for_you"));
+}

@@ -110,6 +110,13 @@ SqliteConnection::~SqliteConnection() { close(); }
 
 void SqliteConnection::open(const QString &path)
 {
+    // SQLite's memory statistics take a global mutex on every allocation; the store never reads
+    // them. Only possible before the library initialises; later calls change nothing, harmlessly.
+    static const bool configured = [] {
+        sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+        return true;
+    }();
+    Q_UNUSED(configured);
     close();
     const int rc = sqlite3_open_v2(path.toUtf8().constData(), &m_db,
                                    SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);

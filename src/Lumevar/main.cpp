@@ -1,9 +1,10 @@
 // Lumevar: a compact music player over a local music folder.
 //
-//   lumevar [--library PATH]
+//   lumevar [--library PATH] [--audio-output DRIVER]
 //
 // PATH is the music folder to play from; without it the stored setting "libraryFolder" or the
-// user's music folder is used.
+// user's music folder is used. DRIVER is mpv's audio output ("pulse", "alsa", "null" on a machine
+// without sound); without it mpv chooses.
 
 #include "Lumevar/App/LumevarApp.h"
 #include "Lumevar/Mpris/MprisService.h"
@@ -37,12 +38,17 @@ int main(int argc, char *argv[])
     const QCommandLineOption libraryOption(QStringLiteral("library"), QStringLiteral("The music folder to play from."),
                                            QStringLiteral("PATH"));
     parser.addOption(libraryOption);
+    const QCommandLineOption audioOutputOption(QStringLiteral("audio-output"), QStringLiteral("mpv's audio output driver."),
+                                               QStringLiteral("DRIVER"));
+    parser.addOption(audioOutputOption);
     parser.process(application);
 
     // The platform: the music folder as the music service, mpv as the audio output.
     LocalLibraryService service(LocalLibraryService::resolveLibraryFolder(parser.value(libraryOption)));
     MusicService::setShared(&service);
-    MpvAudioEngine engine;
+    MpvAudioEngine::Options audio;
+    audio.audioOutput = parser.value(audioOutputOption);
+    MpvAudioEngine engine(audio);
     ApplicationMusicPlayer player(engine, service);
     ApplicationMusicPlayer::setShared(&player);
     Log::info(Log::app(), "Library folder: %@", service.folder());

@@ -220,3 +220,17 @@ TEST_F(MainWindowTest, WindowPaintsOffscreen)
     if (const QString path = qEnvironmentVariable("LUMEVAR_UI_SCREENSHOT"); !path.isEmpty())
         image.save(path);
 }
+
+TEST_F(MainWindowTest, FirstAppearPreloadsMadeForYouOnlyOutsidePowerSaving)
+{
+    using Op = FakeMusicService::Operation;
+    UserDefaults::standard().set(MainViewModel::performedFullSyncKey, true);
+    lowPower = true;
+    finish(app->firstAppear());
+    EXPECT_EQ(main()._selectedContainerKindID(), QStringLiteral("playlists"));
+    EXPECT_EQ(service.callCount(Op::personalRecommendations), 0);
+
+    lowPower = false;
+    finish(app->firstAppear());
+    EXPECT_EQ(service.callCount(Op::personalRecommendations), 1);
+}

@@ -5,6 +5,7 @@
 #include "Support/Progress.h"
 
 #include <QFile>
+#include <sqlite3.h>
 
 void StoreTest::syncAll()
 {
@@ -342,4 +343,31 @@ TEST(StoreOpenTest, ReopeningKeepsTheContentAndTheSchemaVersion)
     LocalDatabase again(path);
     runTask(again.open());
     EXPECT_EQ(runTask(again.allLibrarySongs({LocalSong::SortKey::order})).size(), 3);
+}
+
+TEST(StoreOpenTest, AStoreFromANewerVersionIsRefusedAndLeftAlone)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("local.db"));
+    {
+        LocalDatabase database(path);
+        runTask(database.open());
+        runTask(database.close());
+    }
+    sqlite3 *db = nullptr;
+    ASSERT_EQ(sqlite3_open(path.toUtf8().constData(), &db), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(db, "PRAGMA user_version = 99", nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(db);
+
+    LocalDatabase newer(path);
+    EXPECT_THROW(runTask(newer.open()), StoreError);
+    EXPECT_THROW(runTask(newer.allPlaylists({LocalPlaylist::SortKey::name})), StoreError);
+
+    ASSERT_EQ(sqlite3_open(path.toUtf8().constData(), &db), SQLITE_OK);
+    sqlite3_stmt *statement = nullptr;
+    ASSERT_EQ(sqlite3_prepare_v2(db, "PRAGMA user_version", -1, &statement, nullptr), SQLITE_OK);
+    ASSERT_EQ(sqlite3_step(statement), SQLITE_ROW);
+    EXPECT_EQ(sqlite3_column_int(statement, 0), 99);
+    sqlite3_finalize(statement);
+    sqlite3_close(db);
 }

@@ -103,7 +103,8 @@ std::optional<QDateTime> SqliteQuery::optionalDate(int column) const
 {
     if (isNull(column))
         return std::nullopt;
-    return QDateTime::fromMSecsSinceEpoch(int64(column), QTimeZone::utc());
+    // Qt::UTC keeps the value inline; a QTimeZone would allocate and consult the zone per row.
+    return QDateTime::fromMSecsSinceEpoch(int64(column), Qt::UTC);
 }
 
 SqliteConnection::~SqliteConnection() { close(); }

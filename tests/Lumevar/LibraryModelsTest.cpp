@@ -9,6 +9,8 @@
 #include "Support/UserDefaults.h"
 #include "TestKit/AsyncTest.h"
 
+#include <QCoreApplication>
+
 using Op = FakeMusicService::Operation;
 
 class LibraryModelsTest : public ModelTest {
@@ -280,4 +282,31 @@ TEST_F(LibraryModelsTest, RecommendationsKeepTheirGroupAndPlayTheItem)
     finish(madeForYou.loadMadeForYou());
     EXPECT_EQ(madeForYou.madeForYouItems()().size(), 2);
     EXPECT_EQ(telemetry.errors.last().name, QStringLiteral("error_load_made_for_you"));
+}
+
+TEST_F(LibraryModelsTest, SelectionChangesReloadOnceAndPlaySelectedWaitsForTheLoad)
+{
+    storeAlbums({FakeMusicService::album(QStringLiteral("al1"), QStringLiteral("Album")),
+                 FakeMusicService::album(QStringLiteral("al2"), QStringLiteral("Other"))});
+    DetailSongsViewModel detail(*model);
+    AlbumsViewModel albums(*model, detail);
+    const ObservationTrackingToken token = albums.observeSelection();
+    finish(albums.load(false)); // selects the first album; the observer starts its load
+    ASSERT_TRUE(spinUntil([&albums] { return albums.tasks.size() == 1; }));
+    const QString first = albums._items()[0].id;
+    defaults.set(AlbumsViewModel::trackSyncKey(first), clock.now());
+
+    // The same id again is no change: no new load.
+    model->_selectedAlbumID.set(first);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(albums.tasks.size(), 1);
+
+    // A new id replaces the load under way with exactly one new load.
+    model->_selectedAlbumID.set(albums._items()[1].id);
+    ASSERT_TRUE(spinUntil([&albums] { return albums.tasks.size() == 1 && !albums.tasks[0].handle.isCancelled(); }));
+
+    // Playing the selection waits for that load, then plays from the Play row.
+    finish(albums.playSelected());
+    EXPECT_EQ(model->_selectedDetailSongID(), SongSelection::playID);
+    EXPECT_EQ(model->_navigationPath().last(), NavigationItem::songCollection(albums._items()[1].id, QStringLiteral("Other")));
 }

@@ -136,6 +136,8 @@ QCoro::Task<void> CollectionViewModel<Kind>::loadSelectedSongs(CancellationToken
         const QList<LocalSong> stored = co_await database.songs(*selected);
         if (!self)
             co_return;
+        // A newer selection has taken over: its songs, not these stale ones, belong on screen.
+        token.checkCancellation();
         if (!stored.isEmpty())
             selectedSongs = stored;
         // Stored songs reach the screen before any network work starts.

@@ -185,7 +185,9 @@ QCoro::Task<QList<Song>> FakeMusicService::tracks(Artist artist)
 QCoro::Task<QList<MusicPersonalRecommendation>> FakeMusicService::personalRecommendations()
 {
     co_await enter(Operation::personalRecommendations);
-    co_return recommendations;
+    // A copy: QCoro 0.8's return_value moves from a named lvalue, which would empty the member.
+    QList<MusicPersonalRecommendation> answer = recommendations;
+    co_return answer;
 }
 
 QCoro::Task<QList<Song>> FakeMusicService::stationSongs(Station station, int count)

@@ -15,7 +15,7 @@ class MainViewModel;
 
 namespace Mpris {
 
-// The track id of "no track", fixed by the MPRIS specification.
+// The track id of "no track", a fixed path that MPRIS clients know.
 QDBusObjectPath noTrackPath();
 // A valid object path for an item identifier: ASCII letters and digits kept, every other byte
 // written as "_" and two hex digits, so that distinct identifiers give distinct paths.

@@ -68,31 +68,43 @@ void MainViewModel::saveSnapback() { _lastSavedSnapbackState.set(stateWithCurren
 // The places of items started from search, which the user never visited: pane 1 of a path to
 // the item's container, and the item's own selection over the current ones.
 
+namespace {
+
+// Pane 1 of the path to a searched collection, with that collection as the container's selection.
+SavedSnapbackState searchedCollectionState(SavedSnapbackState state,
+                                           std::optional<QString> SavedSnapbackState::*selection, const QString &id)
+{
+    state.activePane = 1;
+    state.*selection = id;
+    return state;
+}
+
+QList<NavigationItem> pathToCollection(ContainerKind kind, const QString &id, const QString &name)
+{
+    return {NavigationItem::root(), NavigationItem::container(kind), NavigationItem::songCollection(id, name)};
+}
+
+} // namespace
+
 void MainViewModel::saveSnapback(const LocalPlaylist &playlist)
 {
-    SavedSnapbackState state = stateWithCurrentSelections(
-        {NavigationItem::root(), NavigationItem::container(ContainerKind::playlists), NavigationItem::songCollection(playlist.id, playlist.name)});
-    state.activePane = 1;
-    state.selectedPlaylistID = playlist.id;
-    _lastSavedSnapbackState.set(state);
+    _lastSavedSnapbackState.set(searchedCollectionState(
+        stateWithCurrentSelections(pathToCollection(ContainerKind::playlists, playlist.id, playlist.name)),
+        &SavedSnapbackState::selectedPlaylistID, playlist.id));
 }
 
 void MainViewModel::saveSnapback(const LocalAlbum &album)
 {
-    SavedSnapbackState state = stateWithCurrentSelections(
-        {NavigationItem::root(), NavigationItem::container(ContainerKind::albums), NavigationItem::songCollection(album.id, album.title)});
-    state.activePane = 1;
-    state.selectedAlbumID = album.id;
-    _lastSavedSnapbackState.set(state);
+    _lastSavedSnapbackState.set(searchedCollectionState(
+        stateWithCurrentSelections(pathToCollection(ContainerKind::albums, album.id, album.title)),
+        &SavedSnapbackState::selectedAlbumID, album.id));
 }
 
 void MainViewModel::saveSnapback(const LocalArtist &artist)
 {
-    SavedSnapbackState state = stateWithCurrentSelections(
-        {NavigationItem::root(), NavigationItem::container(ContainerKind::artists), NavigationItem::songCollection(artist.id, artist.name)});
-    state.activePane = 1;
-    state.selectedArtistID = artist.id;
-    _lastSavedSnapbackState.set(state);
+    _lastSavedSnapbackState.set(searchedCollectionState(
+        stateWithCurrentSelections(pathToCollection(ContainerKind::artists, artist.id, artist.name)),
+        &SavedSnapbackState::selectedArtistID, artist.id));
 }
 
 void MainViewModel::saveSnapback(const LocalSong &)

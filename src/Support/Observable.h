@@ -160,3 +160,11 @@ template <typename T, typename Fn>
         return observeFieldChanges<T>(field, [fn = std::forward<Fn>(onChange)](const T &, const T &) { fn(); });
     }
 }
+
+// Follows several fields with one argument-free call, keeping a token per field in tokens:
+//   observeEach(m_tokens, [this] { scheduleChrome(); }, model._isPlaying, model._navigationPath);
+template <typename Fn, typename... T>
+void observeEach(std::vector<ObservationTrackingToken> &tokens, const Fn &onChange, const Observable<T> &...fields)
+{
+    (tokens.push_back(observeChanges(fields, onChange)), ...);
+}

@@ -16,14 +16,9 @@ MprisService::MprisService(MainViewModel &model, Hooks hooks, QObject *parent)
 {
     new MprisRootAdaptor(this);
     const auto changed = [this] { schedulePublish(); };
-    m_tokens.push_back(observeChanges(m_model._isPlaying, changed));
-    m_tokens.push_back(observeChanges(m_model._isStopped, changed));
-    m_tokens.push_back(observeChanges(m_model._playingTitle, changed));
-    m_tokens.push_back(observeChanges(m_model._playingSubtitle, changed));
-    m_tokens.push_back(observeChanges(m_model._playingArtwork, changed));
-    m_tokens.push_back(observeChanges(m_model._playingDuration, changed));
-    m_tokens.push_back(observeChanges(m_model._eagerEntry, changed));
-    m_tokens.push_back(observeChanges(m_model._queue, changed));
+    observeEach(m_tokens, changed, m_model._isPlaying, m_model._isStopped, m_model._playingTitle,
+                m_model._playingSubtitle, m_model._playingArtwork, m_model._playingDuration,
+                m_model._eagerEntry, m_model._queue);
     // Shuffle and repeat live in the player's state, which announces its changes beforehand.
     connect(&ApplicationMusicPlayer::shared().state(), &ApplicationMusicPlayerState::objectWillChange, this,
             &MprisService::schedulePublish);

@@ -354,15 +354,9 @@ void MainWindow::buildCentre()
 void MainWindow::observeModel()
 {
     const auto chrome = [this] { scheduleChrome(); };
-    m_tokens.push_back(observeChanges(m_model._canAddToLibrary, chrome));
-    m_tokens.push_back(observeChanges(m_model._shareLink, chrome));
-    m_tokens.push_back(observeChanges(m_model._activePane, chrome));
-    m_tokens.push_back(observeChanges(m_model._lastSavedSnapbackState, chrome));
-    m_tokens.push_back(observeChanges(m_model._isStopped, chrome));
-    m_tokens.push_back(observeChanges(m_model._isPlaying, chrome));
-    m_tokens.push_back(observeChanges(m_model._navigationPath, chrome));
-    m_tokens.push_back(observeChanges(m_model._isSingleColumn, chrome));
-    m_tokens.push_back(observeChanges(m_model._isDoubleColumn, chrome));
+    observeEach(m_tokens, chrome, m_model._canAddToLibrary, m_model._shareLink, m_model._activePane,
+                m_model._lastSavedSnapbackState, m_model._isStopped, m_model._isPlaying,
+                m_model._navigationPath, m_model._isSingleColumn, m_model._isDoubleColumn);
     // Shuffle and repeat live in the player's state, which announces a change before making it.
     connect(&ApplicationMusicPlayer::shared().state(), &ApplicationMusicPlayerState::objectWillChange, this, &MainWindow::scheduleChrome,
             Qt::QueuedConnection);
@@ -377,11 +371,8 @@ void MainWindow::observeModel()
     m_tokens.push_back(observeChanges(m_app.playlistsViewModel()._items, container));
     m_tokens.push_back(observeChanges(m_app.albumsViewModel()._items, container));
     m_tokens.push_back(observeChanges(m_app.artistsViewModel()._items, container));
-    m_tokens.push_back(observeChanges(m_model._topLevelSongs, container));
-    m_tokens.push_back(observeChanges(m_model._selectedPlaylistID, container));
-    m_tokens.push_back(observeChanges(m_model._selectedAlbumID, container));
-    m_tokens.push_back(observeChanges(m_model._selectedArtistID, container));
-    m_tokens.push_back(observeChanges(m_model._selectedTopLevelSongID, container));
+    observeEach(m_tokens, container, m_model._topLevelSongs, m_model._selectedPlaylistID,
+                m_model._selectedAlbumID, m_model._selectedArtistID, m_model._selectedTopLevelSongID);
     m_tokens.push_back(observeChanges(m_app.madeForYouViewModel()._items, container));
     m_tokens.push_back(observeChanges(m_app.stationsViewModel()._items, container));
     m_tokens.push_back(observeChanges(m_model._selectedMadeForYouID, container));
@@ -392,14 +383,11 @@ void MainWindow::observeModel()
     m_tokens.push_back(m_app.artistsViewModel().observeSelection());
 
     const auto detail = [this] { refreshDetailList(); };
-    m_tokens.push_back(observeChanges(m_model._detailSongs, detail));
-    m_tokens.push_back(observeChanges(m_model._selectedDetailSongID, detail));
-    m_tokens.push_back(observeChanges(m_model._navigationPath, detail));
+    observeEach(m_tokens, detail, m_model._detailSongs, m_model._selectedDetailSongID,
+                m_model._navigationPath);
 
     const auto overlays = [this] { refreshOverlays(); };
-    m_tokens.push_back(observeChanges(m_model._showAddToast, overlays));
-    m_tokens.push_back(observeChanges(m_model._showSyncingToast, overlays));
-    m_tokens.push_back(observeChanges(m_model._syncProgress, overlays));
+    observeEach(m_tokens, overlays, m_model._showAddToast, m_model._showSyncingToast, m_model._syncProgress);
     m_tokens.push_back(observeChanges(m_app._notAuthorized, overlays));
     m_tokens.push_back(observeChanges(m_model._showPlayError, [this] { refreshPlayError(); }));
     m_tokens.push_back(observeChanges(m_model._activePane, [this](int, int pane) { focusPane(pane); }));

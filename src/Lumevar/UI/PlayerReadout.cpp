@@ -35,12 +35,8 @@ PlayerReadout::PlayerReadout(MainViewModel &model, QWidget *parent)
     });
 
     const auto changed = [this] { refresh(); };
-    m_tokens.push_back(observeChanges(m_model._playingTitle, changed));
-    m_tokens.push_back(observeChanges(m_model._playingSubtitle, changed));
-    m_tokens.push_back(observeChanges(m_model._isPlaying, changed));
-    m_tokens.push_back(observeChanges(m_model._isStopped, changed));
-    m_tokens.push_back(observeChanges(m_model._currentPlayingTime, changed));
-    m_tokens.push_back(observeChanges(m_model._playingDuration, changed));
+    observeEach(m_tokens, changed, m_model._playingTitle, m_model._playingSubtitle, m_model._isPlaying,
+                m_model._isStopped, m_model._currentPlayingTime, m_model._playingDuration);
     refresh();
 }
 

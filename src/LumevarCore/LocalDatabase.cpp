@@ -16,6 +16,13 @@ public:
     explicit Private(QString path) : path(std::move(path)) {}
     QString path;
     StoreActor actor;
+
+    // A job that writes: should it fail, the song records it touched are dropped with it.
+    template <typename Job>
+    auto write(Job job)
+    {
+        return actor.run(std::move(job), StoreActor::Access::write);
+    }
 };
 
 namespace {
@@ -64,129 +71,137 @@ const QString &LocalDatabase::path() const { return m_d->path; }
 
 QCoro::Task<void> LocalDatabase::open()
 {
-    StoreActor *actor = &m_d->actor;
-    return actor->runUnchecked([actor, path = m_d->path](SqliteConnection &connection) {
+    return m_d->actor.run([path = m_d->path](StoreState &state) {
         try {
-            actor->openFailure.reset();
-            connection.open(path);
-            StoreSchema::prepare(connection);
+            state.openFailure.reset();
+            state.songs.forget();
+            state.db.open(path);
+            StoreSchema::prepare(state.db);
         } catch (const StoreError &error) {
-            connection.close();
-            actor->openFailure = error;
+            state.db.close();
+            state.openFailure = error;
             Log::error(Log::app(), "Failed to open the local store: %@", error);
             throw;
         }
-    });
+    }, StoreActor::Access::unchecked);
 }
 
 QCoro::Task<void> LocalDatabase::close()
 {
-    return m_d->actor.runUnchecked([](SqliteConnection &connection) { connection.close(); });
+    return m_d->actor.run([](StoreState &state) {
+        state.songs.forget();
+        state.db.close();
+    }, StoreActor::Access::unchecked);
 }
 
 QCoro::Task<QList<LocalPlaylist>> LocalDatabase::allPlaylists(SortDescriptor<LocalPlaylist> sortDescriptor)
 {
-    return m_d->actor.run([sortDescriptor](SqliteConnection &c) { return StoreReads::allPlaylists(c, sortDescriptor); });
+    return m_d->actor.run([sortDescriptor](StoreState &s) { return StoreReads::allPlaylists(s.db, sortDescriptor); });
 }
 
 QCoro::Task<QList<LocalAlbum>> LocalDatabase::allAlbums(SortDescriptor<LocalAlbum> sortDescriptor)
 {
-    return m_d->actor.run([sortDescriptor](SqliteConnection &c) { return StoreReads::allAlbums(c, sortDescriptor); });
+    return m_d->actor.run([sortDescriptor](StoreState &s) { return StoreReads::allAlbums(s.db, sortDescriptor); });
 }
 
 QCoro::Task<QList<LocalArtist>> LocalDatabase::allArtists(SortDescriptor<LocalArtist> sortDescriptor)
 {
-    return m_d->actor.run([sortDescriptor](SqliteConnection &c) { return StoreReads::allArtists(c, sortDescriptor); });
+    return m_d->actor.run([sortDescriptor](StoreState &s) { return StoreReads::allArtists(s.db, sortDescriptor); });
 }
 
 QCoro::Task<QList<LocalSong>> LocalDatabase::allLibrarySongs(SortDescriptor<LocalSong> sortDescriptor)
 {
-    return m_d->actor.run([sortDescriptor](SqliteConnection &c) { return StoreReads::allLibrarySongs(c, sortDescriptor); });
+    return m_d->actor.run([sortDescriptor](StoreState &s) { return StoreReads::allLibrarySongs(s.db, s.songs, sortDescriptor); });
 }
 
 QCoro::Task<QList<LocalSong>> LocalDatabase::songs(LocalPlaylist playlist)
 {
-    return m_d->actor.run([id = playlist.id](SqliteConnection &c) { return StoreReads::playlistSongs(c, id); });
+    return m_d->actor.run([id = playlist.id](StoreState &s) { return StoreReads::playlistSongs(s.db, s.songs, id); });
 }
 
 QCoro::Task<QList<LocalSong>> LocalDatabase::songs(LocalAlbum album)
 {
-    return m_d->actor.run([album](SqliteConnection &c) { return StoreReads::albumSongs(c, album.title, album.artistName); });
+    return m_d->actor.run([album](StoreState &s) { return StoreReads::albumSongs(s.db, s.songs, album.title, album.artistName); });
 }
 
 QCoro::Task<QList<LocalSong>> LocalDatabase::songs(LocalArtist artist)
 {
-    return m_d->actor.run([name = artist.name](SqliteConnection &c) { return StoreReads::artistSongs(c, name); });
+    return m_d->actor.run([name = artist.name](StoreState &s) { return StoreReads::artistSongs(s.db, s.songs, name); });
 }
 
 QCoro::Task<QList<SearchSection>> LocalDatabase::search(QString text)
 {
-    return m_d->actor.run([text](SqliteConnection &c) { return StoreSearch::search(c, text); });
+    return m_d->actor.run([text](StoreState &s) { return StoreSearch::search(s.db, s.songs, text); });
 }
 
 QCoro::Task<bool> LocalDatabase::hasSong(QString title, std::optional<QString> artist, std::optional<QString> album)
 {
-    return m_d->actor.run([title, artist, album](SqliteConnection &c) { return StoreReads::hasSong(c, title, artist, album); });
+    return m_d->actor.run([title, artist, album](StoreState &s) { return StoreReads::hasSong(s.db, title, artist, album); });
 }
 
 QCoro::Task<qint64> LocalDatabase::beginSync(LibraryKind kind)
 {
-    return m_d->actor.run([kind](SqliteConnection &c) { return StoreWrites::beginSync(c, kind); });
+    return m_d->write([kind](StoreState &s) { return StoreWrites::beginSync(s, kind); });
 }
 
 QCoro::Task<void> LocalDatabase::storePlaylists(QList<Playlist> playlists, qint64 generation)
 {
-    return m_d->actor.run([playlists, generation](SqliteConnection &c) { StoreWrites::storePlaylists(c, playlists, generation); });
+    return m_d->write([playlists, generation](StoreState &s) { StoreWrites::storePlaylists(s.db, playlists, generation); });
 }
 
 QCoro::Task<void> LocalDatabase::storeAlbums(QList<Album> albums, qint64 generation)
 {
-    return m_d->actor.run([albums, generation](SqliteConnection &c) { StoreWrites::storeAlbums(c, albums, generation); });
+    return m_d->write([albums, generation](StoreState &s) { StoreWrites::storeAlbums(s.db, albums, generation); });
 }
 
 QCoro::Task<void> LocalDatabase::storeArtists(QList<Artist> artists, qint64 generation)
 {
-    return m_d->actor.run([artists, generation](SqliteConnection &c) { StoreWrites::storeArtists(c, artists, generation); });
+    return m_d->write([artists, generation](StoreState &s) { StoreWrites::storeArtists(s.db, artists, generation); });
 }
 
 QCoro::Task<void> LocalDatabase::storeLibrarySongs(QList<Song> songs, qint64 generation, int firstPosition)
 {
-    return m_d->actor.run([songs, generation, firstPosition](SqliteConnection &c) {
-        StoreWrites::storeLibrarySongs(c, songs, generation, firstPosition);
+    return m_d->write([songs, generation, firstPosition](StoreState &s) {
+        StoreWrites::storeLibrarySongs(s, songs, generation, firstPosition);
     });
 }
 
 QCoro::Task<int> LocalDatabase::finishSync(LibraryKind kind, qint64 generation)
 {
-    return m_d->actor.run([kind, generation](SqliteConnection &c) { return StoreWrites::finishSync(c, kind, generation); });
+    return m_d->write([kind, generation](StoreState &s) { return StoreWrites::finishSync(s, kind, generation); });
+}
+
+QCoro::Task<void> LocalDatabase::abandonSync(LibraryKind kind)
+{
+    return m_d->write([kind](StoreState &s) { StoreWrites::restoreIndexes(s, kind); });
 }
 
 QCoro::Task<void> LocalDatabase::storePlaylistContents(QList<std::pair<QString, QList<Song>>> contents)
 {
-    return m_d->actor.run([contents](SqliteConnection &c) { StoreWrites::storePlaylistContents(c, contents); });
+    return m_d->write([contents](StoreState &s) { StoreWrites::storePlaylistContents(s, contents); });
 }
 
 QCoro::Task<QList<LocalSong>> LocalDatabase::storeCollectionSongs(LocalAlbum album, QList<Song> songs)
 {
-    return m_d->actor.run([album, songs](SqliteConnection &c) { return StoreWrites::storeAlbumSongs(c, album, songs); });
+    return m_d->write([album, songs](StoreState &s) { return StoreWrites::storeAlbumSongs(s, album, songs); });
 }
 
 QCoro::Task<QList<LocalSong>> LocalDatabase::storeCollectionSongs(LocalArtist artist, QList<Song> songs)
 {
-    return m_d->actor.run([artist, songs](SqliteConnection &c) { return StoreWrites::storeArtistSongs(c, artist, songs); });
+    return m_d->write([artist, songs](StoreState &s) { return StoreWrites::storeArtistSongs(s, artist, songs); });
 }
 
 QCoro::Task<void> LocalDatabase::addLibrarySongs(QList<Song> songs)
 {
-    return m_d->actor.run([songs](SqliteConnection &c) { StoreWrites::addLibrarySongs(c, songs); });
+    return m_d->write([songs](StoreState &s) { StoreWrites::addLibrarySongs(s, songs); });
 }
 
 QCoro::Task<QList<LocalPlaylist>> LocalDatabase::playlistsWithoutContents()
 {
-    return m_d->actor.run([](SqliteConnection &c) { return StoreReads::playlistsWithoutContents(c); });
+    return m_d->actor.run([](StoreState &s) { return StoreReads::playlistsWithoutContents(s.db); });
 }
 
 QCoro::Task<std::optional<QDateTime>> LocalDatabase::latestSongAddedDate()
 {
-    return m_d->actor.run([](SqliteConnection &c) { return StoreReads::latestSongAddedDate(c); });
+    return m_d->actor.run([](StoreState &s) { return StoreReads::latestSongAddedDate(s.db); });
 }

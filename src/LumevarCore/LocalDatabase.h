@@ -73,6 +73,9 @@ public:
     QCoro::Task<void> storeLibrarySongs(QList<Song> songs, qint64 generation, int firstPosition);
     // Returns how many rows were removed.
     QCoro::Task<int> finishSync(LibraryKind kind, qint64 generation);
+    // Ends a sync that stops before finishSync(): makes again the indexes that a sync into an
+    // empty table leaves out until its end. Rows it stored stay; nothing is swept.
+    QCoro::Task<void> abandonSync(LibraryKind kind);
 
     // Replaces the contents of each playlist (by id) with its songs, in order, in one transaction,
     // and marks them as fetched. Songs not in the library are kept for the playlist alone.

@@ -3,8 +3,7 @@
 // one job at a time, in the order the jobs were handed in. A job's result or exception travels
 // back to the awaiting coroutine, which resumes on its own thread.
 
-#include "LumevarCore/Sqlite.h"
-#include "Support/Error.h"
+#include "LumevarCore/StoreState.h"
 
 #include <QCoroFuture>
 #include <QCoroTask>
@@ -24,26 +23,17 @@ public:
     }
     ~StoreActor() { m_pool.waitForDone(); }
 
-    // Runs job(connection) on the worker. Throws what the job threw; StoreError when the store
-    // is not open (with the reason open() failed, if it did).
-    template <typename Job>
-    auto run(Job job) -> QCoro::Task<std::invoke_result_t<Job &, SqliteConnection &>>
-    {
-        using Result = std::invoke_result_t<Job &, SqliteConnection &>;
-        return runOn<Result>(std::move(job), true);
-    }
+    enum class Access { read, write, unchecked };
 
-    // Runs job(connection) whether or not the store is open (open and close themselves).
+    // Runs job(state) on the worker. Throws what the job threw; StoreError when the store is not
+    // open (with the reason open() failed, if it did). A write that throws has rolled its
+    // transaction back, so the song records it may have touched are dropped with it.
     template <typename Job>
-    auto runUnchecked(Job job) -> QCoro::Task<std::invoke_result_t<Job &, SqliteConnection &>>
+    auto run(Job job, Access access = Access::read) -> QCoro::Task<std::invoke_result_t<Job &, StoreState &>>
     {
-        using Result = std::invoke_result_t<Job &, SqliteConnection &>;
-        return runOn<Result>(std::move(job), false);
+        using Result = std::invoke_result_t<Job &, StoreState &>;
+        return runOn<Result>(std::move(job), access);
     }
-
-    // Worker-side state, touched only by jobs.
-    SqliteConnection connection;
-    std::optional<StoreError> openFailure;
 
 private:
     struct Empty {};
@@ -56,25 +46,27 @@ private:
     };
 
     template <typename Result, typename Job>
-    QCoro::Task<Result> runOn(Job job, bool requireOpen)
+    QCoro::Task<Result> runOn(Job job, Access access)
     {
         // Exceptions are caught on the worker and carried as values, so that they arrive as
         // themselves rather than wrapped by QtConcurrent.
-        QFuture<Outcome<Result>> future = QtConcurrent::run(&m_pool, [this, job = std::move(job), requireOpen]() mutable {
+        QFuture<Outcome<Result>> future = QtConcurrent::run(&m_pool, [this, job = std::move(job), access]() mutable {
             Outcome<Result> outcome;
             try {
-                if (requireOpen && !connection.isOpen()) {
-                    if (openFailure)
-                        throw *openFailure;
+                if (access != Access::unchecked && !m_state.db.isOpen()) {
+                    if (m_state.openFailure)
+                        throw *m_state.openFailure;
                     throw StoreError(StoreError::notOpen, QStringLiteral("The store is not open"));
                 }
                 if constexpr (std::is_void_v<Result>) {
-                    job(connection);
+                    job(m_state);
                     outcome.value.emplace();
                 } else {
-                    outcome.value.emplace(job(connection));
+                    outcome.value.emplace(job(m_state));
                 }
             } catch (...) {
+                if (access == Access::write)
+                    m_state.songs.forget();
                 outcome.error = std::current_exception();
             }
             return outcome;
@@ -90,5 +82,6 @@ private:
             co_return std::move(*outcome.value);
     }
 
+    StoreState m_state;
     QThreadPool m_pool;
 };

@@ -3,29 +3,26 @@
 
 #include "LumevarCore/Records.h"
 
-#include <QHash>
+#include <vector>
 
+class SongRecords;
 class SqliteConnection;
 class SqliteQuery;
 
 namespace StoreReads {
 
-// The columns every song query selects, in the order songFromRow() reads them; the query adds
-// the value for `order` as its last column.
-inline constexpr const char *songColumns =
-    "s.id, s.title, s.artist, s.album, s.duration, s.genre, s.release_date, s.artwork, s.play_id, s.play_kind";
-// urls, when given, shares one QUrl among the rows that name the same artwork (songs of an album),
-// which saves parsing it again for each.
-LocalSong songFromRow(const SqliteQuery &row, QHash<QString, QUrl> *urls = nullptr);
-
 QList<LocalPlaylist> allPlaylists(SqliteConnection &db, SortDescriptor<LocalPlaylist> sort);
 QList<LocalAlbum> allAlbums(SqliteConnection &db, SortDescriptor<LocalAlbum> sort);
 QList<LocalArtist> allArtists(SqliteConnection &db, SortDescriptor<LocalArtist> sort);
-QList<LocalSong> allLibrarySongs(SqliteConnection &db, SortDescriptor<LocalSong> sort);
 
-QList<LocalSong> playlistSongs(SqliteConnection &db, const QString &playlistID);
-QList<LocalSong> albumSongs(SqliteConnection &db, const QString &title, const std::optional<QString> &artist);
-QList<LocalSong> artistSongs(SqliteConnection &db, const QString &name);
+// Song lists are made of the records kept in memory; the queries pick and order the rows.
+QList<LocalSong> allLibrarySongs(SqliteConnection &db, SongRecords &records, SortDescriptor<LocalSong> sort);
+QList<LocalSong> playlistSongs(SqliteConnection &db, SongRecords &records, const QString &playlistID);
+QList<LocalSong> albumSongs(SqliteConnection &db, SongRecords &records, const QString &title,
+                            const std::optional<QString> &artist);
+QList<LocalSong> artistSongs(SqliteConnection &db, SongRecords &records, const QString &name);
+// The pk of each row of a query that selects pks.
+std::vector<qint64> rowsOf(SqliteQuery &query);
 
 // Library songs whose title, and artist and album when given and not blank, equal the texts
 // once folded (case, accents and surrounding white space ignored). The artist matches either the

@@ -43,13 +43,6 @@ CREATE TABLE songs(
   album_fold TEXT,
   album_artist_fold TEXT
 );
--- Sorted song lists are read whole and sorted in memory (faster than walking an index into a
--- table larger than the cache), so the sort keys carry no index of their own.
-CREATE INDEX songs_by_order ON songs(library_order);
-CREATE INDEX songs_by_title_fold ON songs(title_fold);
-CREATE INDEX songs_by_album_fold ON songs(album_fold);
-CREATE INDEX songs_by_artist_fold ON songs(artist_fold);
-CREATE INDEX songs_by_album_artist_fold ON songs(album_artist_fold);
 
 CREATE TABLE albums(
   pk INTEGER PRIMARY KEY,
@@ -66,7 +59,6 @@ CREATE TABLE albums(
   genre_key BLOB,
   title_fold TEXT NOT NULL
 );
-CREATE INDEX albums_by_title_fold ON albums(title_fold);
 
 CREATE TABLE artists(
   pk INTEGER PRIMARY KEY,
@@ -79,7 +71,6 @@ CREATE TABLE artists(
   genre_key BLOB,
   name_fold TEXT NOT NULL
 );
-CREATE INDEX artists_by_name_fold ON artists(name_fold);
 
 CREATE TABLE playlists(
   pk INTEGER PRIMARY KEY,
@@ -92,7 +83,6 @@ CREATE TABLE playlists(
   name_key BLOB NOT NULL,
   name_fold TEXT NOT NULL
 );
-CREATE INDEX playlists_by_name_fold ON playlists(name_fold);
 
 CREATE TABLE playlist_entries(
   playlist INTEGER NOT NULL REFERENCES playlists(pk) ON DELETE CASCADE,
@@ -102,64 +92,122 @@ CREATE TABLE playlist_entries(
 ) WITHOUT ROWID;
 CREATE INDEX playlist_entries_by_song ON playlist_entries(song);
 
--- Full-text indexes over the searchable texts, kept in step by triggers. An update that leaves
--- the texts alone (a sync marking a row as seen) does not touch them.
+-- Full-text indexes over the searchable texts, kept in step by the triggers below.
 CREATE VIRTUAL TABLE songs_search USING fts5(title, artist, album, content='songs', content_rowid='pk',
   tokenize='unicode61 remove_diacritics 2', prefix='2 3');
-CREATE TRIGGER songs_search_insert AFTER INSERT ON songs BEGIN
-  INSERT INTO songs_search(rowid, title, artist, album) VALUES (new.pk, new.title, new.artist, new.album);
-END;
-CREATE TRIGGER songs_search_delete AFTER DELETE ON songs BEGIN
-  INSERT INTO songs_search(songs_search, rowid, title, artist, album) VALUES ('delete', old.pk, old.title, old.artist, old.album);
-END;
-CREATE TRIGGER songs_search_update AFTER UPDATE ON songs
-WHEN old.title IS NOT new.title OR old.artist IS NOT new.artist OR old.album IS NOT new.album BEGIN
-  INSERT INTO songs_search(songs_search, rowid, title, artist, album) VALUES ('delete', old.pk, old.title, old.artist, old.album);
-  INSERT INTO songs_search(rowid, title, artist, album) VALUES (new.pk, new.title, new.artist, new.album);
-END;
-
 CREATE VIRTUAL TABLE albums_search USING fts5(title, artist, content='albums', content_rowid='pk',
   tokenize='unicode61 remove_diacritics 2', prefix='2 3');
-CREATE TRIGGER albums_search_insert AFTER INSERT ON albums BEGIN
+CREATE VIRTUAL TABLE artists_search USING fts5(name, content='artists', content_rowid='pk',
+  tokenize='unicode61 remove_diacritics 2', prefix='2 3');
+CREATE VIRTUAL TABLE playlists_search USING fts5(name, content='playlists', content_rowid='pk',
+  tokenize='unicode61 remove_diacritics 2', prefix='2 3');
+)sql";
+
+// The fingerprint of a song's stored values: a sync rewrites only the rows whose values changed.
+constexpr const char *migration2 = R"sql(
+ALTER TABLE songs ADD COLUMN digest INTEGER;
+)sql";
+
+// The secondary indexes and the full-text triggers of each library table. A sync that fills an
+// empty table drops them first and makes them again at its end: building an index from sorted
+// rows and the full-text index in one pass costs a fraction of keeping them up row by row.
+struct TableIndexes {
+    const char *table;
+    const char *searchTable;
+    const char *insertTrigger; // its absence means the indexes were dropped
+    const char *create;
+    const char *drop;
+};
+
+constexpr TableIndexes tableIndexes[] = {
+    {"playlists", "playlists_search", "playlists_search_insert", R"sql(
+CREATE INDEX IF NOT EXISTS playlists_by_name_fold ON playlists(name_fold);
+CREATE TRIGGER IF NOT EXISTS playlists_search_insert AFTER INSERT ON playlists BEGIN
+  INSERT INTO playlists_search(rowid, name) VALUES (new.pk, new.name);
+END;
+CREATE TRIGGER IF NOT EXISTS playlists_search_delete AFTER DELETE ON playlists BEGIN
+  INSERT INTO playlists_search(playlists_search, rowid, name) VALUES ('delete', old.pk, old.name);
+END;
+CREATE TRIGGER IF NOT EXISTS playlists_search_update AFTER UPDATE ON playlists WHEN old.name IS NOT new.name BEGIN
+  INSERT INTO playlists_search(playlists_search, rowid, name) VALUES ('delete', old.pk, old.name);
+  INSERT INTO playlists_search(rowid, name) VALUES (new.pk, new.name);
+END;
+)sql", R"sql(
+DROP INDEX IF EXISTS playlists_by_name_fold;
+DROP TRIGGER IF EXISTS playlists_search_insert;
+DROP TRIGGER IF EXISTS playlists_search_delete;
+DROP TRIGGER IF EXISTS playlists_search_update;
+)sql"},
+    {"albums", "albums_search", "albums_search_insert", R"sql(
+CREATE INDEX IF NOT EXISTS albums_by_title_fold ON albums(title_fold);
+CREATE TRIGGER IF NOT EXISTS albums_search_insert AFTER INSERT ON albums BEGIN
   INSERT INTO albums_search(rowid, title, artist) VALUES (new.pk, new.title, new.artist);
 END;
-CREATE TRIGGER albums_search_delete AFTER DELETE ON albums BEGIN
+CREATE TRIGGER IF NOT EXISTS albums_search_delete AFTER DELETE ON albums BEGIN
   INSERT INTO albums_search(albums_search, rowid, title, artist) VALUES ('delete', old.pk, old.title, old.artist);
 END;
-CREATE TRIGGER albums_search_update AFTER UPDATE ON albums
+CREATE TRIGGER IF NOT EXISTS albums_search_update AFTER UPDATE ON albums
 WHEN old.title IS NOT new.title OR old.artist IS NOT new.artist BEGIN
   INSERT INTO albums_search(albums_search, rowid, title, artist) VALUES ('delete', old.pk, old.title, old.artist);
   INSERT INTO albums_search(rowid, title, artist) VALUES (new.pk, new.title, new.artist);
 END;
-
-CREATE VIRTUAL TABLE artists_search USING fts5(name, content='artists', content_rowid='pk',
-  tokenize='unicode61 remove_diacritics 2', prefix='2 3');
-CREATE TRIGGER artists_search_insert AFTER INSERT ON artists BEGIN
+)sql", R"sql(
+DROP INDEX IF EXISTS albums_by_title_fold;
+DROP TRIGGER IF EXISTS albums_search_insert;
+DROP TRIGGER IF EXISTS albums_search_delete;
+DROP TRIGGER IF EXISTS albums_search_update;
+)sql"},
+    {"artists", "artists_search", "artists_search_insert", R"sql(
+CREATE INDEX IF NOT EXISTS artists_by_name_fold ON artists(name_fold);
+CREATE TRIGGER IF NOT EXISTS artists_search_insert AFTER INSERT ON artists BEGIN
   INSERT INTO artists_search(rowid, name) VALUES (new.pk, new.name);
 END;
-CREATE TRIGGER artists_search_delete AFTER DELETE ON artists BEGIN
+CREATE TRIGGER IF NOT EXISTS artists_search_delete AFTER DELETE ON artists BEGIN
   INSERT INTO artists_search(artists_search, rowid, name) VALUES ('delete', old.pk, old.name);
 END;
-CREATE TRIGGER artists_search_update AFTER UPDATE ON artists WHEN old.name IS NOT new.name BEGIN
+CREATE TRIGGER IF NOT EXISTS artists_search_update AFTER UPDATE ON artists WHEN old.name IS NOT new.name BEGIN
   INSERT INTO artists_search(artists_search, rowid, name) VALUES ('delete', old.pk, old.name);
   INSERT INTO artists_search(rowid, name) VALUES (new.pk, new.name);
 END;
+)sql", R"sql(
+DROP INDEX IF EXISTS artists_by_name_fold;
+DROP TRIGGER IF EXISTS artists_search_insert;
+DROP TRIGGER IF EXISTS artists_search_delete;
+DROP TRIGGER IF EXISTS artists_search_update;
+)sql"},
+    {"songs", "songs_search", "songs_search_insert", R"sql(
+CREATE INDEX IF NOT EXISTS songs_by_order ON songs(library_order);
+CREATE INDEX IF NOT EXISTS songs_by_title_fold ON songs(title_fold);
+CREATE INDEX IF NOT EXISTS songs_by_album_fold ON songs(album_fold);
+CREATE INDEX IF NOT EXISTS songs_by_artist_fold ON songs(artist_fold);
+CREATE INDEX IF NOT EXISTS songs_by_album_artist_fold ON songs(album_artist_fold);
+CREATE TRIGGER IF NOT EXISTS songs_search_insert AFTER INSERT ON songs BEGIN
+  INSERT INTO songs_search(rowid, title, artist, album) VALUES (new.pk, new.title, new.artist, new.album);
+END;
+CREATE TRIGGER IF NOT EXISTS songs_search_delete AFTER DELETE ON songs BEGIN
+  INSERT INTO songs_search(songs_search, rowid, title, artist, album) VALUES ('delete', old.pk, old.title, old.artist, old.album);
+END;
+-- An update that leaves the texts alone (a sync marking a row as seen) does not touch the index.
+CREATE TRIGGER IF NOT EXISTS songs_search_update AFTER UPDATE ON songs
+WHEN old.title IS NOT new.title OR old.artist IS NOT new.artist OR old.album IS NOT new.album BEGIN
+  INSERT INTO songs_search(songs_search, rowid, title, artist, album) VALUES ('delete', old.pk, old.title, old.artist, old.album);
+  INSERT INTO songs_search(rowid, title, artist, album) VALUES (new.pk, new.title, new.artist, new.album);
+END;
+)sql", R"sql(
+DROP INDEX IF EXISTS songs_by_order;
+DROP INDEX IF EXISTS songs_by_title_fold;
+DROP INDEX IF EXISTS songs_by_album_fold;
+DROP INDEX IF EXISTS songs_by_artist_fold;
+DROP INDEX IF EXISTS songs_by_album_artist_fold;
+DROP TRIGGER IF EXISTS songs_search_insert;
+DROP TRIGGER IF EXISTS songs_search_delete;
+DROP TRIGGER IF EXISTS songs_search_update;
+)sql"},
+};
 
-CREATE VIRTUAL TABLE playlists_search USING fts5(name, content='playlists', content_rowid='pk',
-  tokenize='unicode61 remove_diacritics 2', prefix='2 3');
-CREATE TRIGGER playlists_search_insert AFTER INSERT ON playlists BEGIN
-  INSERT INTO playlists_search(rowid, name) VALUES (new.pk, new.name);
-END;
-CREATE TRIGGER playlists_search_delete AFTER DELETE ON playlists BEGIN
-  INSERT INTO playlists_search(playlists_search, rowid, name) VALUES ('delete', old.pk, old.name);
-END;
-CREATE TRIGGER playlists_search_update AFTER UPDATE ON playlists WHEN old.name IS NOT new.name BEGIN
-  INSERT INTO playlists_search(playlists_search, rowid, name) VALUES ('delete', old.pk, old.name);
-  INSERT INTO playlists_search(rowid, name) VALUES (new.pk, new.name);
-END;
-)sql";
+const TableIndexes &indexesOf(LocalDatabase::LibraryKind kind) { return tableIndexes[size_t(kind)]; }
 
-constexpr std::array migrations{migration1};
+constexpr std::array migrations{migration1, migration2};
 
 // Remakes every collation key when the store was filled under another locale or collation library.
 void refreshCollationKeys(SqliteConnection &db)
@@ -223,9 +271,29 @@ void prepare(SqliteConnection &db)
         if (version != currentVersion())
             db.execute(QByteArray("PRAGMA user_version = " + QByteArray::number(currentVersion())).constData());
         refreshCollationKeys(db);
+        // A sync that died while it filled an empty table left its indexes dropped.
+        for (const LocalDatabase::LibraryKind kind : {LocalDatabase::LibraryKind::playlists, LocalDatabase::LibraryKind::albums,
+                                                      LocalDatabase::LibraryKind::artists, LocalDatabase::LibraryKind::songs})
+            restoreIndexes(db, kind);
         transaction.commit();
     } catch (const StoreError &error) {
         throw StoreError(StoreError::migrationFailed, error.localizedDescription());
+    }
+}
+
+void suspendIndexes(SqliteConnection &db, LocalDatabase::LibraryKind kind) { db.execute(indexesOf(kind).drop); }
+
+void restoreIndexes(SqliteConnection &db, LocalDatabase::LibraryKind kind)
+{
+    const TableIndexes &indexes = indexesOf(kind);
+    SqliteQuery present = db.query("SELECT 1 FROM sqlite_master WHERE type = 'trigger' AND name = ?1");
+    present.bindAll(QString::fromLatin1(indexes.insertTrigger));
+    const bool suspended = !present.next();
+    present.reset();
+    db.execute(indexes.create);
+    if (suspended) {
+        const QByteArray table(indexes.searchTable);
+        db.execute(QByteArray("INSERT INTO " + table + "(" + table + ") VALUES ('rebuild')").constData());
     }
 }
 

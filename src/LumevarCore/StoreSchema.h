@@ -2,6 +2,8 @@
 // The store's schema: connection settings, numbered migrations kept in PRAGMA user_version, and
 // the upkeep of the collation keys when the locale they were made for changes.
 
+#include "LumevarCore/LocalDatabase.h"
+
 class SqliteConnection;
 
 namespace StoreSchema {
@@ -13,5 +15,12 @@ int currentVersion();
 // pending migrations in one transaction. Throws StoreError(migrationFailed) for a store made by a
 // newer version, or when a migration fails (the store is left as it was).
 void prepare(SqliteConnection &connection);
+
+// The secondary indexes and full-text triggers of a library table. A sync that fills an empty
+// table suspends them (building them afterwards from all rows is several times cheaper) and
+// restores them when it ends; restoring rebuilds the full-text index when it was suspended, and
+// does nothing when it was not. prepare() restores them all, should a sync have died half-way.
+void suspendIndexes(SqliteConnection &connection, LocalDatabase::LibraryKind kind);
+void restoreIndexes(SqliteConnection &connection, LocalDatabase::LibraryKind kind);
 
 } // namespace StoreSchema

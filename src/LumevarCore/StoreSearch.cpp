@@ -1,5 +1,6 @@
 #include "LumevarCore/StoreSearch.h"
 
+#include "LumevarCore/SongRecords.h"
 #include "LumevarCore/Sqlite.h"
 #include "LumevarCore/StoreReads.h"
 #include "LumevarCore/TextKeys.h"
@@ -63,7 +64,7 @@ QStringList tokens(const QString &text)
     return result;
 }
 
-QList<SearchSection> search(SqliteConnection &db, const QString &text)
+QList<SearchSection> search(SqliteConnection &db, SongRecords &records, const QString &text)
 {
     const QStringList words = tokens(text);
     if (words.isEmpty())
@@ -73,6 +74,12 @@ QList<SearchSection> search(SqliteConnection &db, const QString &text)
     auto add = [&sections](const char *name, QList<SearchResult> results) {
         if (!results.isEmpty())
             sections.append(SearchSection(QString::fromLatin1(name), std::move(results)));
+    };
+    auto songResults = [&db, &records](SqliteQuery &query) {
+        QList<SearchResult> results;
+        for (const LocalSong &song : records.inOrder(db, StoreReads::rowsOf(query)))
+            results.append(SearchResult::song(song));
+        return results;
     };
 
     if (isShortQuery(words)) {
@@ -97,13 +104,12 @@ QList<SearchSection> search(SqliteConnection &db, const QString &text)
             add("Albums", collect(q, [](const SqliteQuery &row) { return SearchResult::album(StoreReads::albumFromRow(row)); }));
         }
         {
-            SqliteQuery q = db.query(QByteArray("SELECT ") + StoreReads::songColumns +
-                                     ", NULL FROM songs s WHERE s.title_fold >= ?1 AND s.title_fold < ?2"
+            SqliteQuery q = db.query("SELECT s.pk FROM songs s WHERE s.title_fold >= ?1 AND s.title_fold < ?2"
                                      " AND s.library_order IS NOT NULL ORDER BY s.title_fold LIMIT ?3");
             q.bind(1, QString::fromUtf8(prefix));
             q.bind(2, QString::fromUtf8(upper));
             q.bind(3, songLimit);
-            add("Songs", collect(q, [](const SqliteQuery &row) { return SearchResult::song(StoreReads::songFromRow(row)); }));
+            add("Songs", songResults(q));
         }
         {
             SqliteQuery q = db.query(QByteArray("SELECT ") + StoreReads::playlistColumns +
@@ -135,13 +141,12 @@ QList<SearchSection> search(SqliteConnection &db, const QString &text)
         add("Albums", collect(q, [](const SqliteQuery &row) { return SearchResult::album(StoreReads::albumFromRow(row)); }));
     }
     {
-        SqliteQuery q = db.query(QByteArray("SELECT ") + StoreReads::songColumns +
-                                 ", NULL FROM (SELECT rowid, bm25(songs_search, 4.0, 2.0, 1.0) AS score FROM songs_search"
+        SqliteQuery q = db.query("SELECT s.pk FROM (SELECT rowid, bm25(songs_search, 4.0, 2.0, 1.0) AS score FROM songs_search"
                                  "   WHERE songs_search MATCH ?1 LIMIT ?3) f"
                                  " JOIN songs s ON s.pk = f.rowid WHERE s.library_order IS NOT NULL"
                                  " ORDER BY f.score, s.title_key LIMIT ?2");
         q.bindAll(match, songLimit, candidateLimit);
-        add("Songs", collect(q, [](const SqliteQuery &row) { return SearchResult::song(StoreReads::songFromRow(row)); }));
+        add("Songs", songResults(q));
     }
     {
         SqliteQuery q = db.query(QByteArray("SELECT ") + StoreReads::playlistColumns +

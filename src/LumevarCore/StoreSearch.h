@@ -3,6 +3,7 @@
 
 #include "LumevarCore/SearchResult.h"
 
+class SongRecords;
 class SqliteConnection;
 
 namespace StoreSearch {
@@ -18,6 +19,6 @@ QStringList tokens(const QString &text);
 // Sections in the fixed order Artists, Albums, Songs, Playlists; empty sections are left out,
 // and text without words gives none. Every word must match the start of a word of the item
 // (accents and case ignored); hits are ranked by relevance, best first.
-QList<SearchSection> search(SqliteConnection &db, const QString &text);
+QList<SearchSection> search(SqliteConnection &db, SongRecords &records, const QString &text);
 
 } // namespace StoreSearch

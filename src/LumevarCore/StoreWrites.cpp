@@ -2,6 +2,8 @@
 
 #include "LumevarCore/Sqlite.h"
 #include "LumevarCore/StoreReads.h"
+#include "LumevarCore/StoreSchema.h"
+#include "LumevarCore/StoreState.h"
 #include "LumevarCore/TextKeys.h"
 #include "Support/Log.h"
 
@@ -74,8 +76,9 @@ enum class LibraryMode : int {
 constexpr const char *upsertSongSQL =
     "INSERT INTO songs(id, title, artist, album, album_artist, genre, duration, release_date, added_date,"
     " track, disc, artwork, play_id, play_kind, library_order, generation, title_key, artist_key, album_key,"
-    " genre_key, title_fold, artist_fold, album_fold, album_artist_fold)"
-    " VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18, ?19, ?20, ?21, ?22, ?23, ?24)"
+    " genre_key, title_fold, artist_fold, album_fold, album_artist_fold, digest)"
+    " VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18, ?19, ?20, ?21, ?22, ?23,"
+    " ?24, ?26)"
     " ON CONFLICT(id) DO UPDATE SET title = excluded.title, artist = excluded.artist, album = excluded.album,"
     " album_artist = excluded.album_artist, genre = excluded.genre, duration = excluded.duration,"
     " release_date = excluded.release_date, added_date = coalesce(excluded.added_date, songs.added_date),"
@@ -86,7 +89,7 @@ constexpr const char *upsertSongSQL =
     " generation = CASE ?25 WHEN 0 THEN excluded.generation ELSE songs.generation END,"
     " title_key = excluded.title_key, artist_key = excluded.artist_key, album_key = excluded.album_key,"
     " genre_key = excluded.genre_key, title_fold = excluded.title_fold, artist_fold = excluded.artist_fold,"
-    " album_fold = excluded.album_fold, album_artist_fold = excluded.album_artist_fold"
+    " album_fold = excluded.album_fold, album_artist_fold = excluded.album_artist_fold, digest = excluded.digest"
     " RETURNING pk, library_order";
 
 struct StoredSong {
@@ -94,65 +97,127 @@ struct StoredSong {
     std::optional<int> libraryOrder;
 };
 
-// Stores one song; nullopt (with a log line) when the record cannot be stored.
-std::optional<StoredSong> upsertSong(SqliteConnection &db, const Song &song, LibraryMode mode,
-                                     std::optional<int> libraryOrder, qint64 generation)
+std::optional<QDateTime> storedDate(const std::optional<QDateTime> &date)
 {
-    const QString id = StoreWrites::cleanText(song.id.rawValue()).trimmed();
-    if (id.isEmpty()) {
+    // The store keeps whole milliseconds in UTC; records carry exactly what a read gives back.
+    if (!date || !date->isValid())
+        return std::nullopt;
+    return QDateTime::fromMSecsSinceEpoch(date->toMSecsSinceEpoch(), Qt::UTC);
+}
+
+// The song as the store keeps it; nullopt (with a log line) when it cannot be stored.
+std::optional<SongRow> cleanSong(const Song &song)
+{
+    SongRow row;
+    row.id = StoreWrites::cleanText(song.id.rawValue()).trimmed();
+    if (row.id.isEmpty()) {
         Log::error(Log::sync(), "Skipped a song without an id (title \"%@\")", song.title);
         return std::nullopt;
     }
-    const QString title = titleOrPlaceholder(song.title, "song", id);
-    const auto artist = cleanOptional(song.artistName);
-    const auto album = cleanOptional(song.albumTitle);
-    const auto albumArtist = cleanOptional(song.albumArtistName);
-    const auto genre = firstGenre(song.genreNames);
-    const double duration = StoreWrites::cleanDuration(song.duration);
-    if (duration != song.duration)
-        Log::error(Log::sync(), "The song %@ has an impossible duration %f; stored as 0", id, song.duration);
-    std::optional<qint64> track, disc;
+    row.title = titleOrPlaceholder(song.title, "song", row.id);
+    row.artist = cleanOptional(song.artistName);
+    row.album = cleanOptional(song.albumTitle);
+    row.albumArtist = cleanOptional(song.albumArtistName);
+    row.genre = firstGenre(song.genreNames);
+    row.duration = StoreWrites::cleanDuration(song.duration);
+    if (row.duration != song.duration)
+        Log::error(Log::sync(), "The song %@ has an impossible duration %f; stored as 0", row.id, song.duration);
+    row.releaseDate = storedDate(song.releaseDate);
+    row.addedDate = storedDate(song.libraryAddedDate);
     if (song.trackNumber && *song.trackNumber >= 0)
-        track = *song.trackNumber;
+        row.track = *song.trackNumber;
     if (song.discNumber && *song.discNumber >= 0)
-        disc = *song.discNumber;
+        row.disc = *song.discNumber;
+    row.artwork = artworkText(song.artwork);
+    if (song.playParameters && !song.playParameters->id.isEmpty()) {
+        row.playID = song.playParameters->id.rawValue();
+        row.playKind = song.playParameters->kind;
+    }
+    return row;
+}
+
+// The library position a song takes in each mode, given the one it has.
+std::optional<int> libraryOrderFor(LibraryMode mode, std::optional<int> current, std::optional<int> given)
+{
+    switch (mode) {
+    case LibraryMode::sync: return given;
+    case LibraryMode::keep: return current;
+    case LibraryMode::join: return current ? current : given;
+    }
+    return current;
+}
+
+// Stores one song and keeps its record in step; nullopt (with a log line) when the song cannot
+// be stored. A song whose values are those already stored only has its library columns touched.
+std::optional<StoredSong> upsertSong(StoreState &store, const Song &song, LibraryMode mode,
+                                     std::optional<int> libraryOrder, qint64 generation)
+{
+    const std::optional<SongRow> row = cleanSong(song);
+    if (!row)
+        return std::nullopt;
+    SqliteConnection &db = store.db;
+    const qint64 digest = row->digest();
+    {
+        SqliteQuery existing = db.query("SELECT pk, digest, library_order FROM songs WHERE id = ?1");
+        existing.bindAll(row->id);
+        if (existing.next() && !existing.isNull(1) && existing.int64(1) == digest) {
+            StoredSong stored{existing.int64(0), existing.isNull(2) ? std::nullopt : std::optional(int(existing.int64(2)))};
+            const std::optional<int> order = libraryOrderFor(mode, stored.libraryOrder, libraryOrder);
+            if (mode == LibraryMode::sync)
+                db.query("UPDATE songs SET library_order = ?2, generation = ?3 WHERE pk = ?1").bindAll(stored.pk, order, generation).run();
+            else if (order != stored.libraryOrder)
+                db.query("UPDATE songs SET library_order = ?2 WHERE pk = ?1").bindAll(stored.pk, order).run();
+            if (order != stored.libraryOrder)
+                store.songs.libraryOrderChanged(stored.pk, order);
+            stored.libraryOrder = order;
+            return stored;
+        }
+    }
 
     SqliteQuery q = db.query(upsertSongSQL);
-    q.bindAll(id, title, artist, album, albumArtist, genre, duration, song.releaseDate, song.libraryAddedDate, track,
-              disc, artworkText(song.artwork));
-    if (song.playParameters && !song.playParameters->id.isEmpty()) {
-        q.bind(13, song.playParameters->id.rawValue());
-        q.bind(14, song.playParameters->kind);
-    } else {
-        q.bindNull(13);
-        q.bindNull(14);
-    }
-    q.bind(15, libraryOrder);
-    q.bind(16, generation);
-    q.bind(17, TextKeys::collationKey(title));
-    q.bind(18, keyOf(artist));
-    q.bind(19, keyOf(album));
-    q.bind(20, keyOf(genre));
-    q.bind(21, TextKeys::fold(title));
-    q.bind(22, foldOf(artist));
-    q.bind(23, foldOf(album));
-    q.bind(24, foldOf(albumArtist));
-    q.bind(25, int(mode));
+    q.bindAll(row->id, row->title, row->artist, row->album, row->albumArtist, row->genre, row->duration, row->releaseDate,
+              row->addedDate, row->track, row->disc, row->artwork, row->playID, row->playKind, libraryOrder, generation,
+              TextKeys::collationKey(row->title), keyOf(row->artist), keyOf(row->album), keyOf(row->genre),
+              TextKeys::fold(row->title), foldOf(row->artist), foldOf(row->album), foldOf(row->albumArtist), int(mode),
+              digest);
     if (!q.next())
         return std::nullopt;
     StoredSong stored;
     stored.pk = q.int64(0);
     if (!q.isNull(1))
         stored.libraryOrder = int(q.int64(1));
+    store.songs.stored(stored.pk, *row, stored.libraryOrder);
     return stored;
 }
 
-// Songs known only from playlists that no playlist holds any more.
-void removeOrphanSongs(SqliteConnection &db)
+// Removes the songs among the candidates that neither the library nor any playlist holds.
+void removeOrphanSongs(StoreState &store, const QSet<qint64> &candidates)
 {
-    db.query("DELETE FROM songs WHERE library_order IS NULL"
-             " AND NOT EXISTS (SELECT 1 FROM playlist_entries e WHERE e.song = songs.pk)")
-        .run();
+    for (const qint64 pk : candidates) {
+        store.db.query("DELETE FROM songs WHERE pk = ?1 AND library_order IS NULL"
+                       " AND NOT EXISTS (SELECT 1 FROM playlist_entries e WHERE e.song = ?1)")
+            .bindAll(pk)
+            .run();
+        if (store.db.changes() > 0)
+            store.songs.removed(pk);
+    }
+}
+
+// Runs a statement that returns the pk of each row it touched.
+QSet<qint64> touchedRows(SqliteQuery &query)
+{
+    QSet<qint64> rows;
+    while (query.next())
+        rows.insert(query.int64(0));
+    return rows;
+}
+
+// Takes the songs out of the library (playlists may still hold them).
+void leaveLibrary(StoreState &store, const QSet<qint64> &left)
+{
+    for (const qint64 pk : left)
+        store.songs.libraryOrderChanged(pk, std::nullopt);
+    removeOrphanSongs(store, left);
 }
 
 int nextLibraryPosition(SqliteConnection &db)
@@ -162,36 +227,33 @@ int nextLibraryPosition(SqliteConnection &db)
 
 // Makes the library hold exactly the songs of a collection listing among the collection's
 // songs: the listed songs join (keeping positions they have), the collection's other songs leave.
-QList<LocalSong> storeCollectionSongs(SqliteConnection &db, const QList<Song> &songs,
-                                      const QList<LocalSong> &before)
+QList<LocalSong> storeCollectionSongs(StoreState &store, const QList<Song> &songs, const QList<LocalSong> &before)
 {
     QList<LocalSong> result;
-    int next = nextLibraryPosition(db);
+    int next = nextLibraryPosition(store.db);
     QSet<QString> listed;
     for (const Song &song : songs) {
-        const auto stored = upsertSong(db, song, LibraryMode::join, next, 0);
+        const auto stored = upsertSong(store, song, LibraryMode::join, next, 0);
         if (!stored)
             continue;
         if (stored->libraryOrder == next)
             ++next;
-        const QString id = StoreWrites::cleanText(song.id.rawValue()).trimmed();
-        if (listed.contains(id))
+        const LocalSong *record = store.songs.find(store.db, stored->pk);
+        if (!record || listed.contains(record->identifier))
             continue;
-        listed.insert(id);
-        SqliteQuery read = db.query(QByteArray("SELECT ") + StoreReads::songColumns + ", NULL FROM songs s WHERE s.pk = ?1");
-        read.bindAll(stored->pk);
-        if (read.next()) {
-            LocalSong record = StoreReads::songFromRow(read);
-            record.order = int(result.size());
-            result.append(record);
-        }
+        listed.insert(record->identifier);
+        result.append(*record);
+        result.last().order = int(result.size() - 1);
     }
+    QSet<qint64> left;
     for (const LocalSong &old : before) {
         if (listed.contains(old.identifier))
             continue;
-        db.query("UPDATE songs SET library_order = NULL WHERE id = ?1").bindAll(old.identifier).run();
+        SqliteQuery leave = store.db.query("UPDATE songs SET library_order = NULL WHERE id = ?1 RETURNING pk");
+        leave.bindAll(old.identifier);
+        left += touchedRows(leave);
     }
-    removeOrphanSongs(db);
+    leaveLibrary(store, left);
     return result;
 }
 
@@ -243,13 +305,23 @@ double cleanDuration(double seconds)
     return seconds;
 }
 
-qint64 beginSync(SqliteConnection &db, LocalDatabase::LibraryKind)
+qint64 beginSync(StoreState &store, LocalDatabase::LibraryKind kind)
 {
+    SqliteConnection &db = store.db;
+    SqliteTransaction transaction(db);
     // One counter for every kind: generations only ever grow, so a row marked by any earlier
     // sync is older than the one being handed out.
-    SqliteTransaction transaction(db);
     const qint64 generation = db.scalar("SELECT coalesce((SELECT value FROM meta WHERE key = 'generation'), 0)") + 1;
     db.query("INSERT OR REPLACE INTO meta(key, value) VALUES ('generation', ?1)").bindAll(generation).run();
+    // A sync into an empty table (the first one) builds the table's indexes once, at its end.
+    static constexpr const char *emptyTests[] = {
+        "SELECT NOT EXISTS (SELECT 1 FROM playlists)",
+        "SELECT NOT EXISTS (SELECT 1 FROM albums)",
+        "SELECT NOT EXISTS (SELECT 1 FROM artists)",
+        "SELECT NOT EXISTS (SELECT 1 FROM songs WHERE library_order IS NOT NULL)",
+    };
+    if (db.scalar(emptyTests[size_t(kind)]))
+        StoreSchema::suspendIndexes(db, kind);
     transaction.commit();
     return generation;
 }
@@ -327,25 +399,32 @@ void storeArtists(SqliteConnection &db, const QList<Artist> &artists, qint64 gen
     transaction.commit();
 }
 
-void storeLibrarySongs(SqliteConnection &db, const QList<Song> &songs, qint64 generation, int firstPosition)
+void storeLibrarySongs(StoreState &store, const QList<Song> &songs, qint64 generation, int firstPosition)
 {
-    SqliteTransaction transaction(db);
+    SqliteTransaction transaction(store.db);
     int position = firstPosition;
     for (const Song &song : songs)
-        upsertSong(db, song, LibraryMode::sync, position++, generation);
+        upsertSong(store, song, LibraryMode::sync, position++, generation);
     transaction.commit();
 }
 
-int finishSync(SqliteConnection &db, LocalDatabase::LibraryKind kind, qint64 generation)
+int finishSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 generation)
 {
+    SqliteConnection &db = store.db;
     SqliteTransaction transaction(db);
     int removed = 0;
     switch (kind) {
-    case LocalDatabase::LibraryKind::playlists:
+    case LocalDatabase::LibraryKind::playlists: {
+        // The songs of the playlists that go may be held by nothing else.
+        SqliteQuery held = db.query("SELECT e.song FROM playlist_entries e JOIN playlists p ON p.pk = e.playlist"
+                                    " WHERE p.generation < ?1");
+        held.bindAll(generation);
+        const QSet<qint64> candidates = touchedRows(held);
         db.query("DELETE FROM playlists WHERE generation < ?1").bindAll(generation).run();
         removed = db.changes();
-        removeOrphanSongs(db);
+        removeOrphanSongs(store, candidates);
         break;
+    }
     case LocalDatabase::LibraryKind::albums:
         db.query("DELETE FROM albums WHERE generation < ?1").bindAll(generation).run();
         removed = db.changes();
@@ -354,22 +433,34 @@ int finishSync(SqliteConnection &db, LocalDatabase::LibraryKind kind, qint64 gen
         db.query("DELETE FROM artists WHERE generation < ?1").bindAll(generation).run();
         removed = db.changes();
         break;
-    case LocalDatabase::LibraryKind::songs:
+    case LocalDatabase::LibraryKind::songs: {
         // Songs that left the library stay while a playlist still holds them.
-        db.query("UPDATE songs SET library_order = NULL WHERE library_order IS NOT NULL AND generation < ?1")
-            .bindAll(generation)
-            .run();
-        removed = db.changes();
-        removeOrphanSongs(db);
+        SqliteQuery leave = db.query("UPDATE songs SET library_order = NULL"
+                                     " WHERE library_order IS NOT NULL AND generation < ?1 RETURNING pk");
+        leave.bindAll(generation);
+        const QSet<qint64> left = touchedRows(leave);
+        removed = int(left.size());
+        leaveLibrary(store, left);
         break;
     }
+    }
+    StoreSchema::restoreIndexes(db, kind);
     transaction.commit();
     return removed;
 }
 
-void storePlaylistContents(SqliteConnection &db, const QList<std::pair<QString, QList<Song>>> &contents)
+void restoreIndexes(StoreState &store, LocalDatabase::LibraryKind kind)
 {
+    SqliteTransaction transaction(store.db);
+    StoreSchema::restoreIndexes(store.db, kind);
+    transaction.commit();
+}
+
+void storePlaylistContents(StoreState &store, const QList<std::pair<QString, QList<Song>>> &contents)
+{
+    SqliteConnection &db = store.db;
     SqliteTransaction transaction(db);
+    QSet<qint64> dropped;
     for (const auto &[playlistID, songs] : contents) {
         SqliteQuery find = db.query("SELECT pk FROM playlists WHERE id = ?1");
         find.bindAll(playlistID);
@@ -379,7 +470,11 @@ void storePlaylistContents(SqliteConnection &db, const QList<std::pair<QString, 
         }
         const qint64 playlist = find.int64(0);
         find.reset();
-        db.query("DELETE FROM playlist_entries WHERE playlist = ?1").bindAll(playlist).run();
+        {
+            SqliteQuery clear = db.query("DELETE FROM playlist_entries WHERE playlist = ?1 RETURNING song");
+            clear.bindAll(playlist);
+            dropped += touchedRows(clear);
+        }
         int position = 0;
         for (const Song &song : songs) {
             // A library song is kept up to date by the library's own sync: only songs known from
@@ -392,7 +487,7 @@ void storePlaylistContents(SqliteConnection &db, const QList<std::pair<QString, 
                     pk = known.int64(0);
             }
             if (!pk) {
-                const auto stored = upsertSong(db, song, LibraryMode::keep, std::nullopt, 0);
+                const auto stored = upsertSong(store, song, LibraryMode::keep, std::nullopt, 0);
                 if (!stored)
                     continue;
                 pk = stored->pk;
@@ -403,34 +498,34 @@ void storePlaylistContents(SqliteConnection &db, const QList<std::pair<QString, 
         }
         db.query("UPDATE playlists SET contents_synced = 1 WHERE pk = ?1").bindAll(playlist).run();
     }
-    removeOrphanSongs(db);
+    removeOrphanSongs(store, dropped);
     transaction.commit();
 }
 
-QList<LocalSong> storeAlbumSongs(SqliteConnection &db, const LocalAlbum &album, const QList<Song> &songs)
+QList<LocalSong> storeAlbumSongs(StoreState &store, const LocalAlbum &album, const QList<Song> &songs)
 {
-    SqliteTransaction transaction(db);
-    const QList<LocalSong> before = StoreReads::albumSongs(db, album.title, album.artistName);
-    QList<LocalSong> result = storeCollectionSongs(db, songs, before);
-    transaction.commit();
-    return result;
-}
-
-QList<LocalSong> storeArtistSongs(SqliteConnection &db, const LocalArtist &artist, const QList<Song> &songs)
-{
-    SqliteTransaction transaction(db);
-    const QList<LocalSong> before = StoreReads::artistSongs(db, artist.name);
-    QList<LocalSong> result = storeCollectionSongs(db, songs, before);
+    SqliteTransaction transaction(store.db);
+    const QList<LocalSong> before = StoreReads::albumSongs(store.db, store.songs, album.title, album.artistName);
+    QList<LocalSong> result = storeCollectionSongs(store, songs, before);
     transaction.commit();
     return result;
 }
 
-void addLibrarySongs(SqliteConnection &db, const QList<Song> &songs)
+QList<LocalSong> storeArtistSongs(StoreState &store, const LocalArtist &artist, const QList<Song> &songs)
 {
-    SqliteTransaction transaction(db);
-    int next = nextLibraryPosition(db);
+    SqliteTransaction transaction(store.db);
+    const QList<LocalSong> before = StoreReads::artistSongs(store.db, store.songs, artist.name);
+    QList<LocalSong> result = storeCollectionSongs(store, songs, before);
+    transaction.commit();
+    return result;
+}
+
+void addLibrarySongs(StoreState &store, const QList<Song> &songs)
+{
+    SqliteTransaction transaction(store.db);
+    int next = nextLibraryPosition(store.db);
     for (const Song &song : songs) {
-        const auto stored = upsertSong(db, song, LibraryMode::join, next, 0);
+        const auto stored = upsertSong(store, song, LibraryMode::join, next, 0);
         if (stored && stored->libraryOrder == next)
             ++next;
     }

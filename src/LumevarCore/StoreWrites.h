@@ -5,20 +5,23 @@
 #include "LumevarCore/LocalDatabase.h"
 
 class SqliteConnection;
+struct StoreState;
 
 namespace StoreWrites {
 
-qint64 beginSync(SqliteConnection &db, LocalDatabase::LibraryKind kind);
+qint64 beginSync(StoreState &store, LocalDatabase::LibraryKind kind);
 void storePlaylists(SqliteConnection &db, const QList<Playlist> &playlists, qint64 generation);
 void storeAlbums(SqliteConnection &db, const QList<Album> &albums, qint64 generation);
 void storeArtists(SqliteConnection &db, const QList<Artist> &artists, qint64 generation);
-void storeLibrarySongs(SqliteConnection &db, const QList<Song> &songs, qint64 generation, int firstPosition);
-int finishSync(SqliteConnection &db, LocalDatabase::LibraryKind kind, qint64 generation);
+void storeLibrarySongs(StoreState &store, const QList<Song> &songs, qint64 generation, int firstPosition);
+int finishSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 generation);
+// Makes the table's indexes again after a sync that suspended them stopped before its end.
+void restoreIndexes(StoreState &store, LocalDatabase::LibraryKind kind);
 
-void storePlaylistContents(SqliteConnection &db, const QList<std::pair<QString, QList<Song>>> &contents);
-QList<LocalSong> storeAlbumSongs(SqliteConnection &db, const LocalAlbum &album, const QList<Song> &songs);
-QList<LocalSong> storeArtistSongs(SqliteConnection &db, const LocalArtist &artist, const QList<Song> &songs);
-void addLibrarySongs(SqliteConnection &db, const QList<Song> &songs);
+void storePlaylistContents(StoreState &store, const QList<std::pair<QString, QList<Song>>> &contents);
+QList<LocalSong> storeAlbumSongs(StoreState &store, const LocalAlbum &album, const QList<Song> &songs);
+QList<LocalSong> storeArtistSongs(StoreState &store, const LocalArtist &artist, const QList<Song> &songs);
+void addLibrarySongs(StoreState &store, const QList<Song> &songs);
 
 // Text as stored: invalid UTF-16 (lone surrogates), non-characters and control characters
 // other than white space removed. Returns the input unchanged in the common case.

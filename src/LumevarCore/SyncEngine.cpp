@@ -10,6 +10,7 @@
 #include <QTimeZone>
 
 #include <algorithm>
+#include <exception>
 
 namespace {
 
@@ -58,20 +59,34 @@ QCoro::Task<void> syncList(LocalDatabase &database, LocalDatabase::LibraryKind k
     token.checkCancellation();
     const qint64 generation = co_await database.beginSync(kind);
     int offset = 0;
-    for (;;) {
+    std::exception_ptr failure;
+    try {
+        for (;;) {
+            token.checkCancellation();
+            LibraryPage<Item> page = co_await fetch(offset, pageSize);
+            token.checkCancellation();
+            if (page.items.isEmpty())
+                break;
+            co_await store(page.items, generation, offset);
+            offset += int(page.items.size());
+            if (reporter)
+                reporter->update(offset, page.totalCount);
+            if (!page.hasMore())
+                break;
+        }
         token.checkCancellation();
-        LibraryPage<Item> page = co_await fetch(offset, pageSize);
-        token.checkCancellation();
-        if (page.items.isEmpty())
-            break;
-        co_await store(page.items, generation, offset);
-        offset += int(page.items.size());
-        if (reporter)
-            reporter->update(offset, page.totalCount);
-        if (!page.hasMore())
-            break;
+    } catch (...) {
+        failure = std::current_exception();
     }
-    token.checkCancellation();
+    if (failure) {
+        // What was stored stays; the table must not be left without its indexes.
+        try {
+            co_await database.abandonSync(kind);
+        } catch (...) {
+            Log::error(Log::sync(), "Failed to end an interrupted sync of %@: %@", what, errorFromCurrentException());
+        }
+        std::rethrow_exception(failure);
+    }
     const int removed = co_await database.finishSync(kind, generation);
     Log::info(Log::sync(), "Synced %d %@, removed %d", offset, what, removed);
 }

@@ -1,0 +1,234 @@
+#include "LumevarCore/SongRecords.h"
+
+#include "LumevarCore/Sqlite.h"
+
+#include <algorithm>
+
+namespace {
+
+template <typename T>
+void mix(size_t &hash, const std::optional<T> &value)
+{
+    hash = qHashMulti(hash, value.has_value());
+    if (value)
+        hash = qHashMulti(hash, *value);
+}
+
+} // namespace
+
+qint64 SongRow::digest() const
+{
+    // A fixed seed keeps digests equal across launches; a library with another hash function
+    // makes every row look changed once, which costs one rewrite and nothing else.
+    size_t hash = qHashMulti(size_t(0x4c756d65), id, title, duration);
+    for (const auto *text : {&artist, &album, &albumArtist, &genre, &artwork, &playID, &playKind})
+        mix(hash, *text);
+    for (const auto *date : {&releaseDate, &addedDate})
+        mix(hash, date->has_value() ? std::optional((*date)->toMSecsSinceEpoch()) : std::nullopt);
+    mix(hash, track);
+    mix(hash, disc);
+    return qint64(hash);
+}
+
+const LocalSong *SongRecords::find(SqliteConnection &db, qint64 pk)
+{
+    ensureLoaded(db);
+    const auto found = m_records.constFind(pk);
+    return found == m_records.constEnd() ? nullptr : &found.value();
+}
+
+QList<LocalSong> SongRecords::inOrder(SqliteConnection &db, const std::vector<qint64> &pks)
+{
+    ensureLoaded(db);
+    QList<LocalSong> songs;
+    songs.reserve(qsizetype(pks.size()));
+    for (const qint64 pk : pks) {
+        const auto found = m_records.constFind(pk);
+        if (found == m_records.constEnd())
+            continue;
+        songs.append(found.value());
+        songs.last().order = int(songs.size() - 1);
+    }
+    return songs;
+}
+
+QList<LocalSong> SongRecords::library(SqliteConnection &db, SortDescriptor<LocalSong> sort)
+{
+    ensureLoaded(db);
+    const std::vector<qint64> &sorted = sortedLibrary(db, sort.key);
+    QList<LocalSong> songs;
+    songs.reserve(qsizetype(sorted.size()));
+    auto append = [this, &songs](qint64 pk) {
+        const auto found = m_records.constFind(pk);
+        if (found != m_records.constEnd())
+            songs.append(found.value());
+    };
+    if (sort.order == SortOrder::forward)
+        std::for_each(sorted.begin(), sorted.end(), append);
+    else
+        std::for_each(sorted.rbegin(), sorted.rend(), append);
+    return songs;
+}
+
+void SongRecords::stored(qint64 pk, const SongRow &row, std::optional<int> libraryOrder)
+{
+    if (!m_loaded)
+        return;
+    m_records.insert(pk, record(row, libraryOrder));
+    changed();
+}
+
+void SongRecords::libraryOrderChanged(qint64 pk, std::optional<int> libraryOrder)
+{
+    if (!m_loaded)
+        return;
+    const auto found = m_records.find(pk);
+    if (found != m_records.end())
+        found->order = libraryOrder;
+    changed();
+}
+
+void SongRecords::removed(qint64 pk)
+{
+    if (!m_loaded)
+        return;
+    m_records.remove(pk);
+    changed();
+}
+
+void SongRecords::forget()
+{
+    m_loaded = false;
+    m_records = {};
+    m_texts = {};
+    m_urls = {};
+    changed();
+}
+
+void SongRecords::changed()
+{
+    for (std::vector<qint64> &sorted : m_sorted)
+        std::vector<qint64>().swap(sorted);
+}
+
+void SongRecords::ensureLoaded(SqliteConnection &db)
+{
+    if (m_loaded)
+        return;
+    SqliteQuery query = db.query("SELECT pk, id, title, artist, album, duration, genre, release_date, artwork,"
+                                 " play_id, play_kind, library_order FROM songs");
+    QHash<qint64, LocalSong> records;
+    records.reserve(qsizetype(db.scalar("SELECT count(*) FROM songs")));
+    SongRow row;
+    while (query.next()) {
+        row.id = query.text(1);
+        row.title = query.text(2);
+        row.artist = query.optionalText(3);
+        row.album = query.optionalText(4);
+        row.duration = query.real(5);
+        row.genre = query.optionalText(6);
+        row.releaseDate = query.optionalDate(7);
+        row.artwork = query.optionalText(8);
+        row.playID = query.optionalText(9);
+        row.playKind = query.optionalText(10);
+        const std::optional<int> libraryOrder = query.isNull(11) ? std::nullopt : std::optional(int(query.int64(11)));
+        records.insert(query.int64(0), record(row, libraryOrder));
+    }
+    m_records = std::move(records);
+    m_loaded = true;
+    changed();
+}
+
+const std::vector<qint64> &SongRecords::sortedLibrary(SqliteConnection &db, LocalSong::SortKey key)
+{
+    std::vector<qint64> &sorted = m_sorted[size_t(key)];
+    if (!sorted.empty())
+        return sorted;
+    // The sort keys stay in the table (collation keys are large): one pass reads them.
+    const char *column = "title_key";
+    switch (key) {
+    case LocalSong::SortKey::title: column = "title_key"; break;
+    case LocalSong::SortKey::artistName: column = "artist_key"; break;
+    case LocalSong::SortKey::albumTitle: column = "album_key"; break;
+    case LocalSong::SortKey::duration: column = "duration"; break;
+    case LocalSong::SortKey::genre: column = "genre_key"; break;
+    case LocalSong::SortKey::releaseDate: column = "release_date"; break;
+    case LocalSong::SortKey::order: column = "library_order"; break;
+    }
+    const bool textKey = key == LocalSong::SortKey::title || key == LocalSong::SortKey::artistName ||
+                         key == LocalSong::SortKey::albumTitle || key == LocalSong::SortKey::genre;
+    struct Row {
+        bool absent;
+        QByteArray text;
+        double number;
+        qint64 pk;
+    };
+    std::vector<Row> rows;
+    rows.reserve(size_t(m_records.size()));
+    SqliteQuery query = db.query(QByteArray("SELECT pk, ") + column + " FROM songs WHERE library_order IS NOT NULL");
+    while (query.next()) {
+        Row row{query.isNull(1), {}, 0, query.int64(0)};
+        if (!row.absent) {
+            if (textKey)
+                row.text = query.blob(1);
+            else
+                row.number = query.real(1);
+        }
+        rows.push_back(std::move(row));
+    }
+    std::sort(rows.begin(), rows.end(), [textKey](const Row &a, const Row &b) {
+        if (a.absent != b.absent)
+            return a.absent;
+        if (!a.absent) {
+            const int c = textKey ? a.text.compare(b.text) : (a.number < b.number ? -1 : a.number > b.number ? 1 : 0);
+            if (c != 0)
+                return c < 0;
+        }
+        return a.pk < b.pk;
+    });
+    sorted.reserve(rows.size());
+    for (const Row &row : rows)
+        sorted.push_back(row.pk);
+    return sorted;
+}
+
+QString SongRecords::shared(const QString &text)
+{
+    const auto found = m_texts.constFind(text);
+    if (found != m_texts.constEnd())
+        return found.value();
+    m_texts.insert(text, text);
+    return text;
+}
+
+QUrl SongRecords::sharedURL(const QString &text)
+{
+    auto found = m_urls.constFind(text);
+    if (found == m_urls.constEnd())
+        found = m_urls.insert(text, QUrl(text));
+    return found.value();
+}
+
+LocalSong SongRecords::record(const SongRow &row, std::optional<int> libraryOrder)
+{
+    // Texts that repeat from song to song are shared; title and id are the song's own.
+    auto sharedOptional = [this](const std::optional<QString> &text) -> std::optional<QString> {
+        return text ? std::optional(shared(*text)) : std::nullopt;
+    };
+    LocalSong song;
+    song.identifier = row.id;
+    song.id = MusicItemID(row.id);
+    song.title = row.title;
+    song.artistName = sharedOptional(row.artist);
+    song.albumTitle = sharedOptional(row.album);
+    song.duration = row.duration;
+    song.genre = sharedOptional(row.genre);
+    song.releaseDate = row.releaseDate;
+    if (row.artwork)
+        song.artworkURL = sharedURL(*row.artwork);
+    if (row.playID)
+        song.playParameters = PlayParameters{MusicItemID(*row.playID == row.id ? row.id : *row.playID),
+                                             shared(row.playKind.value_or(QString()))};
+    song.order = libraryOrder;
+    return song;
+}

@@ -1,0 +1,69 @@
+#pragma once
+// The song records of the store, held in memory on its worker thread beside the connection.
+// Making 100,000 LocalSong values from rows costs far more than copying them: the records are
+// read from the table once, on first use, with their repeated texts (artists, albums, genres,
+// artwork) shared, and the write side keeps them equal to the rows from then on. A write that
+// fails drops them all, and the next read loads them again. Song lists are then copies of shared
+// records, in an order worked out once per sort key and kept until the songs change.
+
+#include "LumevarCore/Records.h"
+
+#include <QHash>
+#include <array>
+#include <vector>
+
+class SqliteConnection;
+
+// A song's values as the store holds them, already cleaned of bad input.
+struct SongRow {
+    QString id;
+    QString title;
+    std::optional<QString> artist;
+    std::optional<QString> album;
+    std::optional<QString> albumArtist;
+    std::optional<QString> genre;
+    double duration = 0;
+    std::optional<QDateTime> releaseDate; // whole milliseconds, UTC
+    std::optional<QDateTime> addedDate;
+    std::optional<qint64> track;
+    std::optional<qint64> disc;
+    std::optional<QString> artwork; // the artwork URL's text
+    std::optional<QString> playID;
+    std::optional<QString> playKind;
+
+    // A fingerprint of every stored value: equal digests mean the row needs no rewrite.
+    qint64 digest() const;
+};
+
+class SongRecords {
+public:
+    // The record of a row; nullptr when the store holds no such row.
+    const LocalSong *find(SqliteConnection &db, qint64 pk);
+    // Records of the rows in the order given, order set to the position; unknown rows skipped.
+    QList<LocalSong> inOrder(SqliteConnection &db, const std::vector<qint64> &pks);
+    // The library's songs (rows with a library order) sorted by the descriptor: absent values
+    // first, ties by row, and the reverse order exactly the opposite.
+    QList<LocalSong> library(SqliteConnection &db, SortDescriptor<LocalSong> sort);
+
+    // ---- Kept equal to the rows by the write side; nothing to do until the records are loaded.
+    void stored(qint64 pk, const SongRow &row, std::optional<int> libraryOrder);
+    void libraryOrderChanged(qint64 pk, std::optional<int> libraryOrder);
+    void removed(qint64 pk);
+    // Forgets every record (a failed write, a closed store, new sort keys); the next read loads.
+    void forget();
+
+private:
+    void ensureLoaded(SqliteConnection &db);
+    const std::vector<qint64> &sortedLibrary(SqliteConnection &db, LocalSong::SortKey key);
+    QString shared(const QString &text);
+    QUrl sharedURL(const QString &text);
+    LocalSong record(const SongRow &row, std::optional<int> libraryOrder);
+    void changed();
+
+    bool m_loaded = false;
+    QHash<qint64, LocalSong> m_records;
+    // Library rows in forward order per sort key; empty until asked for, cleared by any change.
+    std::array<std::vector<qint64>, 7> m_sorted;
+    QHash<QString, QString> m_texts;
+    QHash<QString, QUrl> m_urls;
+};

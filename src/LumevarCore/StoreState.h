@@ -1,0 +1,16 @@
+#pragma once
+// What the store's jobs work on: the connection and the song records kept beside it. Owned by
+// the store's worker thread and touched only there.
+
+#include "LumevarCore/SongRecords.h"
+#include "LumevarCore/Sqlite.h"
+#include "Support/Error.h"
+
+#include <optional>
+
+struct StoreState {
+    SqliteConnection db;
+    SongRecords songs;
+    // Why the last open() failed, for the calls that follow it.
+    std::optional<StoreError> openFailure;
+};

@@ -13,6 +13,7 @@
 #include "Platform/LocalLibrary/LocalLibraryService.h"
 #include "Platform/Music/ApplicationMusicPlayer.h"
 #include "Platform/Music/MpvAudioEngine.h"
+#include "Support/Allocator.h"
 #include "Support/Log.h"
 #include "Support/Task.h"
 
@@ -23,6 +24,7 @@
 
 int main(int argc, char *argv[])
 {
+    Allocator::keepLargeBlocksInHeap();
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Lumevar"));
     QApplication::setApplicationDisplayName(QStringLiteral("Lumevar"));

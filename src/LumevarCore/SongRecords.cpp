@@ -3,6 +3,7 @@
 #include "LumevarCore/Sqlite.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace {
 
@@ -54,6 +55,8 @@ QList<LocalSong> SongRecords::inOrder(SqliteConnection &db, const std::vector<qi
 
 QList<LocalSong> SongRecords::library(SqliteConnection &db, SortDescriptor<LocalSong> sort)
 {
+    if (m_loaded && m_listOrder == sort)
+        return m_list;
     ensureLoaded(db);
     const std::vector<qint64> &sorted = sortedLibrary(db, sort.key);
     QList<LocalSong> songs;
@@ -67,6 +70,8 @@ QList<LocalSong> SongRecords::library(SqliteConnection &db, SortDescriptor<Local
         std::for_each(sorted.begin(), sorted.end(), append);
     else
         std::for_each(sorted.rbegin(), sorted.rend(), append);
+    m_list = songs;
+    m_listOrder = sort;
     return songs;
 }
 
@@ -74,7 +79,10 @@ void SongRecords::stored(qint64 pk, const SongRow &row, std::optional<int> libra
 {
     if (!m_loaded)
         return;
-    m_records.insert(pk, record(row, libraryOrder));
+    SongRow sharedRow = row;
+    for (auto *text : {&sharedRow.artist, &sharedRow.album, &sharedRow.genre, &sharedRow.artwork, &sharedRow.playKind})
+        *text = sharedOptional(*text);
+    m_records.emplace(pk, record(sharedRow, libraryOrder));
     changed();
 }
 
@@ -101,6 +109,7 @@ void SongRecords::forget()
     m_loaded = false;
     m_records = {};
     m_texts = {};
+    m_utf8Texts = {};
     m_urls = {};
     changed();
 }
@@ -109,6 +118,8 @@ void SongRecords::changed()
 {
     for (std::vector<qint64> &sorted : m_sorted)
         std::vector<qint64>().swap(sorted);
+    m_list = {};
+    m_listOrder.reset();
 }
 
 void SongRecords::ensureLoaded(SqliteConnection &db)
@@ -119,20 +130,29 @@ void SongRecords::ensureLoaded(SqliteConnection &db)
                                  " play_id, play_kind, library_order FROM songs");
     QHash<qint64, LocalSong> records;
     records.reserve(qsizetype(db.scalar("SELECT count(*) FROM songs")));
+    auto sharedColumn = [this, &query](int column) -> std::optional<QString> {
+        if (query.isNull(column))
+            return std::nullopt;
+        return shared(query.bytes(column));
+    };
     SongRow row;
     while (query.next()) {
         row.id = query.text(1);
         row.title = query.text(2);
-        row.artist = query.optionalText(3);
-        row.album = query.optionalText(4);
+        row.artist = sharedColumn(3);
+        row.album = sharedColumn(4);
         row.duration = query.real(5);
-        row.genre = query.optionalText(6);
+        row.genre = sharedColumn(6);
         row.releaseDate = query.optionalDate(7);
-        row.artwork = query.optionalText(8);
-        row.playID = query.optionalText(9);
-        row.playKind = query.optionalText(10);
+        row.artwork = sharedColumn(8);
+        // Play parameters nearly always name the song itself.
+        if (query.isNull(9))
+            row.playID.reset();
+        else
+            row.playID = query.bytes(9) == query.bytes(1) ? row.id : query.text(9);
+        row.playKind = sharedColumn(10);
         const std::optional<int> libraryOrder = query.isNull(11) ? std::nullopt : std::optional(int(query.int64(11)));
-        records.insert(query.int64(0), record(row, libraryOrder));
+        records.emplace(query.int64(0), record(row, libraryOrder));
     }
     m_records = std::move(records);
     m_loaded = true;
@@ -157,30 +177,45 @@ const std::vector<qint64> &SongRecords::sortedLibrary(SqliteConnection &db, Loca
     }
     const bool textKey = key == LocalSong::SortKey::title || key == LocalSong::SortKey::artistName ||
                          key == LocalSong::SortKey::albumTitle || key == LocalSong::SortKey::genre;
+    // Keys are copied into one buffer: a hundred thousand small allocations cost more than the sort.
     struct Row {
         bool absent;
-        QByteArray text;
+        qsizetype offset;
+        qsizetype length;
         double number;
         qint64 pk;
     };
     std::vector<Row> rows;
     rows.reserve(size_t(m_records.size()));
+    QByteArray keys;
     SqliteQuery query = db.query(QByteArray("SELECT pk, ") + column + " FROM songs WHERE library_order IS NOT NULL");
     while (query.next()) {
-        Row row{query.isNull(1), {}, 0, query.int64(0)};
+        Row row{query.isNull(1), 0, 0, 0, query.int64(0)};
         if (!row.absent) {
-            if (textKey)
-                row.text = query.blob(1);
-            else
+            if (textKey) {
+                const QByteArrayView key = query.bytes(1);
+                row.offset = keys.size();
+                row.length = key.size();
+                keys.append(key);
+            } else {
                 row.number = query.real(1);
+            }
         }
-        rows.push_back(std::move(row));
+        rows.push_back(row);
     }
-    std::sort(rows.begin(), rows.end(), [textKey](const Row &a, const Row &b) {
+    const char *arena = keys.constData();
+    std::sort(rows.begin(), rows.end(), [textKey, arena](const Row &a, const Row &b) {
         if (a.absent != b.absent)
             return a.absent;
         if (!a.absent) {
-            const int c = textKey ? a.text.compare(b.text) : (a.number < b.number ? -1 : a.number > b.number ? 1 : 0);
+            int c = 0;
+            if (textKey) {
+                c = std::memcmp(arena + a.offset, arena + b.offset, size_t(std::min(a.length, b.length)));
+                if (c == 0)
+                    c = a.length < b.length ? -1 : a.length > b.length ? 1 : 0;
+            } else {
+                c = a.number < b.number ? -1 : a.number > b.number ? 1 : 0;
+            }
             if (c != 0)
                 return c < 0;
         }
@@ -201,6 +236,21 @@ QString SongRecords::shared(const QString &text)
     return text;
 }
 
+QString SongRecords::shared(QByteArrayView utf8)
+{
+    const auto found = m_utf8Texts.constFind(QByteArray::fromRawData(utf8.data(), utf8.size()));
+    if (found != m_utf8Texts.constEnd())
+        return found.value();
+    const QString text = shared(QString::fromUtf8(utf8));
+    m_utf8Texts.insert(utf8.toByteArray(), text);
+    return text;
+}
+
+std::optional<QString> SongRecords::sharedOptional(const std::optional<QString> &text)
+{
+    return text ? std::optional(shared(*text)) : std::nullopt;
+}
+
 QUrl SongRecords::sharedURL(const QString &text)
 {
     auto found = m_urls.constFind(text);
@@ -211,24 +261,19 @@ QUrl SongRecords::sharedURL(const QString &text)
 
 LocalSong SongRecords::record(const SongRow &row, std::optional<int> libraryOrder)
 {
-    // Texts that repeat from song to song are shared; title and id are the song's own.
-    auto sharedOptional = [this](const std::optional<QString> &text) -> std::optional<QString> {
-        return text ? std::optional(shared(*text)) : std::nullopt;
-    };
     LocalSong song;
     song.identifier = row.id;
     song.id = MusicItemID(row.id);
     song.title = row.title;
-    song.artistName = sharedOptional(row.artist);
-    song.albumTitle = sharedOptional(row.album);
+    song.artistName = row.artist;
+    song.albumTitle = row.album;
     song.duration = row.duration;
-    song.genre = sharedOptional(row.genre);
+    song.genre = row.genre;
     song.releaseDate = row.releaseDate;
     if (row.artwork)
         song.artworkURL = sharedURL(*row.artwork);
     if (row.playID)
-        song.playParameters = PlayParameters{MusicItemID(*row.playID == row.id ? row.id : *row.playID),
-                                             shared(row.playKind.value_or(QString()))};
+        song.playParameters = PlayParameters{MusicItemID(*row.playID == row.id ? row.id : *row.playID), row.playKind.value_or(QString())};
     song.order = libraryOrder;
     return song;
 }

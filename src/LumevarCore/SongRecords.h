@@ -3,8 +3,9 @@
 // Making 100,000 LocalSong values from rows costs far more than copying them: the records are
 // read from the table once, on first use, with their repeated texts (artists, albums, genres,
 // artwork) shared, and the write side keeps them equal to the rows from then on. A write that
-// fails drops them all, and the next read loads them again. Song lists are then copies of shared
-// records, in an order worked out once per sort key and kept until the songs change.
+// fails drops them all, and the next read loads them again. Song lists are copies of the shared
+// records, in an order worked out once per sort key; the last library list is kept whole, so
+// asking again for it (a pane shown again) hands out the same implicitly shared list.
 
 #include "LumevarCore/Records.h"
 
@@ -55,8 +56,12 @@ public:
 private:
     void ensureLoaded(SqliteConnection &db);
     const std::vector<qint64> &sortedLibrary(SqliteConnection &db, LocalSong::SortKey key);
+    // One instance of each text that repeats from song to song (artists, albums, genres, …).
     QString shared(const QString &text);
+    QString shared(QByteArrayView utf8);
+    std::optional<QString> sharedOptional(const std::optional<QString> &text);
     QUrl sharedURL(const QString &text);
+    // The record of a row whose repeated texts are already shared.
     LocalSong record(const SongRow &row, std::optional<int> libraryOrder);
     void changed();
 
@@ -64,6 +69,9 @@ private:
     QHash<qint64, LocalSong> m_records;
     // Library rows in forward order per sort key; empty until asked for, cleared by any change.
     std::array<std::vector<qint64>, 7> m_sorted;
+    std::optional<SortDescriptor<LocalSong>> m_listOrder;
+    QList<LocalSong> m_list;
     QHash<QString, QString> m_texts;
+    QHash<QByteArray, QString> m_utf8Texts;
     QHash<QString, QUrl> m_urls;
 };

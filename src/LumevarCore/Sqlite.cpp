@@ -92,6 +92,13 @@ QByteArray SqliteQuery::blob(int column) const
     return QByteArray(data, sqlite3_column_bytes(m_statement, column));
 }
 
+QByteArrayView SqliteQuery::bytes(int column) const
+{
+    // Asking for the blob first and the size second is the order SQLite documents as safe.
+    const auto *data = static_cast<const char *>(sqlite3_column_blob(m_statement, column));
+    return QByteArrayView(data, sqlite3_column_bytes(m_statement, column));
+}
+
 std::optional<QString> SqliteQuery::optionalText(int column) const
 {
     if (isNull(column))

@@ -4,6 +4,7 @@
 // Every failure throws StoreError. Not thread-safe: the connection belongs to one thread.
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QDateTime>
 #include <QHash>
 #include <QString>
@@ -58,6 +59,8 @@ public:
     double real(int column) const;
     QString text(int column) const;
     QByteArray blob(int column) const;
+    // The column's bytes (UTF-8 for text) as SQLite holds them: valid until the next step or reset.
+    QByteArrayView bytes(int column) const;
     std::optional<QString> optionalText(int column) const;
     std::optional<QDateTime> optionalDate(int column) const;
 

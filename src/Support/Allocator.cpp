@@ -1,0 +1,18 @@
+#include "Support/Allocator.h"
+
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
+namespace Allocator {
+
+void keepLargeBlocksInHeap()
+{
+#if defined(__GLIBC__)
+    // Blocks up to 256 MB come from the heap, and up to 128 MB of free heap stay with the process.
+    mallopt(M_MMAP_THRESHOLD, 256 * 1024 * 1024);
+    mallopt(M_TRIM_THRESHOLD, 128 * 1024 * 1024);
+#endif
+}
+
+} // namespace Allocator

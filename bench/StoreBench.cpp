@@ -254,6 +254,8 @@ SyntheticService &service()
 QTemporaryDir &folder()
 {
     static QTemporaryDir dir;
+    // STOREBENCH_KEEP leaves the synced store behind for a look with other tools.
+    dir.setAutoRemove(!qEnvironmentVariableIsSet("STOREBENCH_KEEP"));
     return dir;
 }
 
@@ -384,6 +386,8 @@ void BM_SearchWhileTyping(benchmark::State &state)
                 timer.start();
                 benchmark::DoNotOptimize(await(store.search(query.left(length))));
                 latencies.append(double(timer.nsecsElapsed()) / 1e6);
+                if (qEnvironmentVariableIsSet("STOREBENCH_TRACE"))
+                    fprintf(stderr, "%8.2f ms  %s\n", latencies.last(), qUtf8Printable(query.left(length)));
             }
         }
     }

@@ -5,7 +5,42 @@
 #include "LumevarCore/StoreReads.h"
 #include "LumevarCore/TextKeys.h"
 
+#include <algorithm>
+#include <array>
+#include <vector>
+
 namespace {
+
+// One section of the results: the table, its full-text index, the folded texts a hit is ranked
+// on (the first is the name) with the weight of each, and how the section's records are read.
+struct SectionKind {
+    const char *name;
+    const char *table;
+    const char *searchTable;
+    std::array<const char *, 3> foldColumns; // nullptr where the kind has fewer texts
+    std::array<int, 3> weights;
+    const char *onlyLibrary; // an extra condition on the rows, or ""
+    int limit;
+};
+
+constexpr SectionKind artistsKind{"Artists", "artists", "artists_search", {"name_fold", nullptr, nullptr}, {4, 0, 0}, "",
+                                  StoreSearch::collectionLimit};
+constexpr SectionKind albumsKind{"Albums", "albums", "albums_search", {"title_fold", "artist", nullptr}, {4, 1, 0}, "",
+                                 StoreSearch::collectionLimit};
+constexpr SectionKind songsKind{"Songs", "songs", "songs_search", {"title_fold", "artist_fold", "album_fold"}, {4, 2, 1},
+                                " AND t.library_order IS NOT NULL", StoreSearch::songLimit};
+constexpr SectionKind playlistsKind{"Playlists", "playlists", "playlists_search", {"name_fold", nullptr, nullptr}, {4, 0, 0},
+                                    "", StoreSearch::collectionLimit};
+constexpr std::array<const SectionKind *, 4> sectionOrder{&artistsKind, &albumsKind, &songsKind, &playlistsKind};
+
+// Hits are ranked among the first candidateLimit matches of the full-text index, which bounds the
+// cost of a keystroke whatever the query; a query specific enough to matter has fewer matches.
+constexpr int candidateLimit = 500;
+
+// A query of one very short word matches a large share of the library, and ranking every match
+// would cost more than a keystroke may. Those queries match the start of the whole name instead,
+// through the folded-name index, in name order: what a user typing one or two letters expects.
+bool isShortQuery(const QStringList &tokens) { return tokens.size() == 1 && tokens.first().size() <= 2; }
 
 // FTS5 query text: each token quoted (inner quotes doubled) and marked as a prefix; the tokens
 // are joined with an implicit AND, so every word must match.
@@ -21,23 +56,121 @@ QString matchExpression(const QStringList &tokens)
     return parts.join(QLatin1Char(' '));
 }
 
-// A query of one very short word matches a large share of the library, and ranking every match
-// would cost more than a keystroke may. Those queries match the start of the whole name instead,
-// through the folded-name index, in name order: what a user typing one or two letters expects.
-// Ranking costs a little for every match, and a common word matches thousands of songs. Hits are
-// ranked among the first candidateLimit matches of each kind, which bounds the cost of a keystroke;
-// a query specific enough to matter has fewer matches than that and is ranked in full.
-constexpr int candidateLimit = 300;
+QByteArray foldSelectList(const SectionKind &kind)
+{
+    QByteArray columns;
+    for (const char *column : kind.foldColumns)
+        columns += column ? QByteArray(", t.") + column : QByteArray(", NULL");
+    return columns;
+}
 
-bool isShortQuery(const QStringList &tokens) { return tokens.size() == 1 && tokens.first().size() <= 2; }
+struct Candidate {
+    qint64 pk;
+    int score;
+    int nameWords;
+    QString name; // folded
+};
 
-template <typename Make>
-QList<SearchResult> collect(SqliteQuery &query, Make make)
+// How well the hit matches: for each query word, the weight of the best text holding a word that
+// starts with it (twice that for the whole word), and a bonus when the name starts with the first
+// query word. Texts are folded the way the full-text index folds them.
+Candidate rank(const SqliteQuery &row, const SectionKind &kind, const QStringList &queryWords)
+{
+    Candidate candidate{row.int64(0), 0, 0, row.text(1)};
+    std::array<QStringList, 3> words;
+    for (size_t i = 0; i < words.size(); ++i) {
+        if (kind.foldColumns[i] && !row.isNull(int(i) + 1))
+            words[i] = StoreSearch::tokens(row.text(int(i) + 1));
+    }
+    candidate.nameWords = int(words[0].size());
+    for (const QString &queryWord : queryWords) {
+        int best = 0;
+        for (size_t i = 0; i < words.size(); ++i) {
+            for (const QString &word : words[i]) {
+                if (word.startsWith(queryWord))
+                    best = std::max(best, kind.weights[i] * (word.size() == queryWord.size() ? 2 : 1));
+            }
+        }
+        candidate.score += best;
+    }
+    if (!words[0].isEmpty() && words[0].first().startsWith(queryWords.first()))
+        candidate.score += kind.weights[0];
+    return candidate;
+}
+
+// The rows of the kind that the full-text index matches, best first, at most kind.limit.
+std::vector<qint64> rankedMatches(SqliteConnection &db, const SectionKind &kind, const QString &match, const QStringList &words)
+{
+    const QByteArray sql = QByteArray("SELECT t.pk") + foldSelectList(kind) + " FROM (SELECT rowid FROM " + kind.searchTable +
+                           " WHERE " + kind.searchTable + " MATCH ?1 LIMIT ?2) f JOIN " + kind.table +
+                           " t ON t.pk = f.rowid WHERE 1" + kind.onlyLibrary;
+    SqliteQuery query = db.query(sql);
+    query.bindAll(match, candidateLimit);
+    std::vector<Candidate> candidates;
+    while (query.next())
+        candidates.push_back(rank(query, kind, words));
+    const auto better = [](const Candidate &a, const Candidate &b) {
+        if (a.score != b.score)
+            return a.score > b.score;
+        if (a.nameWords != b.nameWords)
+            return a.nameWords < b.nameWords;
+        if (a.name != b.name)
+            return a.name < b.name;
+        return a.pk < b.pk;
+    };
+    const size_t kept = std::min(candidates.size(), size_t(kind.limit));
+    std::partial_sort(candidates.begin(), candidates.begin() + qsizetype(kept), candidates.end(), better);
+    std::vector<qint64> rows;
+    for (size_t i = 0; i < kept; ++i)
+        rows.push_back(candidates[i].pk);
+    return rows;
+}
+
+// The rows of the kind whose folded name starts with the prefix, in name order.
+std::vector<qint64> namesStartingWith(SqliteConnection &db, const SectionKind &kind, const QString &prefix)
+{
+    const QByteArray nameColumn(kind.foldColumns[0]);
+    SqliteQuery query = db.query(QByteArray("SELECT t.pk FROM ") + kind.table + " t WHERE t." + nameColumn + " >= ?1 AND t." +
+                                 nameColumn + " < ?2" + kind.onlyLibrary + " ORDER BY t." + nameColumn + " LIMIT ?3");
+    const QByteArray utf8 = prefix.toUtf8();
+    query.bindAll(prefix, QString::fromUtf8(TextKeys::prefixUpperBound(utf8)), kind.limit);
+    return StoreReads::rowsOf(query);
+}
+
+template <typename Record>
+QList<SearchResult> collectionResults(SqliteConnection &db, const std::vector<qint64> &rows, const char *sql,
+                                      Record (*fromRow)(const SqliteQuery &), SearchResult (*make)(Record))
 {
     QList<SearchResult> results;
-    while (query.next())
-        results.append(make(query));
+    SqliteQuery query = db.query(sql);
+    for (const qint64 pk : rows) {
+        query.bindAll(pk);
+        if (query.next())
+            results.append(make(fromRow(query)));
+        query.reset();
+    }
     return results;
+}
+
+QList<SearchResult> resultsOf(SqliteConnection &db, SongRecords &records, const SectionKind &kind,
+                              const std::vector<qint64> &rows)
+{
+    if (&kind == &songsKind) {
+        QList<SearchResult> results;
+        for (const LocalSong &song : records.inOrder(db, rows))
+            results.append(SearchResult::song(song));
+        return results;
+    }
+    if (&kind == &artistsKind) {
+        static const QByteArray sql = QByteArray("SELECT ") + StoreReads::artistColumns + " FROM artists r WHERE r.pk = ?1";
+        return collectionResults<LocalArtist>(db, rows, sql.constData(), StoreReads::artistFromRow, SearchResult::artist);
+    }
+    if (&kind == &albumsKind) {
+        static const QByteArray sql = QByteArray("SELECT ") + StoreReads::albumColumns + " FROM albums a WHERE a.pk = ?1";
+        return collectionResults<LocalAlbum>(db, rows, sql.constData(), StoreReads::albumFromRow, SearchResult::album);
+    }
+    static const QByteArray sql = QByteArray("SELECT ") + StoreReads::playlistColumns + " FROM playlists p WHERE p.pk = ?1";
+    return collectionResults<LocalPlaylist>(db, rows, sql.constData(), StoreReads::playlistFromRow, SearchResult::playlist);
 }
 
 } // namespace
@@ -69,91 +202,15 @@ QList<SearchSection> search(SqliteConnection &db, SongRecords &records, const QS
     const QStringList words = tokens(text);
     if (words.isEmpty())
         return {};
-
+    const bool shortQuery = isShortQuery(words);
+    const QString match = shortQuery ? QString() : matchExpression(words);
     QList<SearchSection> sections;
-    auto add = [&sections](const char *name, QList<SearchResult> results) {
+    for (const SectionKind *kind : sectionOrder) {
+        const std::vector<qint64> rows =
+            shortQuery ? namesStartingWith(db, *kind, words.first()) : rankedMatches(db, *kind, match, words);
+        QList<SearchResult> results = resultsOf(db, records, *kind, rows);
         if (!results.isEmpty())
-            sections.append(SearchSection(QString::fromLatin1(name), std::move(results)));
-    };
-    auto songResults = [&db, &records](SqliteQuery &query) {
-        QList<SearchResult> results;
-        for (const LocalSong &song : records.inOrder(db, StoreReads::rowsOf(query)))
-            results.append(SearchResult::song(song));
-        return results;
-    };
-
-    if (isShortQuery(words)) {
-        const QByteArray prefix = words.first().toUtf8();
-        const QByteArray upper = TextKeys::prefixUpperBound(prefix);
-        {
-            SqliteQuery q = db.query(QByteArray("SELECT ") + StoreReads::artistColumns +
-                                     " FROM artists r WHERE r.name_fold >= ?1 AND r.name_fold < ?2"
-                                     " ORDER BY r.name_fold LIMIT ?3");
-            q.bind(1, QString::fromUtf8(prefix));
-            q.bind(2, QString::fromUtf8(upper));
-            q.bind(3, collectionLimit);
-            add("Artists", collect(q, [](const SqliteQuery &row) { return SearchResult::artist(StoreReads::artistFromRow(row)); }));
-        }
-        {
-            SqliteQuery q = db.query(QByteArray("SELECT ") + StoreReads::albumColumns +
-                                     " FROM albums a WHERE a.title_fold >= ?1 AND a.title_fold < ?2"
-                                     " ORDER BY a.title_fold LIMIT ?3");
-            q.bind(1, QString::fromUtf8(prefix));
-            q.bind(2, QString::fromUtf8(upper));
-            q.bind(3, collectionLimit);
-            add("Albums", collect(q, [](const SqliteQuery &row) { return SearchResult::album(StoreReads::albumFromRow(row)); }));
-        }
-        {
-            SqliteQuery q = db.query("SELECT s.pk FROM songs s WHERE s.title_fold >= ?1 AND s.title_fold < ?2"
-                                     " AND s.library_order IS NOT NULL ORDER BY s.title_fold LIMIT ?3");
-            q.bind(1, QString::fromUtf8(prefix));
-            q.bind(2, QString::fromUtf8(upper));
-            q.bind(3, songLimit);
-            add("Songs", songResults(q));
-        }
-        {
-            SqliteQuery q = db.query(QByteArray("SELECT ") + StoreReads::playlistColumns +
-                                     " FROM playlists p WHERE p.name_fold >= ?1 AND p.name_fold < ?2"
-                                     " ORDER BY p.name_fold LIMIT ?3");
-            q.bind(1, QString::fromUtf8(prefix));
-            q.bind(2, QString::fromUtf8(upper));
-            q.bind(3, collectionLimit);
-            add("Playlists", collect(q, [](const SqliteQuery &row) { return SearchResult::playlist(StoreReads::playlistFromRow(row)); }));
-        }
-        return sections;
-    }
-
-    const QString match = matchExpression(words);
-    {
-        SqliteQuery q = db.query(QByteArray("SELECT ") + StoreReads::artistColumns +
-                                 " FROM (SELECT rowid, rank FROM artists_search WHERE artists_search MATCH ?1 LIMIT ?3) f"
-                                 " JOIN artists r ON r.pk = f.rowid ORDER BY f.rank, r.name_key LIMIT ?2");
-        q.bindAll(match, collectionLimit, candidateLimit);
-        add("Artists", collect(q, [](const SqliteQuery &row) { return SearchResult::artist(StoreReads::artistFromRow(row)); }));
-    }
-    {
-        // The title weighs more than the artist.
-        SqliteQuery q = db.query(QByteArray("SELECT ") + StoreReads::albumColumns +
-                                 " FROM (SELECT rowid, bm25(albums_search, 4.0, 1.0) AS score FROM albums_search"
-                                 "   WHERE albums_search MATCH ?1 LIMIT ?3) f"
-                                 " JOIN albums a ON a.pk = f.rowid ORDER BY f.score, a.title_key LIMIT ?2");
-        q.bindAll(match, collectionLimit, candidateLimit);
-        add("Albums", collect(q, [](const SqliteQuery &row) { return SearchResult::album(StoreReads::albumFromRow(row)); }));
-    }
-    {
-        SqliteQuery q = db.query("SELECT s.pk FROM (SELECT rowid, bm25(songs_search, 4.0, 2.0, 1.0) AS score FROM songs_search"
-                                 "   WHERE songs_search MATCH ?1 LIMIT ?3) f"
-                                 " JOIN songs s ON s.pk = f.rowid WHERE s.library_order IS NOT NULL"
-                                 " ORDER BY f.score, s.title_key LIMIT ?2");
-        q.bindAll(match, songLimit, candidateLimit);
-        add("Songs", songResults(q));
-    }
-    {
-        SqliteQuery q = db.query(QByteArray("SELECT ") + StoreReads::playlistColumns +
-                                 " FROM (SELECT rowid, rank FROM playlists_search WHERE playlists_search MATCH ?1 LIMIT ?3) f"
-                                 " JOIN playlists p ON p.pk = f.rowid ORDER BY f.rank, p.name_key LIMIT ?2");
-        q.bindAll(match, collectionLimit, candidateLimit);
-        add("Playlists", collect(q, [](const SqliteQuery &row) { return SearchResult::playlist(StoreReads::playlistFromRow(row)); }));
+            sections.append(SearchSection(QString::fromLatin1(kind->name), std::move(results)));
     }
     return sections;
 }

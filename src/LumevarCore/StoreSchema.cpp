@@ -312,13 +312,17 @@ void prepare(SqliteConnection &db)
 
 void suspendIndexes(SqliteConnection &db, LocalDatabase::LibraryKind kind) { db.execute(indexesOf(kind).drop); }
 
+bool indexesSuspended(SqliteConnection &db, LocalDatabase::LibraryKind kind)
+{
+    SqliteQuery present = db.query("SELECT 1 FROM sqlite_master WHERE type = 'trigger' AND name = ?1");
+    present.bindAll(QString::fromLatin1(indexesOf(kind).insertTrigger));
+    return !present.next();
+}
+
 void restoreIndexes(SqliteConnection &db, LocalDatabase::LibraryKind kind)
 {
     const TableIndexes &indexes = indexesOf(kind);
-    SqliteQuery present = db.query("SELECT 1 FROM sqlite_master WHERE type = 'trigger' AND name = ?1");
-    present.bindAll(QString::fromLatin1(indexes.insertTrigger));
-    const bool suspended = !present.next();
-    present.reset();
+    const bool suspended = indexesSuspended(db, kind);
     db.execute(indexes.create);
     if (suspended) {
         const QByteArray table(indexes.searchTable);

@@ -22,5 +22,6 @@ void prepare(SqliteConnection &connection);
 // does nothing when it was not. prepare() restores them all, should a sync have died half-way.
 void suspendIndexes(SqliteConnection &connection, LocalDatabase::LibraryKind kind);
 void restoreIndexes(SqliteConnection &connection, LocalDatabase::LibraryKind kind);
+bool indexesSuspended(SqliteConnection &connection, LocalDatabase::LibraryKind kind);
 
 } // namespace StoreSchema

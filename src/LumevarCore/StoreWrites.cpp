@@ -25,18 +25,46 @@ std::optional<QString> cleanOptional(const std::optional<QString> &text)
     return cleaned;
 }
 
+// Collation keys and folded forms of the texts that repeat from song to song (artists, albums):
+// made once per text rather than once per song. Used on the store's thread only.
+class RepeatedTexts {
+public:
+    QByteArray key(const QString &text) { return derived(m_keys, text, TextKeys::collationKey); }
+    QString fold(const QString &text) { return derived(m_folds, text, TextKeys::fold); }
+
+private:
+    template <typename Value>
+    static Value derived(QHash<QString, Value> &known, const QString &text, Value (*make)(const QString &))
+    {
+        auto found = known.constFind(text);
+        if (found != known.constEnd())
+            return found.value();
+        if (known.size() > 50'000)
+            known.clear(); // a bound on the memory, not a cache policy: libraries repeat few texts
+        return known.insert(text, make(text)).value();
+    }
+    QHash<QString, QByteArray> m_keys;
+    QHash<QString, QString> m_folds;
+};
+
+RepeatedTexts &repeatedTexts()
+{
+    thread_local RepeatedTexts texts;
+    return texts;
+}
+
 std::optional<QByteArray> keyOf(const std::optional<QString> &text)
 {
     if (!text)
         return std::nullopt;
-    return TextKeys::collationKey(*text);
+    return repeatedTexts().key(*text);
 }
 
 std::optional<QString> foldOf(const std::optional<QString> &text)
 {
     if (!text)
         return std::nullopt;
-    return TextKeys::fold(*text);
+    return repeatedTexts().fold(*text);
 }
 
 std::optional<QString> artworkText(const std::optional<Artwork> &artwork)
@@ -149,15 +177,16 @@ std::optional<int> libraryOrderFor(LibraryMode mode, std::optional<int> current,
 
 // Stores one song and keeps its record in step; nullopt (with a log line) when the song cannot
 // be stored. A song whose values are those already stored only has its library columns touched.
+// A sync filling an empty table skips looking for the stored row: the insert finds any itself.
 std::optional<StoredSong> upsertSong(StoreState &store, const Song &song, LibraryMode mode,
-                                     std::optional<int> libraryOrder, qint64 generation)
+                                     std::optional<int> libraryOrder, qint64 generation, bool fillingEmptyTable = false)
 {
     const std::optional<SongRow> row = cleanSong(song);
     if (!row)
         return std::nullopt;
     SqliteConnection &db = store.db;
     const qint64 digest = row->digest();
-    {
+    if (!fillingEmptyTable) {
         SqliteQuery existing = db.query("SELECT pk, digest, library_order FROM songs WHERE id = ?1");
         existing.bindAll(row->id);
         if (existing.next() && !existing.isNull(1) && existing.int64(1) == digest) {
@@ -402,9 +431,10 @@ void storeArtists(SqliteConnection &db, const QList<Artist> &artists, qint64 gen
 void storeLibrarySongs(StoreState &store, const QList<Song> &songs, qint64 generation, int firstPosition)
 {
     SqliteTransaction transaction(store.db);
+    const bool fillingEmptyTable = StoreSchema::indexesSuspended(store.db, LocalDatabase::LibraryKind::songs);
     int position = firstPosition;
     for (const Song &song : songs)
-        upsertSong(store, song, LibraryMode::sync, position++, generation);
+        upsertSong(store, song, LibraryMode::sync, position++, generation, fillingEmptyTable);
     transaction.commit();
 }
 

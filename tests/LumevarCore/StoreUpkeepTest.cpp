@@ -198,6 +198,15 @@ TEST_F(StoreUpkeepTest, WarmRecordsMatchAFreshReadAfterEveryKindOfWrite)
     expectSame(snapshot(*database), freshSnapshot(), "orphan");
     EXPECT_EQ(sqliteColumn(path(), "SELECT count(*) FROM songs WHERE id = '2'"), QStringList{"0"});
     EXPECT_EQ(sqliteColumn(path(), "SELECT count(*) FROM songs WHERE id = '90'"), QStringList{"1"});
+
+    // p1 leaves the service, and so does song 6 that only it held; a full sync catches up with the rest.
+    service.library.playlists.removeFirst();
+    ASSERT_EQ(songs.first().id.rawValue(), QStringLiteral("6"));
+    songs.removeFirst();
+    syncAll();
+    expectSame(snapshot(*database), freshSnapshot(), "playlist removed");
+    EXPECT_EQ(sqliteColumn(path(), "SELECT group_concat(id) FROM (SELECT id FROM songs ORDER BY library_order)"),
+              QStringList{"3,2,1,4,9"});
 }
 
 TEST_F(StoreUpkeepTest, UnchangedResyncShowsNothingNewAndAReorderMovesOnlyTheOrder)

@@ -3,6 +3,7 @@
 #include "Support/Error.h"
 #include "Support/Log.h"
 
+#include <QStringEncoder>
 #include <QTimeZone>
 
 #include <sqlite3.h>
@@ -20,8 +21,14 @@ void SqliteQuery::reset()
 
 void SqliteQuery::bind(int index, const QString &value)
 {
-    const QByteArray utf8 = value.toUtf8();
-    if (sqlite3_bind_text(m_statement, index, utf8.constData(), int(utf8.size()), SQLITE_TRANSIENT) != SQLITE_OK)
+    // Encoded into a buffer the thread keeps: SQLite copies the bytes, and a sync binds a dozen
+    // texts per row, each of which would otherwise cost an allocation.
+    thread_local QByteArray buffer(256, Qt::Uninitialized);
+    if (buffer.size() < value.size() * 3)
+        buffer.resize(value.size() * 3);
+    QStringEncoder encoder(QStringConverter::Utf8);
+    const char *end = encoder.appendToBuffer(buffer.data(), value);
+    if (sqlite3_bind_text(m_statement, index, buffer.constData(), int(end - buffer.constData()), SQLITE_TRANSIENT) != SQLITE_OK)
         m_connection.fail("bind");
 }
 

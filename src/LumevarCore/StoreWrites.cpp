@@ -101,12 +101,18 @@ enum class LibraryMode : int {
     join = 2, // an addition: keeps an existing position, else takes the one given
 };
 
-constexpr const char *upsertSongSQL =
-    "INSERT INTO songs(id, title, artist, album, album_artist, genre, duration, release_date, added_date,"
+constexpr const char *songValues =
+    "songs(id, title, artist, album, album_artist, genre, duration, release_date, added_date,"
     " track, disc, artwork, play_id, play_kind, library_order, generation, title_key, artist_key, album_key,"
     " genre_key, title_fold, artist_fold, album_fold, album_artist_fold, digest)"
     " VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18, ?19, ?20, ?21, ?22, ?23,"
-    " ?24, ?26)"
+    " ?24, ?26)";
+
+// Adds a new row; leaves an existing one alone (a song listed twice).
+const QByteArray insertSongSQL = QByteArray("INSERT OR IGNORE INTO ") + songValues;
+
+// Adds or updates a row; ?25 is the LibraryMode.
+const QByteArray upsertSongSQL = QByteArray("INSERT INTO ") + songValues +
     " ON CONFLICT(id) DO UPDATE SET title = excluded.title, artist = excluded.artist, album = excluded.album,"
     " album_artist = excluded.album_artist, genre = excluded.genre, duration = excluded.duration,"
     " release_date = excluded.release_date, added_date = coalesce(excluded.added_date, songs.added_date),"
@@ -177,7 +183,7 @@ std::optional<int> libraryOrderFor(LibraryMode mode, std::optional<int> current,
 
 // Stores one song and keeps its record in step; nullopt (with a log line) when the song cannot
 // be stored. A song whose values are those already stored only has its library columns touched.
-// A sync filling an empty table skips looking for the stored row: the insert finds any itself.
+// A sync filling an empty table skips looking for the stored row and inserts it plainly.
 std::optional<StoredSong> upsertSong(StoreState &store, const Song &song, LibraryMode mode,
                                      std::optional<int> libraryOrder, qint64 generation, bool fillingEmptyTable = false)
 {
@@ -203,18 +209,33 @@ std::optional<StoredSong> upsertSong(StoreState &store, const Song &song, Librar
         }
     }
 
-    SqliteQuery q = db.query(upsertSongSQL);
-    q.bindAll(row->id, row->title, row->artist, row->album, row->albumArtist, row->genre, row->duration, row->releaseDate,
-              row->addedDate, row->track, row->disc, row->artwork, row->playID, row->playKind, libraryOrder, generation,
-              TextKeys::collationKey(row->title), keyOf(row->artist), keyOf(row->album), keyOf(row->genre),
-              TextKeys::fold(row->title), foldOf(row->artist), foldOf(row->album), foldOf(row->albumArtist), int(mode),
-              digest);
-    if (!q.next())
-        return std::nullopt;
+    const QByteArray titleKey = TextKeys::collationKey(row->title);
+    const QString titleFold = TextKeys::fold(row->title);
+    auto bindRow = [&](SqliteQuery &q) {
+        q.bindAll(row->id, row->title, row->artist, row->album, row->albumArtist, row->genre, row->duration, row->releaseDate,
+                  row->addedDate, row->track, row->disc, row->artwork, row->playID, row->playKind, libraryOrder, generation,
+                  titleKey, keyOf(row->artist), keyOf(row->album), keyOf(row->genre), titleFold, foldOf(row->artist),
+                  foldOf(row->album), foldOf(row->albumArtist), int(mode), digest);
+    };
     StoredSong stored;
-    stored.pk = q.int64(0);
-    if (!q.isNull(1))
-        stored.libraryOrder = int(q.int64(1));
+    if (fillingEmptyTable) {
+        // A plain insert: no conflict clause and no RETURNING, each of which costs on every row.
+        SqliteQuery insert = db.query(insertSongSQL);
+        bindRow(insert);
+        insert.run();
+        if (db.changes() > 0) {
+            stored = {db.lastInsertRowID(), libraryOrder};
+            store.songs.stored(stored.pk, *row, stored.libraryOrder);
+            return stored;
+        }
+    }
+    SqliteQuery upsert = db.query(upsertSongSQL);
+    bindRow(upsert);
+    if (!upsert.next())
+        return std::nullopt;
+    stored.pk = upsert.int64(0);
+    if (!upsert.isNull(1))
+        stored.libraryOrder = int(upsert.int64(1));
     store.songs.stored(stored.pk, *row, stored.libraryOrder);
     return stored;
 }
@@ -295,6 +316,9 @@ QString cleanText(const QString &text)
     bool clean = true;
     for (qsizetype i = 0; i < text.size(); ++i) {
         const QChar c = text.at(i);
+        // Printable ASCII, nearly every character of a library, needs no table lookup.
+        if (c.unicode() >= 0x20 && c.unicode() < 0x7f)
+            continue;
         if (c.isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate()) {
             ++i;
             continue;

@@ -79,6 +79,31 @@ QString collationIdentity()
     return QString::fromLatin1(collationLocale()) + QLatin1Char('/') + QStringLiteral(U_ICU_VERSION);
 }
 
+// fold() of plain ASCII in one pass: lower case, white space runs made one space, trimmed.
+static QString foldASCII(const QString &text)
+{
+    QString folded(text.size(), Qt::Uninitialized);
+    QChar *out = folded.data();
+    qsizetype length = 0;
+    bool pendingSpace = false;
+    for (QChar c : text) {
+        char16_t u = c.unicode();
+        if (u == ' ' || (u >= '\t' && u <= '\r')) {
+            pendingSpace = length > 0;
+            continue;
+        }
+        if (pendingSpace) {
+            out[length++] = QLatin1Char(' ');
+            pendingSpace = false;
+        }
+        if (u >= 'A' && u <= 'Z')
+            u = char16_t(u + ('a' - 'A'));
+        out[length++] = QChar(u);
+    }
+    folded.truncate(length);
+    return folded;
+}
+
 QString fold(const QString &text)
 {
     // Plain ASCII needs no decomposition: the common case stays cheap.
@@ -89,10 +114,10 @@ QString fold(const QString &text)
             break;
         }
     }
+    if (ascii)
+        return foldASCII(text);
     QString stripped;
-    if (ascii) {
-        stripped = text;
-    } else {
+    {
         const QString decomposed = text.normalized(QString::NormalizationForm_KD);
         stripped.reserve(decomposed.size());
         for (QChar c : decomposed) {

@@ -184,14 +184,12 @@ std::optional<int> libraryOrderFor(LibraryMode mode, std::optional<int> current,
 // Stores one song and keeps its record in step; nullopt (with a log line) when the song cannot
 // be stored. A song whose values are those already stored only has its library columns touched.
 // A sync filling an empty table skips looking for the stored row and inserts it plainly.
-std::optional<StoredSong> upsertSong(StoreState &store, const Song &song, LibraryMode mode,
+std::optional<StoredSong> upsertSong(StoreState &store, const StoreWrites::PreparedSong &song, LibraryMode mode,
                                      std::optional<int> libraryOrder, qint64 generation, bool fillingEmptyTable = false)
 {
-    const std::optional<SongRow> row = cleanSong(song);
-    if (!row)
-        return std::nullopt;
+    const SongRow *row = &song.row;
+    const qint64 digest = song.digest;
     SqliteConnection &db = store.db;
-    const qint64 digest = row->digest();
     if (!fillingEmptyTable) {
         SqliteQuery existing = db.query("SELECT pk, digest, library_order FROM songs WHERE id = ?1");
         existing.bindAll(row->id);
@@ -209,13 +207,11 @@ std::optional<StoredSong> upsertSong(StoreState &store, const Song &song, Librar
         }
     }
 
-    const QByteArray titleKey = TextKeys::collationKey(row->title);
-    const QString titleFold = TextKeys::fold(row->title);
     auto bindRow = [&](SqliteQuery &q) {
         q.bindAll(row->id, row->title, row->artist, row->album, row->albumArtist, row->genre, row->duration, row->releaseDate,
                   row->addedDate, row->track, row->disc, row->artwork, row->playID, row->playKind, libraryOrder, generation,
-                  titleKey, keyOf(row->artist), keyOf(row->album), keyOf(row->genre), titleFold, foldOf(row->artist),
-                  foldOf(row->album), foldOf(row->albumArtist), int(mode), digest);
+                  song.titleKey, song.artistKey, song.albumKey, song.genreKey, song.titleFold, song.artistFold,
+                  song.albumFold, song.albumArtistFold, int(mode), digest);
     };
     StoredSong stored;
     if (fillingEmptyTable) {
@@ -238,6 +234,15 @@ std::optional<StoredSong> upsertSong(StoreState &store, const Song &song, Librar
         stored.libraryOrder = int(upsert.int64(1));
     store.songs.stored(stored.pk, *row, stored.libraryOrder);
     return stored;
+}
+
+std::optional<StoredSong> upsertSong(StoreState &store, const Song &song, LibraryMode mode, std::optional<int> libraryOrder,
+                                     qint64 generation)
+{
+    const std::optional<StoreWrites::PreparedSong> prepared = StoreWrites::prepareSong(song);
+    if (!prepared)
+        return std::nullopt;
+    return upsertSong(store, *prepared, mode, libraryOrder, generation);
 }
 
 // Removes the songs among the candidates that neither the library nor any playlist holds.
@@ -452,13 +457,45 @@ void storeArtists(SqliteConnection &db, const QList<Artist> &artists, qint64 gen
     transaction.commit();
 }
 
-void storeLibrarySongs(StoreState &store, const QList<Song> &songs, qint64 generation, int firstPosition)
+std::optional<PreparedSong> prepareSong(const Song &song)
+{
+    std::optional<SongRow> row = cleanSong(song);
+    if (!row)
+        return std::nullopt;
+    PreparedSong prepared;
+    prepared.digest = row->digest();
+    prepared.titleKey = TextKeys::collationKey(row->title);
+    prepared.artistKey = keyOf(row->artist);
+    prepared.albumKey = keyOf(row->album);
+    prepared.genreKey = keyOf(row->genre);
+    prepared.titleFold = TextKeys::fold(row->title);
+    prepared.artistFold = foldOf(row->artist);
+    prepared.albumFold = foldOf(row->album);
+    prepared.albumArtistFold = foldOf(row->albumArtist);
+    prepared.row = std::move(*row);
+    return prepared;
+}
+
+QList<std::optional<PreparedSong>> prepareSongs(const QList<Song> &songs)
+{
+    QList<std::optional<PreparedSong>> prepared;
+    prepared.reserve(songs.size());
+    for (const Song &song : songs)
+        prepared.append(prepareSong(song));
+    return prepared;
+}
+
+void storeLibrarySongs(StoreState &store, const QList<std::optional<PreparedSong>> &songs, qint64 generation, int firstPosition)
 {
     SqliteTransaction transaction(store.db);
     const bool fillingEmptyTable = StoreSchema::indexesSuspended(store.db, LocalDatabase::LibraryKind::songs);
     int position = firstPosition;
-    for (const Song &song : songs)
-        upsertSong(store, song, LibraryMode::sync, position++, generation, fillingEmptyTable);
+    for (const std::optional<PreparedSong> &song : songs) {
+        // A song that cannot be stored keeps its place in the order: positions follow the service's.
+        if (song)
+            upsertSong(store, *song, LibraryMode::sync, position, generation, fillingEmptyTable);
+        ++position;
+    }
     transaction.commit();
 }
 

@@ -3,6 +3,7 @@
 // completes or leaves the store as it was, whatever happens to the process.
 
 #include "LumevarCore/LocalDatabase.h"
+#include "LumevarCore/SongRecords.h"
 
 class SqliteConnection;
 struct StoreState;
@@ -13,7 +14,22 @@ qint64 beginSync(StoreState &store, LocalDatabase::LibraryKind kind);
 void storePlaylists(SqliteConnection &db, const QList<Playlist> &playlists, qint64 generation);
 void storeAlbums(SqliteConnection &db, const QList<Album> &albums, qint64 generation);
 void storeArtists(SqliteConnection &db, const QList<Artist> &artists, qint64 generation);
-void storeLibrarySongs(StoreState &store, const QList<Song> &songs, qint64 generation, int firstPosition);
+// A song cleaned of bad input with the keys and folded texts its row holds. Made on any thread,
+// so that a sync can prepare the next page while the store's thread writes this one.
+struct PreparedSong {
+    SongRow row;
+    qint64 digest = 0;
+    QByteArray titleKey;
+    std::optional<QByteArray> artistKey, albumKey, genreKey;
+    QString titleFold;
+    std::optional<QString> artistFold, albumFold, albumArtistFold;
+};
+// nullopt, with a log line, for a song that cannot be stored (no id).
+std::optional<PreparedSong> prepareSong(const Song &song);
+QList<std::optional<PreparedSong>> prepareSongs(const QList<Song> &songs);
+
+void storeLibrarySongs(StoreState &store, const QList<std::optional<PreparedSong>> &songs, qint64 generation,
+                       int firstPosition);
 int finishSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 generation);
 // Makes the table's indexes again after a sync that suspended them stopped before its end.
 void restoreIndexes(StoreState &store, LocalDatabase::LibraryKind kind);

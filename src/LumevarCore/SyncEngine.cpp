@@ -11,6 +11,8 @@
 
 #include <algorithm>
 #include <exception>
+#include <optional>
+#include <utility>
 
 namespace {
 
@@ -59,7 +61,10 @@ QCoro::Task<void> syncList(LocalDatabase &database, LocalDatabase::LibraryKind k
     token.checkCancellation();
     const qint64 generation = co_await database.beginSync(kind);
     int offset = 0;
+    int removed = 0;
     std::exception_ptr failure;
+    // One page is written while the next is fetched and prepared.
+    std::optional<QCoro::Task<void>> writing;
     try {
         for (;;) {
             token.checkCancellation();
@@ -67,16 +72,33 @@ QCoro::Task<void> syncList(LocalDatabase &database, LocalDatabase::LibraryKind k
             token.checkCancellation();
             if (page.items.isEmpty())
                 break;
-            co_await store(page.items, generation, offset);
+            // `writing` always holds the page not yet awaited, so that a failure of the one
+            // before still leaves this one to be waited for below.
+            std::optional<QCoro::Task<void>> previous = std::exchange(writing, store(page.items, generation, offset));
+            if (previous)
+                co_await std::move(*previous);
             offset += int(page.items.size());
             if (reporter)
                 reporter->update(offset, page.totalCount);
             if (!page.hasMore())
                 break;
         }
+        if (writing) {
+            QCoro::Task<void> last = std::move(*writing);
+            writing.reset();
+            co_await std::move(last);
+        }
         token.checkCancellation();
+        removed = co_await database.finishSync(kind, generation);
     } catch (...) {
         failure = std::current_exception();
+    }
+    if (writing) {
+        // The page in flight ends before the sync does, whatever stopped it.
+        try {
+            co_await std::move(*writing);
+        } catch (...) {
+        }
     }
     if (failure) {
         // What was stored stays; the table must not be left without its indexes.
@@ -87,7 +109,6 @@ QCoro::Task<void> syncList(LocalDatabase &database, LocalDatabase::LibraryKind k
         }
         std::rethrow_exception(failure);
     }
-    const int removed = co_await database.finishSync(kind, generation);
     Log::info(Log::sync(), "Synced %d %@, removed %d", offset, what, removed);
 }
 

@@ -75,6 +75,18 @@ QList<LocalSong> SongRecords::library(SqliteConnection &db, SortDescriptor<Local
     return songs;
 }
 
+std::optional<int> SongRecords::nextLibraryPosition() const
+{
+    if (!m_loaded)
+        return std::nullopt;
+    int next = 0;
+    for (const LocalSong &song : m_records) {
+        if (song.order)
+            next = std::max(next, *song.order + 1);
+    }
+    return next;
+}
+
 void SongRecords::stored(qint64 pk, const SongRow &row, std::optional<int> libraryOrder)
 {
     if (!m_loaded)

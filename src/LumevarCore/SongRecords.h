@@ -46,6 +46,9 @@ public:
     // first, ties by row, and the reverse order exactly the opposite.
     QList<LocalSong> library(SqliteConnection &db, SortDescriptor<LocalSong> sort);
 
+    // One past the highest library order, known without a query while the records are loaded.
+    std::optional<int> nextLibraryPosition() const;
+
     // ---- Kept equal to the rows by the write side; nothing to do until the records are loaded.
     void stored(qint64 pk, const SongRow &row, std::optional<int> libraryOrder);
     void libraryOrderChanged(qint64 pk, std::optional<int> libraryOrder);

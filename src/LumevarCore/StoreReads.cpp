@@ -140,16 +140,16 @@ QList<LocalSong> albumSongs(SqliteConnection &db, SongRecords &records, const QS
     // a song carries as album artist or, lacking one, as its own artist.
     SqliteQuery query = db.query(
         "SELECT s.pk FROM songs s"
-        " WHERE s.album_fold = ?1 AND s.library_order IS NOT NULL"
+        " WHERE s.album_hash = ?3 AND s.album_fold = ?1 AND s.library_order IS NOT NULL"
         " AND (?2 IS NULL OR s.album_artist_fold = ?2 OR (s.album_artist_fold IS NULL AND s.artist_fold = ?2))"
         " ORDER BY s.disc IS NULL, s.disc, s.track IS NULL, s.track, s.title_key, s.pk");
     const QString folded = TextKeys::fold(title);
-    query.bindAll(folded, foldedOrNull(artist));
+    query.bindAll(folded, foldedOrNull(artist), TextKeys::foldHash(folded));
     std::vector<qint64> rows = rowsOf(query);
     if (rows.empty() && artist) {
         // The album's artist may be written differently on its songs: fall back to the title.
         query.reset();
-        query.bindAll(folded, std::optional<QString>());
+        query.bindAll(folded, std::optional<QString>(), TextKeys::foldHash(folded));
         rows = rowsOf(query);
     }
     return records.inOrder(db, rows);
@@ -159,10 +159,12 @@ QList<LocalSong> artistSongs(SqliteConnection &db, SongRecords &records, const Q
 {
     SqliteQuery query = db.query(
         "SELECT s.pk FROM songs s"
-        " WHERE (s.artist_fold = ?1 OR s.album_artist_fold = ?1) AND s.library_order IS NOT NULL"
+        " WHERE ((s.artist_hash = ?2 AND s.artist_fold = ?1) OR (s.album_artist_hash = ?2 AND s.album_artist_fold = ?1))"
+        " AND s.library_order IS NOT NULL"
         " ORDER BY s.album_key IS NULL, s.album_key, s.album_fold, s.disc IS NULL, s.disc,"
         " s.track IS NULL, s.track, s.title_key, s.pk");
-    query.bindAll(TextKeys::fold(name));
+    const QString folded = TextKeys::fold(name);
+    query.bindAll(folded, TextKeys::foldHash(folded));
     return records.inOrder(db, rowsOf(query));
 }
 

@@ -137,6 +137,19 @@ CREATE VIRTUAL TABLE playlists_search USING fts5(name, content='playlists', cont
   tokenize='unicode61 remove_diacritics 2', prefix='1 2 3', detail='column', columnsize=0);
 )sql";
 
+// Albums and artists are looked up by the fingerprints of their folded names: an index of
+// integers costs a third of an index of texts to build and to keep up. The library order needs no
+// index of its own.
+constexpr const char *migration4 = R"sql(
+ALTER TABLE songs ADD COLUMN album_hash INTEGER;
+ALTER TABLE songs ADD COLUMN artist_hash INTEGER;
+ALTER TABLE songs ADD COLUMN album_artist_hash INTEGER;
+DROP INDEX IF EXISTS songs_by_order;
+DROP INDEX IF EXISTS songs_by_album_fold;
+DROP INDEX IF EXISTS songs_by_artist_fold;
+DROP INDEX IF EXISTS songs_by_album_artist_fold;
+)sql";
+
 // The secondary indexes and the full-text triggers of each library table. A sync that fills an
 // empty table drops them first and makes them again at its end: building an index from sorted
 // rows and the full-text index in one pass costs a fraction of keeping them up row by row.
@@ -205,11 +218,10 @@ DROP TRIGGER IF EXISTS artists_search_delete;
 DROP TRIGGER IF EXISTS artists_search_update;
 )sql"},
     {"songs", "songs_search", "songs_search_insert", R"sql(
-CREATE INDEX IF NOT EXISTS songs_by_order ON songs(library_order);
 CREATE INDEX IF NOT EXISTS songs_by_title_fold ON songs(title_fold);
-CREATE INDEX IF NOT EXISTS songs_by_album_fold ON songs(album_fold);
-CREATE INDEX IF NOT EXISTS songs_by_artist_fold ON songs(artist_fold);
-CREATE INDEX IF NOT EXISTS songs_by_album_artist_fold ON songs(album_artist_fold);
+CREATE INDEX IF NOT EXISTS songs_by_album_hash ON songs(album_hash);
+CREATE INDEX IF NOT EXISTS songs_by_artist_hash ON songs(artist_hash);
+CREATE INDEX IF NOT EXISTS songs_by_album_artist_hash ON songs(album_artist_hash);
 CREATE TRIGGER IF NOT EXISTS songs_search_insert AFTER INSERT ON songs BEGIN
   INSERT INTO songs_search(rowid, title, artist, album) VALUES (new.pk, new.title, new.artist, new.album);
 END;
@@ -223,11 +235,10 @@ WHEN old.title IS NOT new.title OR old.artist IS NOT new.artist OR old.album IS 
   INSERT INTO songs_search(rowid, title, artist, album) VALUES (new.pk, new.title, new.artist, new.album);
 END;
 )sql", R"sql(
-DROP INDEX IF EXISTS songs_by_order;
 DROP INDEX IF EXISTS songs_by_title_fold;
-DROP INDEX IF EXISTS songs_by_album_fold;
-DROP INDEX IF EXISTS songs_by_artist_fold;
-DROP INDEX IF EXISTS songs_by_album_artist_fold;
+DROP INDEX IF EXISTS songs_by_album_hash;
+DROP INDEX IF EXISTS songs_by_artist_hash;
+DROP INDEX IF EXISTS songs_by_album_artist_hash;
 DROP TRIGGER IF EXISTS songs_search_insert;
 DROP TRIGGER IF EXISTS songs_search_delete;
 DROP TRIGGER IF EXISTS songs_search_update;
@@ -236,7 +247,7 @@ DROP TRIGGER IF EXISTS songs_search_update;
 
 const TableIndexes &indexesOf(LocalDatabase::LibraryKind kind) { return tableIndexes[size_t(kind)]; }
 
-constexpr std::array migrations{migration1, migration2, migration3};
+constexpr std::array migrations{migration1, migration2, migration3, migration4};
 
 // Remakes every collation key when the store was filled under another locale or collation library.
 void refreshCollationKeys(SqliteConnection &db)
@@ -274,6 +285,22 @@ void refreshCollationKeys(SqliteConnection &db)
     db.query("INSERT OR REPLACE INTO meta(key, value) VALUES ('collation', ?1)").bindAll(identity).run();
 }
 
+// Fills the fingerprint columns of rows stored before they existed.
+void fillFoldHashes(SqliteConnection &db)
+{
+    SqliteQuery select = db.query("SELECT pk, album_fold, artist_fold, album_artist_fold FROM songs");
+    SqliteQuery update = db.query("UPDATE songs SET album_hash = ?2, artist_hash = ?3, album_artist_hash = ?4 WHERE pk = ?1");
+    while (select.next()) {
+        update.bind(1, select.int64(0));
+        for (int i = 1; i <= 3; ++i) {
+            const auto folded = select.optionalText(i);
+            update.bind(i + 1, folded ? std::optional(TextKeys::foldHash(*folded)) : std::nullopt);
+        }
+        update.run();
+        update.reset();
+    }
+}
+
 } // namespace
 
 namespace StoreSchema {
@@ -297,6 +324,8 @@ void prepare(SqliteConnection &db)
         SqliteTransaction transaction(db);
         for (int next = version; next < currentVersion(); ++next)
             db.execute(migrations[size_t(next)]);
+        if (version > 0 && version < 4)
+            fillFoldHashes(db);
         if (version != currentVersion())
             db.execute(QByteArray("PRAGMA user_version = " + QByteArray::number(currentVersion())).constData());
         refreshCollationKeys(db);

@@ -67,6 +67,13 @@ std::optional<QString> foldOf(const std::optional<QString> &text)
     return repeatedTexts().fold(*text);
 }
 
+std::optional<qint64> hashOf(const std::optional<QString> &folded)
+{
+    if (!folded)
+        return std::nullopt;
+    return TextKeys::foldHash(*folded);
+}
+
 std::optional<QString> artworkText(const std::optional<Artwork> &artwork)
 {
     if (!artwork || artwork->urlTemplate().isEmpty())
@@ -104,9 +111,10 @@ enum class LibraryMode : int {
 constexpr const char *songValues =
     "songs(id, title, artist, album, album_artist, genre, duration, release_date, added_date,"
     " track, disc, artwork, play_id, play_kind, library_order, generation, title_key, artist_key, album_key,"
-    " genre_key, title_fold, artist_fold, album_fold, album_artist_fold, digest)"
+    " genre_key, title_fold, artist_fold, album_fold, album_artist_fold, digest, album_hash, artist_hash,"
+    " album_artist_hash)"
     " VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, ?18, ?19, ?20, ?21, ?22, ?23,"
-    " ?24, ?26)";
+    " ?24, ?26, ?27, ?28, ?29)";
 
 // Adds a new row; leaves an existing one alone (a song listed twice).
 const QByteArray insertSongSQL = QByteArray("INSERT OR IGNORE INTO ") + songValues;
@@ -123,7 +131,9 @@ const QByteArray upsertSongSQL = QByteArray("INSERT INTO ") + songValues +
     " generation = CASE ?25 WHEN 0 THEN excluded.generation ELSE songs.generation END,"
     " title_key = excluded.title_key, artist_key = excluded.artist_key, album_key = excluded.album_key,"
     " genre_key = excluded.genre_key, title_fold = excluded.title_fold, artist_fold = excluded.artist_fold,"
-    " album_fold = excluded.album_fold, album_artist_fold = excluded.album_artist_fold, digest = excluded.digest"
+    " album_fold = excluded.album_fold, album_artist_fold = excluded.album_artist_fold, digest = excluded.digest,"
+    " album_hash = excluded.album_hash, artist_hash = excluded.artist_hash,"
+    " album_artist_hash = excluded.album_artist_hash"
     " RETURNING pk, library_order";
 
 struct StoredSong {
@@ -211,7 +221,8 @@ std::optional<StoredSong> upsertSong(StoreState &store, const StoreWrites::Prepa
         q.bindAll(row->id, row->title, row->artist, row->album, row->albumArtist, row->genre, row->duration, row->releaseDate,
                   row->addedDate, row->track, row->disc, row->artwork, row->playID, row->playKind, libraryOrder, generation,
                   song.titleKey, song.artistKey, song.albumKey, song.genreKey, song.titleFold, song.artistFold,
-                  song.albumFold, song.albumArtistFold, int(mode), digest);
+                  song.albumFold, song.albumArtistFold, int(mode), digest, hashOf(song.albumFold),
+                  hashOf(song.artistFold), hashOf(song.albumArtistFold));
     };
     StoredSong stored;
     if (fillingEmptyTable) {
@@ -275,9 +286,11 @@ void leaveLibrary(StoreState &store, const QSet<qint64> &left)
     removeOrphanSongs(store, left);
 }
 
-int nextLibraryPosition(SqliteConnection &db)
+int nextLibraryPosition(StoreState &store)
 {
-    return int(db.scalar("SELECT coalesce(max(library_order) + 1, 0) FROM songs"));
+    if (const std::optional<int> next = store.songs.nextLibraryPosition())
+        return *next;
+    return int(store.db.scalar("SELECT coalesce(max(library_order) + 1, 0) FROM songs"));
 }
 
 // Makes the library hold exactly the songs of a collection listing among the collection's
@@ -285,7 +298,7 @@ int nextLibraryPosition(SqliteConnection &db)
 QList<LocalSong> storeCollectionSongs(StoreState &store, const QList<Song> &songs, const QList<LocalSong> &before)
 {
     QList<LocalSong> result;
-    int next = nextLibraryPosition(store.db);
+    int next = nextLibraryPosition(store);
     QSet<QString> listed;
     for (const Song &song : songs) {
         const auto stored = upsertSong(store, song, LibraryMode::join, next, 0);
@@ -614,7 +627,7 @@ QList<LocalSong> storeArtistSongs(StoreState &store, const LocalArtist &artist, 
 void addLibrarySongs(StoreState &store, const QList<Song> &songs)
 {
     SqliteTransaction transaction(store.db);
-    int next = nextLibraryPosition(store.db);
+    int next = nextLibraryPosition(store);
     for (const Song &song : songs) {
         const auto stored = upsertSong(store, song, LibraryMode::join, next, 0);
         if (stored && stored->libraryOrder == next)

@@ -129,6 +129,16 @@ QString fold(const QString &text)
     return stripped.toCaseFolded().simplified();
 }
 
+qint64 foldHash(const QString &folded)
+{
+    quint64 hash = 14695981039346656037ULL;
+    for (const QChar c : folded) {
+        hash ^= c.unicode();
+        hash *= 1099511628211ULL;
+    }
+    return qint64(hash);
+}
+
 QByteArray prefixUpperBound(const QByteArray &utf8Prefix)
 {
     // U+10FFFF encoded: no valid UTF-8 text continues a prefix with anything greater.

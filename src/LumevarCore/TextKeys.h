@@ -22,6 +22,10 @@ QString collationIdentity();
 // trimmed: "  Café  DEL Mar " becomes "cafe del mar".
 QString fold(const QString &text);
 
+// A 64-bit fingerprint of a folded text (FNV-1a over its UTF-16 code units): fixed for ever, as
+// the store keeps it, and indexed in place of the text where only equality is asked.
+qint64 foldHash(const QString &folded);
+
 // The smallest text greater than every text that starts with prefix, in SQLite's BINARY order:
 // bounds a prefix range scan over an index of folded texts.
 QByteArray prefixUpperBound(const QByteArray &utf8Prefix);

@@ -198,6 +198,8 @@ QCoro::Task<void> SyncEngine::syncAll(Progress *progress)
         ShareReporter reporter(guard, contentsShare);
         const QList<LocalPlaylist> playlists = co_await database.allPlaylists({LocalPlaylist::SortKey::dateAdded});
         QList<std::pair<QString, QList<Song>>> batch;
+        // One batch is written while the next is fetched; a sync that stops leaves it to finish.
+        std::optional<QCoro::Task<void>> writing;
         qsizetype done = 0;
         for (const LocalPlaylist &playlist : playlists) {
             token.checkCancellation();
@@ -212,15 +214,22 @@ QCoro::Task<void> SyncEngine::syncAll(Progress *progress)
                 Log::error(Log::sync(), "Failed to fetch the songs of the playlist %@: %@", playlist.id, error);
             }
             ++done;
-            if (batch.size() >= playlistBatch) {
+            if (batch.size() >= playlistBatch || done == playlists.size()) {
                 token.checkCancellation();
-                co_await database.storePlaylistContents(std::exchange(batch, {}));
+                QList<std::pair<QString, QList<Song>>> full = std::exchange(batch, {});
+                std::optional<QCoro::Task<void>> previous =
+                    std::exchange(writing, database.storePlaylistContents(std::move(full)));
+                if (previous)
+                    co_await std::move(*previous);
                 reporter.update(done, playlists.size());
             }
         }
+        if (writing) {
+            QCoro::Task<void> last = std::move(*writing);
+            writing.reset();
+            co_await std::move(last);
+        }
         token.checkCancellation();
-        if (!batch.isEmpty())
-            co_await database.storePlaylistContents(std::move(batch));
     }
     if (guard && guard->completedUnitCount() < guard->totalUnitCount())
         guard->setCompletedUnitCount(guard->totalUnitCount());

@@ -24,6 +24,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <numeric>
 #include <array>
 #include <exception>
 #include <optional>
@@ -398,6 +399,7 @@ void BM_SearchWhileTyping(benchmark::State &state)
     state.counters["p99_ms"] = percentile(0.99);
     state.counters["max_ms"] = latencies.last();
     state.counters["keystrokes"] = double(latencies.size());
+    state.counters["mean_ms"] = std::accumulate(latencies.begin(), latencies.end(), 0.0) / double(latencies.size());
 }
 BENCHMARK(BM_SearchWhileTyping)->Unit(benchmark::kMillisecond)->Iterations(5)->UseRealTime();
 

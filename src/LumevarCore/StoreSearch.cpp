@@ -19,23 +19,24 @@ struct SectionKind {
     const char *searchTable;
     std::array<const char *, 3> foldColumns; // nullptr where the kind has fewer texts
     std::array<int, 3> weights;
+    std::array<bool, 3> foldRaw; // texts stored as written, folded here
     const char *onlyLibrary; // an extra condition on the rows, or ""
     int limit;
 };
 
-constexpr SectionKind artistsKind{"Artists", "artists", "artists_search", {"name_fold", nullptr, nullptr}, {4, 0, 0}, "",
-                                  StoreSearch::collectionLimit};
-constexpr SectionKind albumsKind{"Albums", "albums", "albums_search", {"title_fold", "artist", nullptr}, {4, 1, 0}, "",
-                                 StoreSearch::collectionLimit};
+constexpr SectionKind artistsKind{"Artists", "artists", "artists_search", {"name_fold", nullptr, nullptr}, {4, 0, 0},
+                                  {false, false, false}, "", StoreSearch::collectionLimit};
+constexpr SectionKind albumsKind{"Albums", "albums", "albums_search", {"title_fold", "artist", nullptr}, {4, 1, 0},
+                                 {false, true, false}, "", StoreSearch::collectionLimit};
 constexpr SectionKind songsKind{"Songs", "songs", "songs_search", {"title_fold", "artist_fold", "album_fold"}, {4, 2, 1},
-                                " AND t.library_order IS NOT NULL", StoreSearch::songLimit};
+                                {false, false, false}, " AND t.library_order IS NOT NULL", StoreSearch::songLimit};
 constexpr SectionKind playlistsKind{"Playlists", "playlists", "playlists_search", {"name_fold", nullptr, nullptr}, {4, 0, 0},
-                                    "", StoreSearch::collectionLimit};
+                                    {false, false, false}, "", StoreSearch::collectionLimit};
 constexpr std::array<const SectionKind *, 4> sectionOrder{&artistsKind, &albumsKind, &songsKind, &playlistsKind};
 
 // Hits are ranked among the first candidateLimit matches of the full-text index, which bounds the
 // cost of a keystroke whatever the query; a query specific enough to matter has fewer matches.
-constexpr int candidateLimit = 500;
+constexpr int candidateLimit = 300;
 
 // A query of one very short word matches a large share of the library, and ranking every match
 // would cost more than a keystroke may. Those queries match the start of the whole name instead,
@@ -71,29 +72,46 @@ struct Candidate {
     QString name; // folded
 };
 
+// How well a text matches a query word: 0 when none of its words starts with it, 1 when one
+// does, 2 when one is that very word. The text is folded, as the query word is.
+int wordMatch(QStringView text, QStringView queryWord)
+{
+    int best = 0;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const bool wordStart = text[i].isLetterOrNumber() && (i == 0 || !text[i - 1].isLetterOrNumber());
+        if (!wordStart || !text.mid(i).startsWith(queryWord))
+            continue;
+        const qsizetype end = i + queryWord.size();
+        if (end == text.size() || !text[end].isLetterOrNumber())
+            return 2;
+        best = 1;
+    }
+    return best;
+}
+
 // How well the hit matches: for each query word, the weight of the best text holding a word that
 // starts with it (twice that for the whole word), and a bonus when the name starts with the first
-// query word. Texts are folded the way the full-text index folds them.
+// query word. Texts are compared folded, as the full-text index compares them.
 Candidate rank(const SqliteQuery &row, const SectionKind &kind, const QStringList &queryWords)
 {
     Candidate candidate{row.int64(0), 0, 0, row.text(1)};
-    std::array<QStringList, 3> words;
-    for (size_t i = 0; i < words.size(); ++i) {
+    std::array<QString, 3> texts;
+    for (size_t i = 0; i < texts.size(); ++i) {
         if (kind.foldColumns[i] && !row.isNull(int(i) + 1))
-            words[i] = StoreSearch::tokens(row.text(int(i) + 1));
+            texts[i] = i == 0 ? candidate.name : row.text(int(i) + 1);
     }
-    candidate.nameWords = int(words[0].size());
+    if (kind.foldRaw[1])
+        texts[1] = TextKeys::fold(texts[1]);
     for (const QString &queryWord : queryWords) {
         int best = 0;
-        for (size_t i = 0; i < words.size(); ++i) {
-            for (const QString &word : words[i]) {
-                if (word.startsWith(queryWord))
-                    best = std::max(best, kind.weights[i] * (word.size() == queryWord.size() ? 2 : 1));
-            }
-        }
+        for (size_t i = 0; i < texts.size(); ++i)
+            best = std::max(best, kind.weights[i] * wordMatch(texts[i], queryWord));
         candidate.score += best;
     }
-    if (!words[0].isEmpty() && words[0].first().startsWith(queryWords.first()))
+    const QStringView name(candidate.name);
+    for (QChar c : name)
+        candidate.nameWords += c == QLatin1Char(' ') ? 1 : 0;
+    if (name.startsWith(queryWords.first()))
         candidate.score += kind.weights[0];
     return candidate;
 }

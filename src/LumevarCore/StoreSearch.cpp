@@ -26,9 +26,9 @@ struct SectionKind {
 
 constexpr SectionKind artistsKind{"Artists", "artists", "artists_search", {"name_fold", nullptr, nullptr}, {4, 0, 0},
                                   {false, false, false}, "", StoreSearch::collectionLimit};
-constexpr SectionKind albumsKind{"Albums", "albums", "albums_search", {"title_fold", "artist", nullptr}, {4, 1, 0},
+constexpr SectionKind albumsKind{"Albums", "albums", "albums_search", {"title_fold", "artist", nullptr}, {6, 1, 0},
                                  {false, true, false}, "", StoreSearch::collectionLimit};
-constexpr SectionKind songsKind{"Songs", "songs", "songs_search", {"title_fold", "artist_fold", "album_fold"}, {4, 2, 1},
+constexpr SectionKind songsKind{"Songs", "songs", "songs_search", {"title_fold", "artist_fold", "album_fold"}, {6, 2, 1},
                                 {false, false, false}, " AND t.library_order IS NOT NULL", StoreSearch::songLimit};
 constexpr SectionKind playlistsKind{"Playlists", "playlists", "playlists_search", {"name_fold", nullptr, nullptr}, {4, 0, 0},
                                     {false, false, false}, "", StoreSearch::collectionLimit};
@@ -91,7 +91,7 @@ int wordMatch(QStringView text, QStringView queryWord)
 
 // How well the hit matches: for each query word, the weight of the best text holding a word that
 // starts with it (twice that for the whole word), and a bonus when the name starts with the first
-// query word. Texts are compared folded, as the full-text index compares them.
+// query word. A title weighs more than an artist's name even matched in full. Texts are compared folded, as the full-text index compares them.
 Candidate rank(const SqliteQuery &row, const SectionKind &kind, const QStringList &queryWords)
 {
     Candidate candidate{row.int64(0), 0, 0, row.text(1)};

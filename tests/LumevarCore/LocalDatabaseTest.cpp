@@ -145,6 +145,26 @@ TEST_F(StoreTest, SearchMatchesWordPrefixesIgnoringCaseAndAccentsInFixedSectionO
     EXPECT_NO_THROW(runTask(database->search(QStringLiteral("\" ) ( * AND"))));
 }
 
+TEST_F(StoreTest, SearchRanksNamesThatStartWithTheQueryFirstThenTitleArtistAndAlbumMatches)
+{
+    service.library.songs = {makeSong("s1", "Calm", "Someone", "Ocean Album"), makeSong("s2", "Blue", "Ocean Band", "X"),
+                             makeSong("s3", "Deep Oceanic", "Someone", "Y"), makeSong("s4", "Deep Ocean", "Someone", "Z"),
+                             makeSong("s5", "Ocean Eyes", "Someone", "W"), makeSong("s6", "Sunrise", "Someone", "V")};
+    service.library.albums = {FakeMusicService::album("a1", "Tides", "Ocean Band"), FakeMusicService::album("a2", "Ocean Tides", "Other")};
+    syncAll();
+
+    // Name starting with the word, then the whole word in the title before a longer word, then
+    // the artist, then the album.
+    const auto ocean = runTask(database->search(QStringLiteral("ocean")));
+    EXPECT_EQ(resultNames(*section(ocean, "Songs")), (QStringList{"Ocean Eyes", "Deep Ocean", "Deep Oceanic", "Blue", "Calm"}));
+    EXPECT_EQ(resultNames(*section(ocean, "Albums")), (QStringList{"Ocean Tides", "Tides"}));
+
+    // A one-letter last word narrows the hits like any other word.
+    EXPECT_EQ(resultNames(*section(runTask(database->search(QStringLiteral("ocean e"))), "Songs")), QStringList{"Ocean Eyes"});
+    EXPECT_EQ(resultNames(*section(runTask(database->search(QStringLiteral("deep o"))), "Songs")),
+              (QStringList{"Deep Ocean", "Deep Oceanic"}));
+}
+
 TEST_F(StoreTest, CollectionSongsComeInCollectionOrder)
 {
     auto track = [](const char *id, const char *title, const char *album, int disc, int number) {

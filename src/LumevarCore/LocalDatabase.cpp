@@ -71,7 +71,7 @@ const QString &LocalDatabase::path() const { return m_d->path; }
 
 QCoro::Task<void> LocalDatabase::open()
 {
-    return m_d->actor.run([path = m_d->path](StoreState &state) {
+    QCoro::Task<void> opening = m_d->actor.run([path = m_d->path](StoreState &state) {
         try {
             state.openFailure.reset();
             state.songs.forget();
@@ -84,6 +84,19 @@ QCoro::Task<void> LocalDatabase::open()
             throw;
         }
     }, StoreActor::Access::unchecked);
+    // The song records load right after, while the application builds its window, so that the
+    // first song list finds them in memory. Nobody waits for this job: it reports its own failure.
+    m_d->actor.run([](StoreState &state) {
+        if (!state.db.isOpen())
+            return;
+        try {
+            state.songs.preload(state.db);
+        } catch (const StoreError &error) {
+            state.songs.forget();
+            Log::error(Log::app(), "Failed to read the songs of the local store: %@", error);
+        }
+    }, StoreActor::Access::unchecked);
+    return opening;
 }
 
 QCoro::Task<void> LocalDatabase::close()

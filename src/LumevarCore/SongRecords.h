@@ -38,6 +38,8 @@ struct SongRow {
 
 class SongRecords {
 public:
+    // Reads every record now rather than at the first use.
+    void preload(SqliteConnection &db) { ensureLoaded(db); }
     // The record of a row; nullptr when the store holds no such row.
     const LocalSong *find(SqliteConnection &db, qint64 pk);
     // Records of the rows in the order given, order set to the position; unknown rows skipped.

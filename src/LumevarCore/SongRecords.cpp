@@ -87,14 +87,18 @@ std::optional<int> SongRecords::nextLibraryPosition() const
     return next;
 }
 
-void SongRecords::stored(qint64 pk, const SongRow &row, std::optional<int> libraryOrder)
+void SongRecords::stored(qint64 pk, LocalSong record, const std::optional<QString> &artwork, std::optional<int> libraryOrder)
 {
     if (!m_loaded)
         return;
-    SongRow sharedRow = row;
-    for (auto *text : {&sharedRow.artist, &sharedRow.album, &sharedRow.genre, &sharedRow.artwork, &sharedRow.playKind})
+    for (auto *text : {&record.artistName, &record.albumTitle, &record.genre})
         *text = sharedOptional(*text);
-    m_records.emplace(pk, record(sharedRow, libraryOrder));
+    if (record.playParameters)
+        record.playParameters->kind = shared(record.playParameters->kind);
+    if (artwork)
+        record.artworkURL = sharedURL(*artwork);
+    record.order = libraryOrder;
+    m_records.emplace(pk, std::move(record));
     changed();
 }
 
@@ -271,7 +275,7 @@ QUrl SongRecords::sharedURL(const QString &text)
     return found.value();
 }
 
-LocalSong SongRecords::record(const SongRow &row, std::optional<int> libraryOrder)
+LocalSong SongRecords::recordOf(const SongRow &row)
 {
     LocalSong song;
     song.identifier = row.id;
@@ -282,10 +286,16 @@ LocalSong SongRecords::record(const SongRow &row, std::optional<int> libraryOrde
     song.duration = row.duration;
     song.genre = row.genre;
     song.releaseDate = row.releaseDate;
-    if (row.artwork)
-        song.artworkURL = sharedURL(*row.artwork);
     if (row.playID)
         song.playParameters = PlayParameters{MusicItemID(*row.playID == row.id ? row.id : *row.playID), row.playKind.value_or(QString())};
+    return song;
+}
+
+LocalSong SongRecords::record(const SongRow &row, std::optional<int> libraryOrder)
+{
+    LocalSong song = recordOf(row);
+    if (row.artwork)
+        song.artworkURL = sharedURL(*row.artwork);
     song.order = libraryOrder;
     return song;
 }

@@ -52,7 +52,10 @@ public:
     std::optional<int> nextLibraryPosition() const;
 
     // ---- Kept equal to the rows by the write side; nothing to do until the records are loaded.
-    void stored(qint64 pk, const SongRow &row, std::optional<int> libraryOrder);
+    // The record of a row's values, made wherever the row is prepared (any thread); stored() shares
+    // its repeated texts and sets its artwork URL and order.
+    static LocalSong recordOf(const SongRow &row);
+    void stored(qint64 pk, LocalSong record, const std::optional<QString> &artwork, std::optional<int> libraryOrder);
     void libraryOrderChanged(qint64 pk, std::optional<int> libraryOrder);
     void removed(qint64 pk);
     // Forgets every record (a failed write, a closed store, new sort keys); the next read loads.

@@ -232,7 +232,7 @@ std::optional<StoredSong> upsertSong(StoreState &store, const StoreWrites::Prepa
         insert.run();
         if (db.changes() > 0) {
             stored = {db.lastInsertRowID(), libraryOrder};
-            store.songs.stored(stored.pk, *row, stored.libraryOrder);
+            store.songs.stored(stored.pk, song.record, row->artwork, stored.libraryOrder);
             return stored;
         }
     }
@@ -243,7 +243,7 @@ std::optional<StoredSong> upsertSong(StoreState &store, const StoreWrites::Prepa
     stored.pk = upsert.int64(0);
     if (!upsert.isNull(1))
         stored.libraryOrder = int(upsert.int64(1));
-    store.songs.stored(stored.pk, *row, stored.libraryOrder);
+    store.songs.stored(stored.pk, song.record, row->artwork, stored.libraryOrder);
     return stored;
 }
 
@@ -391,8 +391,12 @@ qint64 beginSync(StoreState &store, LocalDatabase::LibraryKind kind)
         "SELECT NOT EXISTS (SELECT 1 FROM artists)",
         "SELECT NOT EXISTS (SELECT 1 FROM songs WHERE library_order IS NOT NULL)",
     };
-    if (db.scalar(emptyTests[size_t(kind)]))
+    if (db.scalar(emptyTests[size_t(kind)])) {
         StoreSchema::suspendIndexes(db, kind);
+        // Likewise the song records: read once when first asked for, not kept up row by row.
+        if (kind == LocalDatabase::LibraryKind::songs)
+            store.songs.forget();
+    }
     transaction.commit();
     return generation;
 }
@@ -485,6 +489,7 @@ std::optional<PreparedSong> prepareSong(const Song &song)
     prepared.artistFold = foldOf(row->artist);
     prepared.albumFold = foldOf(row->album);
     prepared.albumArtistFold = foldOf(row->albumArtist);
+    prepared.record = SongRecords::recordOf(*row);
     prepared.row = std::move(*row);
     return prepared;
 }

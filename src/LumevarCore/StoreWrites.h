@@ -18,6 +18,7 @@ void storeArtists(SqliteConnection &db, const QList<Artist> &artists, qint64 gen
 // so that a sync can prepare the next page while the store's thread writes this one.
 struct PreparedSong {
     SongRow row;
+    LocalSong record;
     qint64 digest = 0;
     QByteArray titleKey;
     std::optional<QByteArray> artistKey, albumKey, genreKey;

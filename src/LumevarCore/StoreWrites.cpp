@@ -579,12 +579,8 @@ void storePlaylistContents(StoreState &store, const QList<std::pair<QString, QLi
         }
         const qint64 playlist = find.int64(0);
         find.reset();
-        {
-            SqliteQuery clear = db.query("DELETE FROM playlist_entries WHERE playlist = ?1 RETURNING song");
-            clear.bindAll(playlist);
-            dropped += touchedRows(clear);
-        }
-        int position = 0;
+        std::vector<qint64> entries;
+        entries.reserve(size_t(songs.size()));
         for (const Song &song : songs) {
             // A library song is kept up to date by the library's own sync: only songs known from
             // playlists alone are stored from here.
@@ -601,11 +597,23 @@ void storePlaylistContents(StoreState &store, const QList<std::pair<QString, QLi
                     continue;
                 pk = stored->pk;
             }
-            db.query("INSERT INTO playlist_entries(playlist, position, song) VALUES (?1, ?2, ?3)")
-                .bindAll(playlist, position++, *pk)
-                .run();
+            entries.push_back(*pk);
         }
-        db.query("UPDATE playlists SET contents_synced = 1 WHERE pk = ?1").bindAll(playlist).run();
+        // A playlist that has not changed, the common case of a daily sync, is left as it is.
+        SqliteQuery current = db.query("SELECT song FROM playlist_entries WHERE playlist = ?1 ORDER BY position");
+        current.bindAll(playlist);
+        if (StoreReads::rowsOf(current) != entries) {
+            SqliteQuery clear = db.query("DELETE FROM playlist_entries WHERE playlist = ?1 RETURNING song");
+            clear.bindAll(playlist);
+            dropped += touchedRows(clear);
+            SqliteQuery insert = db.query("INSERT INTO playlist_entries(playlist, position, song) VALUES (?1, ?2, ?3)");
+            for (size_t position = 0; position < entries.size(); ++position) {
+                insert.bindAll(playlist, qint64(position), entries[position]);
+                insert.run();
+                insert.reset();
+            }
+        }
+        db.query("UPDATE playlists SET contents_synced = 1 WHERE pk = ?1 AND contents_synced = 0").bindAll(playlist).run();
     }
     removeOrphanSongs(store, dropped);
     transaction.commit();

@@ -191,9 +191,9 @@ QCoro::Task<int> LocalDatabase::finishSync(LibraryKind kind, qint64 generation)
     return m_d->write([kind, generation](StoreState &s) { return StoreWrites::finishSync(s, kind, generation); });
 }
 
-QCoro::Task<void> LocalDatabase::abandonSync(LibraryKind kind)
+QCoro::Task<void> LocalDatabase::abandonSync(LibraryKind kind, qint64 generation)
 {
-    return m_d->write([kind](StoreState &s) { StoreWrites::restoreIndexes(s, kind); });
+    return m_d->write([kind, generation](StoreState &s) { StoreWrites::abandonSync(s, kind, generation); });
 }
 
 QCoro::Task<void> LocalDatabase::storePlaylistContents(QList<std::pair<QString, QList<Song>>> contents)

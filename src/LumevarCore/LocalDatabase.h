@@ -75,7 +75,7 @@ public:
     QCoro::Task<int> finishSync(LibraryKind kind, qint64 generation);
     // Ends a sync that stops before finishSync(): makes again the indexes that a sync into an
     // empty table leaves out until its end. Rows it stored stay; nothing is swept.
-    QCoro::Task<void> abandonSync(LibraryKind kind);
+    QCoro::Task<void> abandonSync(LibraryKind kind, qint64 generation);
 
     // Replaces the contents of each playlist (by id) with its songs, in order, in one transaction,
     // and marks them as fetched. Songs not in the library are kept for the playlist alone.

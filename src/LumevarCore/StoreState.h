@@ -6,6 +6,8 @@
 #include "LumevarCore/Sqlite.h"
 #include "Support/Error.h"
 
+#include <QHash>
+#include <QSet>
 #include <optional>
 
 struct StoreState {
@@ -13,4 +15,7 @@ struct StoreState {
     SongRecords songs;
     // Why the last open() failed, for the calls that follow it.
     std::optional<StoreError> openFailure;
+    // Per running song sync (by generation), the library songs it found unchanged and left
+    // unwritten: its sweep keeps them. Lost with the process, as is the sweep it serves.
+    QHash<qint64, QSet<qint64>> unchangedSongs;
 };

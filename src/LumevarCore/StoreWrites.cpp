@@ -206,7 +206,9 @@ std::optional<StoredSong> upsertSong(StoreState &store, const StoreWrites::Prepa
         if (existing.next() && !existing.isNull(1) && existing.int64(1) == digest) {
             StoredSong stored{existing.int64(0), existing.isNull(2) ? std::nullopt : std::optional(int(existing.int64(2)))};
             const std::optional<int> order = libraryOrderFor(mode, stored.libraryOrder, libraryOrder);
-            if (mode == LibraryMode::sync)
+            if (mode == LibraryMode::sync && order == stored.libraryOrder)
+                store.unchangedSongs[generation].insert(stored.pk); // seen, and nothing to write
+            else if (mode == LibraryMode::sync)
                 db.query("UPDATE songs SET library_order = ?2, generation = ?3 WHERE pk = ?1").bindAll(stored.pk, order, generation).run();
             else if (order != stored.libraryOrder)
                 db.query("UPDATE songs SET library_order = ?2 WHERE pk = ?1").bindAll(stored.pk, order).run();
@@ -543,11 +545,23 @@ int finishSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 genera
         removed = db.changes();
         break;
     case LocalDatabase::LibraryKind::songs: {
-        // Songs that left the library stay while a playlist still holds them.
-        SqliteQuery leave = db.query("UPDATE songs SET library_order = NULL"
-                                     " WHERE library_order IS NOT NULL AND generation < ?1 RETURNING pk");
-        leave.bindAll(generation);
-        const QSet<qint64> left = touchedRows(leave);
+        // Rows this sync (or a later one still running) neither wrote nor found unchanged left
+        // the library; they stay as songs while a playlist holds them.
+        QSet<qint64> seen = store.unchangedSongs.take(generation);
+        for (auto later = store.unchangedSongs.cbegin(); later != store.unchangedSongs.cend(); ++later) {
+            if (later.key() > generation)
+                seen += later.value();
+        }
+        SqliteQuery older = db.query("SELECT pk FROM songs WHERE library_order IS NOT NULL AND generation < ?1");
+        older.bindAll(generation);
+        QSet<qint64> left = touchedRows(older);
+        left -= seen;
+        SqliteQuery leave = db.query("UPDATE songs SET library_order = NULL WHERE pk = ?1");
+        for (const qint64 pk : std::as_const(left)) {
+            leave.bindAll(pk);
+            leave.run();
+            leave.reset();
+        }
         removed = int(left.size());
         leaveLibrary(store, left);
         break;
@@ -558,8 +572,9 @@ int finishSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 genera
     return removed;
 }
 
-void restoreIndexes(StoreState &store, LocalDatabase::LibraryKind kind)
+void abandonSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 generation)
 {
+    store.unchangedSongs.remove(generation);
     SqliteTransaction transaction(store.db);
     StoreSchema::restoreIndexes(store.db, kind);
     transaction.commit();

@@ -32,8 +32,8 @@ QList<std::optional<PreparedSong>> prepareSongs(const QList<Song> &songs);
 void storeLibrarySongs(StoreState &store, const QList<std::optional<PreparedSong>> &songs, qint64 generation,
                        int firstPosition);
 int finishSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 generation);
-// Makes the table's indexes again after a sync that suspended them stopped before its end.
-void restoreIndexes(StoreState &store, LocalDatabase::LibraryKind kind);
+// Ends a sync that stopped before finishSync(): makes its table's indexes again.
+void abandonSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 generation);
 
 void storePlaylistContents(StoreState &store, const QList<std::pair<QString, QList<Song>>> &contents);
 QList<LocalSong> storeAlbumSongs(StoreState &store, const LocalAlbum &album, const QList<Song> &songs);

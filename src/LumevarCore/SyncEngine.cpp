@@ -103,7 +103,7 @@ QCoro::Task<void> syncList(LocalDatabase &database, LocalDatabase::LibraryKind k
     if (failure) {
         // What was stored stays; the table must not be left without its indexes.
         try {
-            co_await database.abandonSync(kind);
+            co_await database.abandonSync(kind, generation);
         } catch (...) {
             Log::error(Log::sync(), "Failed to end an interrupted sync of %@: %@", what, errorFromCurrentException());
         }

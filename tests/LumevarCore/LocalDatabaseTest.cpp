@@ -241,6 +241,36 @@ TEST_F(StoreTest, SyncAddsUpdatesAndRemovesToMatchTheService)
     EXPECT_FALSE(runTask(database->search(QStringLiteral("remaster"))).isEmpty());
 }
 
+TEST_F(StoreTest, OverlappingSongSyncsSweepOnlyWhatNeitherSaw)
+{
+    using Kind = LocalDatabase::LibraryKind;
+    const QList<Song> all = {makeSong("1", "One"), makeSong("2", "Two"), makeSong("3", "Three")};
+    runTask(database->finishSync(Kind::songs, [&] {
+        const qint64 first = runTask(database->beginSync(Kind::songs));
+        runTask(database->storeLibrarySongs(all, first, 0));
+        return first;
+    }()));
+
+    // An earlier sync saw only song 1; a later one, still running, found all three unchanged and
+    // wrote nothing. The earlier one's sweep must not take 2 and 3 out of the library.
+    const qint64 earlier = runTask(database->beginSync(Kind::songs));
+    const qint64 later = runTask(database->beginSync(Kind::songs));
+    runTask(database->storeLibrarySongs({all[0]}, earlier, 0));
+    runTask(database->storeLibrarySongs(all, later, 0));
+    EXPECT_EQ(runTask(database->finishSync(Kind::songs, earlier)), 0);
+    EXPECT_EQ(titles(runTask(database->allLibrarySongs({LocalSong::SortKey::order}))), (QStringList{"One", "Two", "Three"}));
+
+    // What an abandoned sync saw no longer counts for the sweep of one that began before it.
+    EXPECT_EQ(runTask(database->finishSync(Kind::songs, later)), 0);
+    const qint64 last = runTask(database->beginSync(Kind::songs));
+    const qint64 abandoned = runTask(database->beginSync(Kind::songs));
+    runTask(database->storeLibrarySongs(all, abandoned, 0));
+    runTask(database->abandonSync(Kind::songs, abandoned));
+    runTask(database->storeLibrarySongs({all[2]}, last, 0));
+    EXPECT_EQ(runTask(database->finishSync(Kind::songs, last)), 2);
+    EXPECT_EQ(titles(runTask(database->allLibrarySongs({LocalSong::SortKey::order}))), QStringList{"Three"});
+}
+
 TEST_F(StoreTest, RemoteTracksAndInsertsJoinTheLibrary)
 {
     service.library.songs = {makeSong("1", "Old", "Band", "Record")};

@@ -62,19 +62,23 @@ public:
 
     // A full listing is mirrored with mark and sweep: beginSync() hands out a new generation, each
     // stored batch marks its rows with it (one transaction per batch), and finishSync() removes
-    // the rows no batch of that generation saw. A sync that dies between the two leaves the old
-    // rows beside the new ones; the next finished sync of that kind removes what is stale.
+    // the rows no batch of that generation saw. A library song found unchanged is not rewritten:
+    // the store remembers in memory that the sync saw it. A sync that dies between the two
+    // leaves the old rows beside the new ones; the next finished sync of that kind removes what
+    // is stale. A sync into an empty table builds the table's indexes once, in finishSync().
     enum class LibraryKind { playlists, albums, artists, songs };
     QCoro::Task<qint64> beginSync(LibraryKind kind);
     QCoro::Task<void> storePlaylists(QList<Playlist> playlists, qint64 generation);
     QCoro::Task<void> storeAlbums(QList<Album> albums, qint64 generation);
     QCoro::Task<void> storeArtists(QList<Artist> artists, qint64 generation);
     // Library songs in the service's order; firstPosition is the library order of the first one.
+    // The songs are cleaned and keyed on a pool thread before the store's thread writes them.
     QCoro::Task<void> storeLibrarySongs(QList<Song> songs, qint64 generation, int firstPosition);
     // Returns how many rows were removed.
     QCoro::Task<int> finishSync(LibraryKind kind, qint64 generation);
     // Ends a sync that stops before finishSync(): makes again the indexes that a sync into an
-    // empty table leaves out until its end. Rows it stored stay; nothing is swept.
+    // empty table leaves out until its end, and forgets what it saw. Rows it stored stay;
+    // nothing is swept.
     QCoro::Task<void> abandonSync(LibraryKind kind, qint64 generation);
 
     // Replaces the contents of each playlist (by id) with its songs, in order, in one transaction,

@@ -336,16 +336,7 @@ TEST_F(StoreTest, CancellationStopsTheSyncAndLeavesAConsistentStore)
     EXPECT_THROW(runTask(SyncEngine(*database, service, handle.token()).syncSongs()), CancellationError);
 
     // Cancelled between pages: the pages already stored stay, nothing is swept.
-    class CancellingService : public FakeMusicService {
-    public:
-        TaskHandle handle;
-        QCoro::Task<LibraryPage<Song>> librarySongs(int offset, int limit) override
-        {
-            if (offset > 0)
-                handle.cancel();
-            return FakeMusicService::librarySongs(offset, limit);
-        }
-    } cancelling;
+    CancelAfterFirstSongPage cancelling;
     cancelling.library.songs = FakeMusicService::songs(1500, QStringLiteral("n"));
     EXPECT_THROW(runTask(SyncEngine(*database, cancelling, cancelling.handle.token()).syncSongs()), CancellationError);
     const auto songs = runTask(database->allLibrarySongs({LocalSong::SortKey::order}));

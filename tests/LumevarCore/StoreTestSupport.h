@@ -3,6 +3,7 @@
 
 #include "FakeMusicService.h"
 #include "LumevarCore/LocalDatabase.h"
+#include "Support/Task.h"
 #include "TestKit/AsyncTest.h"
 
 #include <QTemporaryDir>
@@ -17,6 +18,19 @@ inline Song makeSong(const QString &id, const QString &title, std::optional<QStr
     song.albumTitle = album;
     return song;
 }
+
+// A service that cancels its handle when asked for the second page of songs: a sync stopped
+// between pages.
+class CancelAfterFirstSongPage : public FakeMusicService {
+public:
+    TaskHandle handle;
+    QCoro::Task<LibraryPage<Song>> librarySongs(int offset, int limit) override
+    {
+        if (offset > 0)
+            handle.cancel();
+        return FakeMusicService::librarySongs(offset, limit);
+    }
+};
 
 class StoreTest : public ::testing::Test {
 protected:

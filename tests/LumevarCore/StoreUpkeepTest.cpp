@@ -265,16 +265,7 @@ TEST_F(StoreUpkeepTest, AFirstSyncLeavesIndexesAndSearchWorking)
 TEST_F(StoreUpkeepTest, AnInterruptedFirstSyncKeepsSearchAndIndexesAcrossReopening)
 {
     // Cancelled after its first page: 1000 of 2500 songs are stored.
-    class CancellingService : public FakeMusicService {
-    public:
-        TaskHandle handle;
-        QCoro::Task<LibraryPage<Song>> librarySongs(int offset, int limit) override
-        {
-            if (offset > 0)
-                handle.cancel();
-            return FakeMusicService::librarySongs(offset, limit);
-        }
-    } cancelling;
+    CancelAfterFirstSongPage cancelling;
     cancelling.library.songs = FakeMusicService::songs(2500, QStringLiteral("n"));
     EXPECT_THROW(runTask(SyncEngine(*database, cancelling, cancelling.handle.token()).syncSongs()), CancellationError);
     auto checkStored = [this](const char *when) {

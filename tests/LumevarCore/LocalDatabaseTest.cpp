@@ -369,20 +369,49 @@ TEST(StoreOpenTest, AFailedOpenMakesEveryCallThrow)
     EXPECT_THROW(runTask(neverOpened.allAlbums({LocalAlbum::SortKey::title})), StoreError);
 }
 
-TEST(StoreOpenTest, ReopeningKeepsTheContentAndTheSchemaVersion)
+TEST(StoreOpenTest, ReopeningKeepsTheContentAndAnOlderStoreIsBroughtUpToDate)
 {
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("local.db"));
+    FakeMusicService service;
+    service.library.songs = {makeSong("1", "One", "Beach Bunny", "Honeymoon"), makeSong("2", "Two", "Beach Bunny", "Honeymoon"),
+                             makeSong("3", "Three", "Other", "Elsewhere")};
+    service.library.artists = {FakeMusicService::artist("r1", "Beach Bunny")};
+    service.library.albums = {FakeMusicService::album("a1", "Honeymoon", "Beach Bunny")};
     {
         LocalDatabase database(path);
         runTask(database.open());
-        FakeMusicService service;
-        service.library.songs = FakeMusicService::songs(3);
-        runTask(SyncEngine(database, service).syncSongs());
+        runTask(SyncEngine(database, service).syncAll(nullptr));
         runTask(database.close());
     }
+    // The store as the first schema left it: no fingerprints of folded names, no row digests.
+    sqlite3 *db = nullptr;
+    ASSERT_EQ(sqlite3_open(path.toUtf8().constData(), &db), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(db,
+                           "DROP INDEX songs_by_album_hash; DROP INDEX songs_by_artist_hash; DROP INDEX songs_by_album_artist_hash;"
+                           "ALTER TABLE songs DROP COLUMN album_hash; ALTER TABLE songs DROP COLUMN artist_hash;"
+                           "ALTER TABLE songs DROP COLUMN album_artist_hash; ALTER TABLE songs DROP COLUMN digest;"
+                           "PRAGMA user_version = 1;",
+                           nullptr, nullptr, nullptr),
+              SQLITE_OK)
+        << sqlite3_errmsg(db);
+    sqlite3_close(db);
+
     LocalDatabase again(path);
     runTask(again.open());
+    EXPECT_EQ(runTask(again.allLibrarySongs({LocalSong::SortKey::order})).size(), 3);
+    const LocalAlbum album = runTask(again.allAlbums({LocalAlbum::SortKey::title})).value(0);
+    const LocalArtist artist = runTask(again.allArtists({LocalArtist::SortKey::name})).value(0);
+    QStringList albumSongs, artistSongs;
+    for (const LocalSong &song : runTask(again.songs(album)))
+        albumSongs.append(song.title);
+    for (const LocalSong &song : runTask(again.songs(artist)))
+        artistSongs.append(song.title);
+    EXPECT_EQ(albumSongs, (QStringList{"One", "Two"}));
+    EXPECT_EQ(artistSongs, (QStringList{"One", "Two"}));
+    EXPECT_FALSE(runTask(again.search(QStringLiteral("thr"))).isEmpty());
+    // The next sync finds every song unchanged once the digests are back.
+    runTask(SyncEngine(again, service).syncSongs());
     EXPECT_EQ(runTask(again.allLibrarySongs({LocalSong::SortKey::order})).size(), 3);
 }
 

@@ -218,31 +218,6 @@ TEST_F(StoreUpkeepTest, UnchangedResyncShowsNothingNewAndAReorderMovesOnlyTheOrd
     expectSame(snapshot(*database), freshSnapshot(), "reorder");
 }
 
-TEST_F(StoreUpkeepTest, AFirstSyncLeavesIndexesAndSearchWorking)
-{
-    fillLibrary();
-    syncAll();
-    EXPECT_TRUE(songIndexesPresent(path()));
-    const auto blue = runTask(database->search(QStringLiteral("blu")));
-    QStringList names;
-    for (const SearchSection &section : blue)
-        for (const SearchResult &hit : section.results)
-            names.append(section.name + ":" + hit.name());
-    EXPECT_TRUE(names.contains("Albums:Blue") && names.contains("Songs:Blue Night")) << names.join(", ").toStdString();
-    EXPECT_EQ(songTitles(runTask(database->search(QStringLiteral("so")))), (QStringList{"Solo", "Sonata", "Song of Moon"}));
-    EXPECT_FALSE(runTask(database->search(QStringLiteral("ba"))).isEmpty());
-    EXPECT_FALSE(runTask(database->search(QStringLiteral("Ni"))).isEmpty());
-    EXPECT_EQ(songTitles(runTask(database->search(QStringLiteral("moon band")))), (QStringList{"Moonrise", "Song of Moon"}));
-    EXPECT_TRUE(runTask(database->hasSong(QStringLiteral("song of moon"), QStringLiteral("BAND"), QStringLiteral("blue"))));
-    EXPECT_EQ(titles(runTask(database->songs(runTask(database->allAlbums({LocalAlbum::SortKey::title})).first()))),
-              (QStringList{"Blue Night", "Moonrise", "Song of Moon"}));
-    // The triggers follow later changes.
-    service.library.songs[1].title = QStringLiteral("Starlight");
-    syncAll();
-    EXPECT_EQ(songTitles(runTask(database->search(QStringLiteral("moon band")))), (QStringList{"Song of Moon"}));
-    EXPECT_EQ(songTitles(runTask(database->search(QStringLiteral("starl")))), (QStringList{"Starlight"}));
-}
-
 TEST_F(StoreUpkeepTest, AnInterruptedFirstSyncKeepsSearchAndIndexesAcrossReopening)
 {
     // Cancelled after its first page: 1000 of 2500 songs are stored.

@@ -194,25 +194,31 @@ const std::vector<qint64> &SongRecords::sortedLibrary(SqliteConnection &db, Loca
     const bool textKey = key == LocalSong::SortKey::title || key == LocalSong::SortKey::artistName ||
                          key == LocalSong::SortKey::albumTitle || key == LocalSong::SortKey::genre;
     // Keys are copied into one buffer: a hundred thousand small allocations cost more than the sort.
+    // Their first eight bytes also sit in the row as a number, which settles most comparisons
+    // without reaching into the buffer (collation keys hold no zero bytes, so zero padding sorts
+    // a shorter key first, as memcmp does).
     struct Row {
-        bool absent;
+        quint64 prefix;
+        qint64 pk;
         qsizetype offset;
         qsizetype length;
         double number;
-        qint64 pk;
+        bool absent;
     };
     std::vector<Row> rows;
     rows.reserve(size_t(m_records.size()));
     QByteArray keys;
     SqliteQuery query = db.query(QByteArray("SELECT pk, ") + column + " FROM songs WHERE library_order IS NOT NULL");
     while (query.next()) {
-        Row row{query.isNull(1), 0, 0, 0, query.int64(0)};
+        Row row{0, query.int64(0), 0, 0, 0, query.isNull(1)};
         if (!row.absent) {
             if (textKey) {
                 const QByteArrayView key = query.bytes(1);
                 row.offset = keys.size();
                 row.length = key.size();
                 keys.append(key);
+                for (qsizetype i = 0; i < 8; ++i)
+                    row.prefix = (row.prefix << 8) | (i < key.size() ? quint8(key[i]) : 0);
             } else {
                 row.number = query.real(1);
             }
@@ -220,18 +226,21 @@ const std::vector<qint64> &SongRecords::sortedLibrary(SqliteConnection &db, Loca
         rows.push_back(row);
     }
     const char *arena = keys.constData();
-    std::sort(rows.begin(), rows.end(), [textKey, arena](const Row &a, const Row &b) {
+    auto compareText = [arena](const Row &a, const Row &b) {
+        if (a.prefix != b.prefix)
+            return a.prefix < b.prefix ? -1 : 1;
+        const qsizetype shorter = std::min(a.length, b.length);
+        if (shorter > 8) {
+            if (const int c = std::memcmp(arena + a.offset + 8, arena + b.offset + 8, size_t(shorter - 8)))
+                return c;
+        }
+        return a.length < b.length ? -1 : a.length > b.length ? 1 : 0;
+    };
+    std::sort(rows.begin(), rows.end(), [textKey, &compareText](const Row &a, const Row &b) {
         if (a.absent != b.absent)
             return a.absent;
         if (!a.absent) {
-            int c = 0;
-            if (textKey) {
-                c = std::memcmp(arena + a.offset, arena + b.offset, size_t(std::min(a.length, b.length)));
-                if (c == 0)
-                    c = a.length < b.length ? -1 : a.length > b.length ? 1 : 0;
-            } else {
-                c = a.number < b.number ? -1 : a.number > b.number ? 1 : 0;
-            }
+            const int c = textKey ? compareText(a, b) : (a.number < b.number ? -1 : a.number > b.number ? 1 : 0);
             if (c != 0)
                 return c < 0;
         }

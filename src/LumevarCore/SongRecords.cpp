@@ -57,6 +57,10 @@ QList<LocalSong> SongRecords::library(SqliteConnection &db, SortDescriptor<Local
 {
     if (m_loaded && m_listOrder == sort)
         return m_list;
+    // The kept list goes first: its block can hold the new one, and three lists of 100,000 songs
+    // (the caller's, the kept one, the new one) never stand at once.
+    m_list = {};
+    m_listOrder.reset();
     ensureLoaded(db);
     const std::vector<qint64> &sorted = sortedLibrary(db, sort.key);
     QList<LocalSong> songs;

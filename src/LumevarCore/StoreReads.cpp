@@ -76,14 +76,21 @@ LocalArtist artistFromRow(const SqliteQuery &row)
     return artist;
 }
 
+// Every row of the query as a record.
+template <typename Record>
+QList<Record> collect(SqliteQuery &query, Record (*fromRow)(const SqliteQuery &))
+{
+    QList<Record> records;
+    while (query.next())
+        records.append(fromRow(query));
+    return records;
+}
+
 QList<LocalPlaylist> allPlaylists(SqliteConnection &db, SortDescriptor<LocalPlaylist> sort)
 {
     const char *column = sort.key == LocalPlaylist::SortKey::dateAdded ? "p.added_date" : "p.name_key";
     SqliteQuery query = db.query(QByteArray("SELECT ") + playlistColumns + " FROM playlists p" + orderBy(column, sort.order));
-    QList<LocalPlaylist> playlists;
-    while (query.next())
-        playlists.append(playlistFromRow(query));
-    return playlists;
+    return collect(query, playlistFromRow);
 }
 
 QList<LocalAlbum> allAlbums(SqliteConnection &db, SortDescriptor<LocalAlbum> sort)
@@ -97,20 +104,14 @@ QList<LocalAlbum> allAlbums(SqliteConnection &db, SortDescriptor<LocalAlbum> sor
     case LocalAlbum::SortKey::dateAdded: column = "a.added_date"; break;
     }
     SqliteQuery query = db.query(QByteArray("SELECT ") + albumColumns + " FROM albums a" + orderBy(column, sort.order));
-    QList<LocalAlbum> albums;
-    while (query.next())
-        albums.append(albumFromRow(query));
-    return albums;
+    return collect(query, albumFromRow);
 }
 
 QList<LocalArtist> allArtists(SqliteConnection &db, SortDescriptor<LocalArtist> sort)
 {
     const char *column = sort.key == LocalArtist::SortKey::genre ? "r.genre_key" : "r.name_key";
     SqliteQuery query = db.query(QByteArray("SELECT ") + artistColumns + " FROM artists r" + orderBy(column, sort.order));
-    QList<LocalArtist> artists;
-    while (query.next())
-        artists.append(artistFromRow(query));
-    return artists;
+    return collect(query, artistFromRow);
 }
 
 QList<LocalSong> allLibrarySongs(SqliteConnection &db, SongRecords &records, SortDescriptor<LocalSong> sort)
@@ -184,10 +185,7 @@ QList<LocalPlaylist> playlistsWithoutContents(SqliteConnection &db)
     static const QByteArray sql = QByteArray("SELECT ") + playlistColumns +
         " FROM playlists p WHERE p.contents_synced = 0 ORDER BY p.pk";
     SqliteQuery query = db.query(sql);
-    QList<LocalPlaylist> playlists;
-    while (query.next())
-        playlists.append(playlistFromRow(query));
-    return playlists;
+    return collect(query, playlistFromRow);
 }
 
 std::optional<QDateTime> latestSongAddedDate(SqliteConnection &db)

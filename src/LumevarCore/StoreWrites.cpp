@@ -274,10 +274,8 @@ void removeOrphanSongs(StoreState &store, const QSet<qint64> &candidates)
 // Runs a statement that returns the pk of each row it touched.
 QSet<qint64> touchedRows(SqliteQuery &query)
 {
-    QSet<qint64> rows;
-    while (query.next())
-        rows.insert(query.int64(0));
-    return rows;
+    const std::vector<qint64> rows = StoreReads::rowsOf(query);
+    return QSet<qint64>(rows.begin(), rows.end());
 }
 
 // Takes the songs out of the library (playlists may still hold them).

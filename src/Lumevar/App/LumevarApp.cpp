@@ -52,6 +52,7 @@ LumevarApp::LumevarApp(Environment environment, QObject *parent) : QObject(paren
     // 5. The models, in their order.
     m_mainViewModel = std::make_unique<MainViewModel>();
     m_songsViewModel = std::make_unique<DetailSongsViewModel>(*m_mainViewModel);
+    m_searchViewModel = std::make_unique<SearchViewModel>();
     m_topLevelSongsViewModel = std::make_unique<TopLevelSongsViewModel>(*m_mainViewModel);
     m_albumsViewModel = std::make_unique<AlbumsViewModel>(*m_mainViewModel, *m_songsViewModel);
     m_playlistsViewModel = std::make_unique<PlaylistsViewModel>(*m_mainViewModel, *m_songsViewModel);
@@ -61,6 +62,12 @@ LumevarApp::LumevarApp(Environment environment, QObject *parent) : QObject(paren
 }
 
 LumevarApp::~LumevarApp() = default;
+
+SearchModels LumevarApp::searchModels()
+{
+    return SearchModels{*m_searchViewModel,      *m_mainViewModel,        *m_playlistsViewModel,  *m_albumsViewModel,
+                        *m_artistsViewModel,     *m_topLevelSongsViewModel, *m_madeForYouViewModel, *m_stationsViewModel};
+}
 
 QCoro::Task<bool> LumevarApp::authorize()
 {

@@ -5,8 +5,8 @@
 //   2. the updater (none on Linux),
 //   3. the one store, LocalDatabase::shared(), opening in the background,
 //   4. the fallback values of the stored settings,
-//   5. the models: MainViewModel, the detail songs, the Songs container, then albums, playlists,
-//      artists, Made for You and stations, each with the main model and the detail songs.
+//   5. the models: MainViewModel, the detail songs, search, the Songs container, then albums,
+//      playlists, artists, Made for You and stations, each with the main model and the detail songs.
 // The music service, the player, the clock and the defaults are the process's shared instances,
 // installed before (main.cpp, or a test).
 //
@@ -18,6 +18,8 @@
 #include "Lumevar/Library/RecommendationViewModels.h"
 #include "Lumevar/Library/SongListViewModels.h"
 #include "Lumevar/Model/MainViewModel.h"
+#include "Lumevar/Search/SearchModels.h"
+#include "Lumevar/Search/SearchViewModel.h"
 #include "Support/Observable.h"
 
 #include <QCoroTask>
@@ -57,6 +59,9 @@ public:
     ArtistsViewModel &artistsViewModel() { return *m_artistsViewModel; }
     MadeForYouViewModel &madeForYouViewModel() { return *m_madeForYouViewModel; }
     StationsViewModel &stationsViewModel() { return *m_stationsViewModel; }
+    SearchViewModel &searchViewModel() { return *m_searchViewModel; }
+    // The models the search surface searches and plays through.
+    SearchModels searchModels();
 
     // The main view's state: true after the service refused access, until "Try Again" succeeds.
     Observable<bool> _notAuthorized{false};
@@ -76,6 +81,7 @@ private:
     Updater *m_updater = nullptr;
     std::unique_ptr<MainViewModel> m_mainViewModel;
     std::unique_ptr<DetailSongsViewModel> m_songsViewModel;
+    std::unique_ptr<SearchViewModel> m_searchViewModel;
     std::unique_ptr<TopLevelSongsViewModel> m_topLevelSongsViewModel;
     std::unique_ptr<AlbumsViewModel> m_albumsViewModel;
     std::unique_ptr<PlaylistsViewModel> m_playlistsViewModel;

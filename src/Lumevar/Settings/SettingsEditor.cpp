@@ -1,0 +1,120 @@
+#include "Lumevar/Settings/SettingsEditor.h"
+
+#include "Lumevar/Model/ErrorReporting.h"
+#include "Support/Log.h"
+#include "Support/NotificationCenter.h"
+#include "Support/UserDefaults.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCall>
+#include <QCoroDBusPendingCall>
+
+namespace {
+
+UserDefaults &defaults() { return UserDefaults::standard(); }
+
+QString boolText(bool value) { return value ? QStringLiteral("true") : QStringLiteral("false"); }
+
+void announce(AppSignal signal, const QString &parameter, const QString &value)
+{
+    sendAppSignal(signal, {{parameter, value}});
+    NotificationCenter::shared().post(Notifications::reloadAppearance);
+}
+
+// The stored integer as written (also outside the cases' range), so that a write of a case over
+// an out-of-range value counts as a change.
+void setInteger(const QString &key, int value, AppSignal signal, const QString &parameter)
+{
+    const bool changed = defaults().integerValue(key) != value;
+    defaults().set(key, value);
+    if (changed)
+        announce(signal, parameter, QString::number(value));
+}
+
+void setBool(const QString &key, bool value, AppSignal signal)
+{
+    const bool changed = defaults().boolValue(key) != value;
+    defaults().set(key, value);
+    if (changed)
+        announce(signal, QStringLiteral("enabled"), boolText(value));
+}
+
+} // namespace
+
+SettingsEditor::NotificationAuthorizer SettingsEditor::desktopNotificationAuthorizer()
+{
+    return []() -> QCoro::Task<void> {
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        if (!bus.isConnected())
+            throw Error(QStringLiteral("LumevarNotificationError"), 1, QStringLiteral("No session bus"));
+        const QDBusMessage call = QDBusMessage::createMethodCall(
+            QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("/org/freedesktop/Notifications"),
+            QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("GetServerInformation"));
+        const QDBusMessage reply = co_await bus.asyncCall(call, 2000);
+        if (reply.type() == QDBusMessage::ErrorMessage)
+            throw Error(QStringLiteral("LumevarNotificationError"), 2, reply.errorName() + QStringLiteral(": ") + reply.errorMessage());
+    };
+}
+
+SettingsEditor::SettingsEditor(NotificationAuthorizer authorizer) : m_authorizer(std::move(authorizer)) {}
+
+void SettingsEditor::setArtworkSize(double size)
+{
+    const int before = int(defaults().doubleValue(AppearanceKeys::artworkSize));
+    defaults().set(AppearanceKeys::artworkSize, size);
+    if (int(size) != before)
+        announce(AppSignal::changeArtworkSize, QStringLiteral("size"), QString::number(int(size)));
+}
+
+void SettingsEditor::setFontWeight(FontWeightSetting weight)
+{
+    setInteger(AppearanceKeys::fontWeight, int(weight), AppSignal::changeFontWeight, QStringLiteral("weight"));
+}
+
+void SettingsEditor::setPadding(PaddingSetting padding)
+{
+    setInteger(AppearanceKeys::padding, int(padding), AppSignal::changePadding, QStringLiteral("padding"));
+}
+
+void SettingsEditor::setLimitTitlesToOneLine(bool on)
+{
+    setBool(AppearanceKeys::limitTitlesToOneLine, on, AppSignal::changeLimitTitlesToOneLine);
+}
+
+void SettingsEditor::setShowSubtitles(bool on) { setBool(AppearanceKeys::showSubtitles, on, AppSignal::changeShowSubtitles); }
+
+void SettingsEditor::setUseAlternatingRowColors(bool on)
+{
+    setBool(AppearanceKeys::useAlternatingRowColors, on, AppSignal::changeUseAlternatingRowColors);
+}
+
+void SettingsEditor::restoreDefaults()
+{
+    setArtworkSize(SettingsDefaults::artworkSize);
+    setFontWeight(SettingsDefaults::fontWeight);
+    setPadding(SettingsDefaults::padding);
+    setLimitTitlesToOneLine(SettingsDefaults::limitTitlesToOneLine);
+    setShowSubtitles(SettingsDefaults::showSubtitles);
+    setUseAlternatingRowColors(SettingsDefaults::useAlternatingRowColors);
+}
+
+QCoro::Task<void> SettingsEditor::setPostNotificationsWhenSongChanges(bool on)
+{
+    const QString key = AppearanceKeys::postNotificationsWhenSongChanges;
+    const bool wasOn = defaults().boolValue(key);
+    defaults().set(key, on);
+    if (!on || wasOn || !m_authorizer)
+        co_return;
+    // Copied: the editor may be gone when the answer comes.
+    const NotificationAuthorizer authorize = m_authorizer;
+    try {
+        co_await authorize();
+        sendAppSignal(AppSignal::subscribeNotifications);
+    } catch (...) {
+        const Error error = errorFromCurrentException();
+        Log::error(Log::app(), "Failed to request notification permissions: %@", error);
+        reportError(error, QStringLiteral("subscribe_notifications"));
+        defaults().set(key, false);
+    }
+}

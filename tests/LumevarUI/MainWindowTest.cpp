@@ -8,6 +8,7 @@
 #include "Lumevar/UI/MainWindow.h"
 #include "Lumevar/UI/MenuRules.h"
 #include "Lumevar/UI/SelectionList.h"
+#include "Lumevar/UI/Settings/SettingsWindow.h"
 #include "Support/UserDefaults.h"
 
 #include <QAction>
@@ -233,4 +234,32 @@ TEST_F(MainWindowTest, FirstAppearPreloadsMadeForYouOnlyOutsidePowerSaving)
     lowPower = false;
     finish(app->firstAppear());
     EXPECT_EQ(service.callCount(Op::personalRecommendations), 1);
+}
+
+TEST_F(MainWindowTest, SearchEntriesOpenTheSurfaceOnTheirSourceAndSettingsOpensOnce)
+{
+    SearchViewModel &search = app->searchViewModel();
+    for (const char *name : {"search", "searchCatalog", "searchButton", "settings"})
+        EXPECT_TRUE(action(name)->isEnabled()) << name;
+    EXPECT_EQ(action("settings")->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_Comma));
+    EXPECT_EQ(action("searchButton")->toolTip(), QStringLiteral("Search your library or the Apple Music catalog"));
+
+    action("searchCatalog")->trigger();
+    EXPECT_EQ(search.selection(), SearchPickerSelection::catalog);
+    EXPECT_TRUE(search.showsSearch());
+    EXPECT_EQ(search.generation(), 1);
+    // The toolbar button keeps the source the picker shows.
+    action("searchButton")->trigger();
+    EXPECT_EQ(search.selection(), SearchPickerSelection::catalog);
+    EXPECT_EQ(search.generation(), 2);
+    action("search")->trigger();
+    EXPECT_EQ(search.selection(), SearchPickerSelection::library);
+    EXPECT_EQ(search.generation(), 3);
+
+    action("settings")->trigger();
+    QPointer<SettingsWindow> settings = window->settingsWindow();
+    ASSERT_TRUE(settings);
+    EXPECT_TRUE(settings->isVisible());
+    action("settings")->trigger();
+    EXPECT_EQ(window->settingsWindow(), settings.data());
 }

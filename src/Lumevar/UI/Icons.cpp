@@ -28,6 +28,8 @@ const QHash<QString, IconSource> &sources()
         {QStringLiteral("checkmark.circle"), {"emblem-ok", QStyle::SP_DialogApplyButton}},
         {QStringLiteral("arrow.trianglehead.2.clockwise.rotate.90"), {"view-refresh", QStyle::SP_BrowserReload}},
         {QStringLiteral("music.note"), {"audio-x-generic", QStyle::SP_MediaVolume}},
+        {QStringLiteral("paintpalette"), {"preferences-desktop-theme", QStyle::SP_DesktopIcon}},
+        {QStringLiteral("bell.badge"), {"preferences-desktop-notification", QStyle::SP_MessageBoxInformation}},
     };
     return table;
 }

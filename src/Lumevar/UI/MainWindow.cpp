@@ -5,6 +5,7 @@
 #include "Lumevar/UI/Icons.h"
 #include "Lumevar/UI/KeyboardShortcutsWindow.h"
 #include "Lumevar/UI/PlayerReadout.h"
+#include "Lumevar/UI/Settings/SettingsWindow.h"
 #include "Lumevar/UI/SelectionList.h"
 #include "Lumevar/UI/ToastView.h"
 #include "Lumevar/UI/UnavailableView.h"
@@ -160,18 +161,21 @@ void MainWindow::buildMenus()
                 if (Updater *updater = m_app.updater())
                     updater->checkForUpdates();
             });
+    QAction *settings = addAction(appMenu, QStringLiteral("settings"), QStringLiteral("Settings…"), QKeySequence(Qt::CTRL | Qt::Key_Comma));
+    settings->setMenuRole(QAction::PreferencesRole);
+    connect(settings, &QAction::triggered, this, &MainWindow::showSettings);
     appMenu->addSeparator();
     QAction *quit = addAction(appMenu, QStringLiteral("quit"), QStringLiteral("Quit Lumevar"), QKeySequence(Qt::CTRL | Qt::Key_Q));
     quit->setMenuRole(QAction::QuitRole);
     connect(quit, &QAction::triggered, this, &MainWindow::quitRequested);
 
     QMenu *file = bar->addMenu(QStringLiteral("&File"));
-    // The search panel is not part of this window yet: its entries are shown, and disabled.
-    QAction *search = addAction(file, QStringLiteral("search"), QStringLiteral("Search"), QKeySequence(Qt::CTRL | Qt::Key_F));
-    QAction *searchCatalog = addAction(file, QStringLiteral("searchCatalog"), QStringLiteral("Search Apple Music"),
-                                       QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_F));
-    search->setEnabled(false);
-    searchCatalog->setEnabled(false);
+    // Each entry sets the source first, so that reopening on the other source searches again.
+    connect(addAction(file, QStringLiteral("search"), QStringLiteral("Search"), QKeySequence(Qt::CTRL | Qt::Key_F)),
+            &QAction::triggered, this, [this] { openSearch(SearchPickerSelection::library); });
+    connect(addAction(file, QStringLiteral("searchCatalog"), QStringLiteral("Search Apple Music"),
+                      QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_F)),
+            &QAction::triggered, this, [this] { openSearch(SearchPickerSelection::catalog); });
     connect(addAction(file, QStringLiteral("updateLibrary"), QStringLiteral("Update Library"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R)),
             &QAction::triggered, this, [this] { detach(m_model.performFullSync()); });
 
@@ -274,7 +278,8 @@ void MainWindow::buildToolbar()
     QAction *search = toolbar->addAction(Icons::symbol(QStringLiteral("magnifyingglass")), QStringLiteral("Search"));
     search->setObjectName(QStringLiteral("searchButton"));
     search->setToolTip(QStringLiteral("Search your library or the Apple Music catalog"));
-    search->setEnabled(false);
+    // The button keeps the source the picker shows.
+    connect(search, &QAction::triggered, this, [this] { m_app.searchViewModel().activate(); });
     m_actions.insert(search->objectName(), search);
 }
 
@@ -577,6 +582,25 @@ void MainWindow::focusPane(int pane)
         m_lists[pane]->setFocus(Qt::OtherFocusReason);
     if (m_model._activePane() != pane && pane <= 2 && m_model._activePane() <= 2)
         m_model._activePane.set(pane);
+}
+
+void MainWindow::openSearch(SearchPickerSelection source)
+{
+    SearchViewModel &search = m_app.searchViewModel();
+    if (search.selection() != source)
+        search.selection.set(source);
+    search.activate();
+}
+
+void MainWindow::showSettings()
+{
+    if (!m_settingsWindow) {
+        m_settingsWindow = new SettingsWindow(SettingsEditor::desktopNotificationAuthorizer(), this);
+        m_settingsWindow->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    m_settingsWindow->show();
+    m_settingsWindow->raise();
+    m_settingsWindow->activateWindow();
 }
 
 void MainWindow::playPause() { detach(m_model._isPlaying() ? m_model.pausePlayback() : m_model.resumePlayback()); }

@@ -8,6 +8,7 @@
 // Closing the window hides it: the process and playback go on, and quitting is from the menu, the
 // tray or the media controls.
 
+#include "Lumevar/Search/SearchViewModel.h"
 #include "Lumevar/UI/MenuRules.h"
 #include "Support/Observable.h"
 
@@ -26,6 +27,7 @@ class QMenu;
 class QMessageBox;
 class QToolButton;
 class SelectionList;
+class SettingsWindow;
 class ToastView;
 class UnavailableView;
 
@@ -56,6 +58,11 @@ public:
 
     // Brings the window to the front, showing it again after a close.
     void raiseWindow();
+    // "Search" and "Search Apple Music": the source, then the surface opens.
+    void openSearch(SearchPickerSelection source);
+    // The settings window, made at the first call and brought to the front.
+    void showSettings();
+    SettingsWindow *settingsWindow() const { return m_settingsWindow; }
 
 Q_SIGNALS:
     void quitRequested();
@@ -100,6 +107,7 @@ private:
     QMenu *m_sortMenu = nullptr;
     QPointer<QMessageBox> m_playErrorAlert;
     QPointer<KeyboardShortcutsWindow> m_shortcutsWindow;
+    QPointer<SettingsWindow> m_settingsWindow;
     QMetaObject::Connection m_progressConnection;
     bool m_appeared = false;
     bool m_chromeScheduled = false;

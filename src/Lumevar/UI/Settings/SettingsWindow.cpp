@@ -1,0 +1,25 @@
+#include "Lumevar/UI/Settings/SettingsWindow.h"
+
+#include "Lumevar/UI/Icons.h"
+#include "Lumevar/UI/Settings/AppearanceSettingsView.h"
+#include "Lumevar/UI/Settings/NotificationsSettingsView.h"
+
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+SettingsWindow::SettingsWindow(SettingsEditor::NotificationAuthorizer authorizer, QWidget *parent)
+    : QWidget(parent, Qt::Window), m_editor(std::move(authorizer)), m_tabs(new QTabWidget(this)),
+      m_appearance(new AppearanceSettingsView(m_editor, m_tabs)), m_notifications(new NotificationsSettingsView(m_editor, m_tabs))
+{
+    setObjectName(QStringLiteral("settings"));
+    setWindowTitle(QStringLiteral("Settings"));
+    m_tabs->setDocumentMode(true);
+    m_tabs->addTab(m_appearance, Icons::symbol(QStringLiteral("paintpalette")), QStringLiteral("Appearance"));
+    m_tabs->addTab(m_notifications, Icons::symbol(QStringLiteral("bell.badge")), QStringLiteral("Notifications"));
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 8, 0, 0);
+    layout->addWidget(m_tabs);
+    setFixedSize(sizeHint().expandedTo(QSize(420, 0)));
+}
+
+SettingsWindow::~SettingsWindow() = default;

@@ -1,0 +1,176 @@
+// The settings window offscreen: its tabs, controls and words; each change stored, signalled and
+// announced once, and read back by a fresh reader of the settings file; the quiet cases (a slider
+// move inside one step, Restore Defaults at the defaults); the notification switch's permission.
+
+#include "ModelTestFixture.h"
+
+#include "Lumevar/App/LumevarApp.h"
+#include "Lumevar/UI/Settings/AppearanceSettingsView.h"
+#include "Lumevar/UI/Settings/NotificationsSettingsView.h"
+#include "Lumevar/UI/Settings/SettingsWindow.h"
+#include "Support/NotificationCenter.h"
+#include "Support/UserDefaults.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QPushButton>
+#include <QSlider>
+#include <QTabWidget>
+#include <QTest>
+
+class SettingsWindowTest : public ModelTest {
+protected:
+    SettingsWindowTest()
+    {
+        UserDefaults::standard().registerDefaults(LumevarApp::registeredDefaults());
+        reloadToken = NotificationCenter::shared().addObserver(Notifications::reloadAppearance, [this] { ++reloads; });
+        window = std::make_unique<SettingsWindow>([this]() -> QCoro::Task<void> {
+            ++permissionRequests;
+            if (refusePermission)
+                throw Error(QStringLiteral("LumevarNotificationError"), 1, QStringLiteral("no notification service"));
+            co_return;
+        });
+        window->show();
+    }
+
+    AppearanceSettingsView &appearance() { return *window->appearance(); }
+    QStringList signalNames() const
+    {
+        QStringList names;
+        for (const RecordingTelemetry::Sent &sent : telemetry.signals_)
+            names.append(sent.name);
+        return names;
+    }
+    // What a new process reads from the settings file.
+    static QVariant storedAfterRestart(const QString &key)
+    {
+        UserDefaults::standard().synchronize();
+        UserDefaults fresh;
+        return fresh.object(key);
+    }
+
+    int reloads = 0;
+    int permissionRequests = 0;
+    bool refusePermission = false;
+    NotificationToken reloadToken;
+    std::unique_ptr<SettingsWindow> window;
+};
+
+TEST_F(SettingsWindowTest, TwoTabsShowEveryControlWithItsWordsAndTheDefaults)
+{
+    ASSERT_EQ(window->tabs()->count(), 2);
+    EXPECT_EQ(window->tabs()->tabText(0), QStringLiteral("Appearance"));
+    EXPECT_EQ(window->tabs()->tabText(1), QStringLiteral("Notifications"));
+    QStringList weights;
+    for (int i = 0; i < appearance().fontWeightPicker()->count(); ++i)
+        weights.append(appearance().fontWeightPicker()->itemText(i));
+    EXPECT_EQ(weights, (QStringList{QStringLiteral("Regular"), QStringLiteral("Medium"), QStringLiteral("Semibold"), QStringLiteral("Bold")}));
+    EXPECT_EQ(appearance().paddingPicker()->count(), 3);
+    EXPECT_EQ(appearance().paddingPicker()->itemText(0), QStringLiteral("Small"));
+    EXPECT_EQ(appearance().artworkSizeSlider()->minimum(), 22);
+    EXPECT_EQ(appearance().artworkSizeSlider()->maximum(), 32);
+    EXPECT_EQ(appearance().limitTitlesToggle()->text(), QStringLiteral("Limit Titles to One Line"));
+    EXPECT_EQ(appearance().showSubtitlesToggle()->text(), QStringLiteral("Show Subtitles"));
+    EXPECT_EQ(appearance().alternatingRowsToggle()->text(), QStringLiteral("Use Alternating Row Colors"));
+    EXPECT_EQ(appearance().restoreDefaultsButton()->text(), QStringLiteral("Restore Defaults"));
+    EXPECT_EQ(window->notifications()->notificationToggle()->text(), QStringLiteral("Display Notification When Song Starts Playing"));
+
+    EXPECT_EQ(appearance().fontWeightPicker()->currentText(), QStringLiteral("Semibold"));
+    EXPECT_EQ(appearance().paddingPicker()->currentText(), QStringLiteral("Large"));
+    EXPECT_EQ(appearance().artworkSizeSlider()->value(), 32);
+    EXPECT_FALSE(appearance().limitTitlesToggle()->isChecked());
+    EXPECT_TRUE(appearance().showSubtitlesToggle()->isChecked());
+    EXPECT_FALSE(appearance().alternatingRowsToggle()->isChecked());
+    EXPECT_FALSE(window->notifications()->notificationToggle()->isChecked());
+    // Nothing was sent by showing the stored values.
+    EXPECT_TRUE(telemetry.signals_.isEmpty());
+    EXPECT_EQ(reloads, 0);
+}
+
+TEST_F(SettingsWindowTest, EachChangeSignalsAnnouncesAndSurvivesARestart)
+{
+    appearance().fontWeightPicker()->setCurrentIndex(3);
+    appearance().paddingPicker()->setCurrentIndex(0);
+    appearance().artworkSizeSlider()->setValue(24);
+    QTest::mouseClick(appearance().limitTitlesToggle(), Qt::LeftButton);
+    QTest::mouseClick(appearance().showSubtitlesToggle(), Qt::LeftButton);
+    QTest::mouseClick(appearance().alternatingRowsToggle(), Qt::LeftButton);
+
+    EXPECT_EQ(signalNames(), (QStringList{QStringLiteral("change_font_weight"), QStringLiteral("change_padding"),
+                                          QStringLiteral("change_artwork_size"), QStringLiteral("change_limit_titles_to_one_line"),
+                                          QStringLiteral("change_show_subtitles"), QStringLiteral("change_use_alternating_row_colors")}));
+    const QList<SignalParameters> parameters = {
+        {{QStringLiteral("weight"), QStringLiteral("3")}},      {{QStringLiteral("padding"), QStringLiteral("0")}},
+        {{QStringLiteral("size"), QStringLiteral("24")}},       {{QStringLiteral("enabled"), QStringLiteral("true")}},
+        {{QStringLiteral("enabled"), QStringLiteral("false")}}, {{QStringLiteral("enabled"), QStringLiteral("true")}},
+    };
+    for (int i = 0; i < parameters.size(); ++i)
+        EXPECT_EQ(telemetry.signals_[i].parameters, parameters[i]) << i;
+    EXPECT_EQ(reloads, 6);
+
+    EXPECT_EQ(storedAfterRestart(AppearanceKeys::fontWeight).toInt(), 3);
+    EXPECT_EQ(storedAfterRestart(AppearanceKeys::padding).toInt(), 0);
+    EXPECT_EQ(storedAfterRestart(AppearanceKeys::artworkSize).toDouble(), 24.0);
+    EXPECT_EQ(storedAfterRestart(AppearanceKeys::limitTitlesToOneLine).toString(), QStringLiteral("true"));
+    EXPECT_EQ(storedAfterRestart(AppearanceKeys::showSubtitles).toString(), QStringLiteral("false"));
+    EXPECT_EQ(storedAfterRestart(AppearanceKeys::useAlternatingRowColors).toString(), QStringLiteral("true"));
+    EXPECT_EQ(AppearanceSettings::fontWeight(), FontWeightSetting::bold);
+    EXPECT_EQ(AppearanceSettings::padding(), PaddingSetting::small);
+    EXPECT_EQ(AppearanceSettings::artworkSize(), 24);
+
+    // A window opened later shows what is stored.
+    SettingsWindow reopened([]() -> QCoro::Task<void> { co_return; });
+    EXPECT_EQ(reopened.appearance()->fontWeightPicker()->currentText(), QStringLiteral("Bold"));
+    EXPECT_EQ(reopened.appearance()->artworkSizeSlider()->value(), 24);
+    EXPECT_FALSE(reopened.appearance()->showSubtitlesToggle()->isChecked());
+}
+
+TEST_F(SettingsWindowTest, RestoreDefaultsSignalsOnlyWhatDifferedAndSmallMovesStayQuiet)
+{
+    QTest::mouseClick(appearance().restoreDefaultsButton(), Qt::LeftButton);
+    EXPECT_TRUE(telemetry.signals_.isEmpty());
+    EXPECT_EQ(reloads, 0);
+
+    SettingsEditor editor({});
+    // Inside one whole step: stored, but nothing sent.
+    editor.setArtworkSize(32.6);
+    EXPECT_TRUE(telemetry.signals_.isEmpty());
+    EXPECT_EQ(UserDefaults::standard().doubleValue(AppearanceKeys::artworkSize), 32.6);
+
+    // An out-of-range weight reads as semibold, yet writing semibold over it is a change.
+    UserDefaults::standard().set(AppearanceKeys::fontWeight, 7);
+    EXPECT_EQ(AppearanceSettings::fontWeight(), FontWeightSetting::semibold);
+    appearance().paddingPicker()->setCurrentIndex(1);
+    QTest::mouseClick(appearance().alternatingRowsToggle(), Qt::LeftButton);
+    telemetry.signals_.clear();
+    reloads = 0;
+    QTest::mouseClick(appearance().restoreDefaultsButton(), Qt::LeftButton);
+    EXPECT_EQ(signalNames(), (QStringList{QStringLiteral("change_font_weight"), QStringLiteral("change_padding"),
+                                          QStringLiteral("change_use_alternating_row_colors")}));
+    EXPECT_EQ(reloads, 3);
+    EXPECT_EQ(appearance().paddingPicker()->currentText(), QStringLiteral("Large"));
+    EXPECT_FALSE(appearance().alternatingRowsToggle()->isChecked());
+}
+
+TEST_F(SettingsWindowTest, NotificationSwitchAsksOnlyWhenTurnedOnAndGoesOffWhenAskingFails)
+{
+    QCheckBox *toggle = window->notifications()->notificationToggle();
+    QTest::mouseClick(toggle, Qt::LeftButton);
+    ASSERT_TRUE(spinUntil([&] { return !telemetry.signals_.isEmpty(); }));
+    EXPECT_EQ(permissionRequests, 1);
+    EXPECT_EQ(signalNames(), QStringList{QStringLiteral("subscribe_notifications")});
+    EXPECT_TRUE(AppearanceSettings::postNotificationsWhenSongChanges());
+    EXPECT_EQ(reloads, 0);
+
+    QTest::mouseClick(toggle, Qt::LeftButton);
+    EXPECT_FALSE(AppearanceSettings::postNotificationsWhenSongChanges());
+    EXPECT_EQ(permissionRequests, 1);
+
+    refusePermission = true;
+    QTest::mouseClick(toggle, Qt::LeftButton);
+    ASSERT_TRUE(spinUntil([&] { return !telemetry.errors.isEmpty(); }));
+    EXPECT_EQ(telemetry.errors.last().name, QStringLiteral("error_subscribe_notifications"));
+    EXPECT_FALSE(AppearanceSettings::postNotificationsWhenSongChanges());
+    ASSERT_TRUE(spinUntil([&] { return !toggle->isChecked(); }));
+    EXPECT_EQ(signalNames(), QStringList{QStringLiteral("subscribe_notifications")});
+}

@@ -92,9 +92,9 @@ TEST_F(SettingsWindowTest, EachChangeSignalsAnnouncesAndSurvivesARestart)
     appearance().fontWeightPicker()->setCurrentIndex(3);
     appearance().paddingPicker()->setCurrentIndex(0);
     appearance().artworkSizeSlider()->setValue(24);
-    QTest::mouseClick(appearance().limitTitlesToggle(), Qt::LeftButton);
-    QTest::mouseClick(appearance().showSubtitlesToggle(), Qt::LeftButton);
-    QTest::mouseClick(appearance().alternatingRowsToggle(), Qt::LeftButton);
+    appearance().limitTitlesToggle()->click();
+    appearance().showSubtitlesToggle()->click();
+    appearance().alternatingRowsToggle()->click();
 
     EXPECT_EQ(signalNames(), (QStringList{QStringLiteral("change_font_weight"), QStringLiteral("change_padding"),
                                           QStringLiteral("change_artwork_size"), QStringLiteral("change_limit_titles_to_one_line"),
@@ -131,7 +131,7 @@ TEST_F(SettingsWindowTest, RestoreDefaultsSignalsOnlyWhatDifferedAndSmallMovesSt
     EXPECT_TRUE(telemetry.signals_.isEmpty());
     EXPECT_EQ(reloads, 0);
 
-    SettingsEditor editor({});
+    SettingsEditor editor{SettingsEditor::NotificationAuthorizer{}};
     // Inside one whole step: stored, but nothing sent.
     editor.setArtworkSize(32.6);
     EXPECT_TRUE(telemetry.signals_.isEmpty());
@@ -141,7 +141,7 @@ TEST_F(SettingsWindowTest, RestoreDefaultsSignalsOnlyWhatDifferedAndSmallMovesSt
     UserDefaults::standard().set(AppearanceKeys::fontWeight, 7);
     EXPECT_EQ(AppearanceSettings::fontWeight(), FontWeightSetting::semibold);
     appearance().paddingPicker()->setCurrentIndex(1);
-    QTest::mouseClick(appearance().alternatingRowsToggle(), Qt::LeftButton);
+    appearance().alternatingRowsToggle()->click();
     telemetry.signals_.clear();
     reloads = 0;
     QTest::mouseClick(appearance().restoreDefaultsButton(), Qt::LeftButton);
@@ -155,19 +155,19 @@ TEST_F(SettingsWindowTest, RestoreDefaultsSignalsOnlyWhatDifferedAndSmallMovesSt
 TEST_F(SettingsWindowTest, NotificationSwitchAsksOnlyWhenTurnedOnAndGoesOffWhenAskingFails)
 {
     QCheckBox *toggle = window->notifications()->notificationToggle();
-    QTest::mouseClick(toggle, Qt::LeftButton);
+    toggle->click();
     ASSERT_TRUE(spinUntil([&] { return !telemetry.signals_.isEmpty(); }));
     EXPECT_EQ(permissionRequests, 1);
     EXPECT_EQ(signalNames(), QStringList{QStringLiteral("subscribe_notifications")});
     EXPECT_TRUE(AppearanceSettings::postNotificationsWhenSongChanges());
     EXPECT_EQ(reloads, 0);
 
-    QTest::mouseClick(toggle, Qt::LeftButton);
+    toggle->click();
     EXPECT_FALSE(AppearanceSettings::postNotificationsWhenSongChanges());
     EXPECT_EQ(permissionRequests, 1);
 
     refusePermission = true;
-    QTest::mouseClick(toggle, Qt::LeftButton);
+    toggle->click();
     ASSERT_TRUE(spinUntil([&] { return !telemetry.errors.isEmpty(); }));
     EXPECT_EQ(telemetry.errors.last().name, QStringLiteral("error_subscribe_notifications"));
     EXPECT_FALSE(AppearanceSettings::postNotificationsWhenSongChanges());

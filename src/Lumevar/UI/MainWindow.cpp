@@ -4,7 +4,11 @@
 #include "Lumevar/App/Updater.h"
 #include "Lumevar/UI/Icons.h"
 #include "Lumevar/UI/KeyboardShortcutsWindow.h"
-#include "Lumevar/UI/PlayerReadout.h"
+#include "Lumevar/UI/Panels/FloatingPanel.h"
+#include "Lumevar/UI/Panels/PanelFrames.h"
+#include "Lumevar/UI/Panels/SearchWindowController.h"
+#include "Lumevar/UI/Player/PlayerView.h"
+#include "Lumevar/UI/Search/SearchView.h"
 #include "Lumevar/UI/Settings/SettingsWindow.h"
 #include "Lumevar/UI/SelectionList.h"
 #include "Lumevar/UI/ToastView.h"
@@ -127,6 +131,7 @@ MainWindow::MainWindow(LumevarApp &app, QWidget *parent) : QMainWindow(parent), 
     buildMenus();
     buildToolbar();
     buildCentre();
+    buildSearchPanel();
     observeModel();
     refreshRootList();
     refreshContainerList();
@@ -350,10 +355,29 @@ void MainWindow::buildCentre()
     grid->addWidget(m_addToast, 0, 0, Qt::AlignCenter);
     grid->addWidget(m_syncToast, 0, 0, Qt::AlignCenter);
 
-    m_readout = new PlayerReadout(m_model, centre);
-    m_readout->setObjectName(QStringLiteral("playerReadout"));
-    grid->addWidget(m_readout, 1, 0);
+    // The player bar floats over the bottom of the window; this row keeps the lists' last rows clear of it.
+    grid->setRowMinimumHeight(1, int(PanelFrames::playerHeight) - int(PanelFrames::panelInset));
     setCentralWidget(centre);
+
+    m_playerView = new PlayerView(m_model);
+    m_playerPanel = new FloatingPanel(m_playerView, FloatingPanel::Material::bar, &PanelFrames::playerFrame, this);
+    m_playerPanel->setObjectName(QStringLiteral("playerPanel"));
+}
+
+void MainWindow::buildSearchPanel()
+{
+    SearchViewModel &search = m_app.searchViewModel();
+    m_searchView = new SearchView(m_app.searchModels());
+    m_searchController = new SearchWindowController(m_searchView, this);
+    m_searchController->onClose = [&search] { search.close(); };
+    m_searchView->onResize = [controller = m_searchController](double height) { controller->onResize(height); };
+    // The surface and a click elsewhere both ask to close; the flag is cleared on the next turn,
+    // once, so that a close during the surface's own key handling never pulls it from under it.
+    m_searchView->onClose = [this, &search] {
+        QMetaObject::invokeMethod(this, [&search] { search.close(); }, Qt::QueuedConnection);
+    };
+    m_searchController->setVisible(search.showsSearch());
+    m_tokens.push_back(observeChanges(search.showsSearch, [this](bool, bool shows) { m_searchController->setVisible(shows); }));
 }
 
 void MainWindow::observeModel()
@@ -602,6 +626,8 @@ void MainWindow::showSettings()
     m_settingsWindow->raise();
     m_settingsWindow->activateWindow();
 }
+
+SettingsWindow *MainWindow::settingsWindow() const { return m_settingsWindow; }
 
 void MainWindow::playPause() { detach(m_model._isPlaying() ? m_model.pausePlayback() : m_model.resumePlayback()); }
 

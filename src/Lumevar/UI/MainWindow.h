@@ -1,7 +1,7 @@
 #pragma once
 // The main window ("main"): menus, toolbar, the library as three plain lists side by side (root
-// containers, the selected container, the songs of the selected collection), a one-line player
-// readout, and the overlays (toasts, the unavailable screen, the play-error alert). Everything it
+// containers, the selected container, the songs of the selected collection), the floating player
+// bar, and the overlays (toasts, the unavailable screen, the play-error alert). Everything it
 // shows is read from the models and every user action goes to them; it holds no state of its own
 // beyond the widgets.
 //
@@ -20,12 +20,15 @@
 class LumevarApp;
 class MainViewModel;
 class KeyboardShortcutsWindow;
-class PlayerReadout;
+class FloatingPanel;
+class PlayerView;
 class QActionGroup;
 class QLabel;
 class QMenu;
 class QMessageBox;
 class QToolButton;
+class SearchView;
+class SearchWindowController;
 class SelectionList;
 class SettingsWindow;
 class ToastView;
@@ -53,6 +56,8 @@ public:
     // The overlay on top now: "Added to Library", "Syncing Library", "Welcome to Lumevar" or empty.
     QString visibleOverlay() const;
     QString toolbarTitle() const;
+    PlayerView *playerView() const { return m_playerView; }
+    FloatingPanel *playerPanel() const { return m_playerPanel; }
     // Re-reads every enable rule and title from the model (also run on each model change).
     void refreshChrome();
 
@@ -62,7 +67,9 @@ public:
     void openSearch(SearchPickerSelection source);
     // The settings window, made at the first call and brought to the front.
     void showSettings();
-    SettingsWindow *settingsWindow() const { return m_settingsWindow; }
+    SettingsWindow *settingsWindow() const;
+    SearchView *searchView() const { return m_searchView; }
+    SearchWindowController *searchController() const { return m_searchController; }
 
 Q_SIGNALS:
     void quitRequested();
@@ -76,6 +83,7 @@ private:
     void buildMenus();
     void buildToolbar();
     void buildCentre();
+    void buildSearchPanel();
     void observeModel();
     void scheduleChrome();
     void refreshRootList();
@@ -98,7 +106,8 @@ private:
     QActionGroup *m_repeatGroup = nullptr;
     SelectionList *m_lists[3] = {};
     QWidget *m_listsArea = nullptr;
-    PlayerReadout *m_readout = nullptr;
+    FloatingPanel *m_playerPanel = nullptr;
+    PlayerView *m_playerView = nullptr;
     ToastView *m_addToast = nullptr;
     ToastView *m_syncToast = nullptr;
     UnavailableView *m_unavailable = nullptr;
@@ -108,6 +117,8 @@ private:
     QPointer<QMessageBox> m_playErrorAlert;
     QPointer<KeyboardShortcutsWindow> m_shortcutsWindow;
     QPointer<SettingsWindow> m_settingsWindow;
+    SearchView *m_searchView = nullptr;
+    SearchWindowController *m_searchController = nullptr;
     QMetaObject::Connection m_progressConnection;
     bool m_appeared = false;
     bool m_chromeScheduled = false;

@@ -1,10 +1,12 @@
 #pragma once
-// Artwork of the search rows: an image already at hand is drawn at once; a missing one is
-// loaded once in the background and imageArrived() asks the list to repaint.
+// Artwork of the search rows through the artwork cache: a thumbnail already in memory is drawn
+// at once; a missing one is asked for once (from its file or its URL) in the background, and
+// imageArrived() asks the list to repaint. A failed load logs its line and shows the placeholder;
+// it is not asked again while the surface lives.
 
 #include "LumevarCore/SearchResult.h"
 
-#include <QHash>
+#include <QCoroTask>
 #include <QImage>
 #include <QObject>
 #include <QSet>
@@ -14,13 +16,14 @@ class SearchArtworkSource : public QObject {
 public:
     using QObject::QObject;
 
-    // The thumbnail for the result when it is at hand, else a null image (and a load starts).
+    // The thumbnail for the result when memory has it, else a null image (and a load starts).
     QImage image(const SearchResult &result);
 
 Q_SIGNALS:
     void imageArrived();
 
 private:
-    QHash<QString, QImage> m_images;
-    QSet<QString> m_requested;
+    QCoro::Task<void> load(std::optional<QUrl> url, QString id);
+
+    QSet<QString> m_asked;
 };

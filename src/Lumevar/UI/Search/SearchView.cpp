@@ -62,6 +62,8 @@ SearchView::SearchView(SearchModels models, QWidget *parent) : QWidget(parent), 
     m_field->setFont(title);
     m_field->setStyleSheet(QStringLiteral("QLineEdit { background: transparent; }"));
     m_field->installEventFilter(this);
+    // The panel gives the surface the keys; they go to the field.
+    setFocusProxy(m_field);
     rowLayout->addWidget(m_field, 1, Qt::AlignVCenter);
 
     m_picker = new SearchPicker(m_models.searchViewModel, this);

@@ -1,7 +1,7 @@
 #pragma once
-// The main window ("main"): menus, toolbar, the library as three plain lists side by side (root
-// containers, the selected container, the songs of the selected collection), a one-line player
-// readout, and the overlays (toasts, the unavailable screen, the play-error alert). Everything it
+// The main window ("main"): menus, toolbar, the library as the pane navigator (a strip of one to
+// three lists: root containers, the selected container, the songs of the selected collection), a
+// one-line player readout, and the overlays (toasts, the unavailable screen, the play-error alert). Everything it
 // shows is read from the models and every user action goes to them; it holds no state of its own
 // beyond the widgets.
 //
@@ -25,7 +25,7 @@ class QLabel;
 class QMenu;
 class QMessageBox;
 class QToolButton;
-class SelectionList;
+class PaneController;
 class ToastView;
 class UnavailableView;
 
@@ -45,9 +45,7 @@ public:
 
     // An entry of the menus by its object name ("playPause", "back", "addToLibrary", …).
     QAction *action(const QString &name) const;
-    SelectionList *rootList() const { return m_lists[0]; }
-    SelectionList *containerList() const { return m_lists[1]; }
-    SelectionList *detailList() const { return m_lists[2]; }
+    PaneController *paneController() const { return m_panes; }
     // The overlay on top now: "Added to Library", "Syncing Library", "Welcome to Lumevar" or empty.
     QString visibleOverlay() const;
     QString toolbarTitle() const;
@@ -71,17 +69,9 @@ private:
     void buildCentre();
     void observeModel();
     void scheduleChrome();
-    void refreshRootList();
-    void refreshContainerList();
-    void refreshDetailList();
     void refreshOverlays();
     void refreshPlayError();
     void rebuildSortMenu();
-    void loadSelectedContainer(bool sync);
-    void selectContainer(const QString &id);
-    void selectInContainer(const QString &id);
-    void activateInContainer(const QString &id);
-    void focusPane(int pane);
     void playPause();
     QAction *addAction(QMenu *menu, const QString &name, const QString &text, const QKeySequence &key = {});
 
@@ -89,8 +79,8 @@ private:
     MainViewModel &m_model;
     QHash<QString, QAction *> m_actions;
     QActionGroup *m_repeatGroup = nullptr;
-    SelectionList *m_lists[3] = {};
-    QWidget *m_listsArea = nullptr;
+    PaneController *m_panes = nullptr;
+    QWidget *m_listsArea = nullptr; // the strip of panes
     PlayerReadout *m_readout = nullptr;
     ToastView *m_addToast = nullptr;
     ToastView *m_syncToast = nullptr;

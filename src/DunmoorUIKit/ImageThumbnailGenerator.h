@@ -1,0 +1,29 @@
+#pragma once
+// Thumbnails with an edge limit: the image is decoded straight to at most maxPixelSize pixels on its
+// longer side (keeping its aspect ratio and honouring the file's orientation), so a huge source is
+// never held at full size. Stateless and safe on any thread.
+
+#include "Support/Error.h"
+
+#include <QImage>
+
+class QByteArray;
+class QIODevice;
+class QString;
+class QUrl;
+
+class ImageThumbnailGeneratorError : public Error {
+public:
+    enum Code { invalidSource = 0, thumbnailCreationFailed = 1 };
+    explicit ImageThumbnailGeneratorError(Code code, QString detail = {});
+};
+
+class ImageThumbnailGenerator {
+public:
+    // Throw ImageThumbnailGeneratorError: invalidSource when the bytes are no image this build can
+    // read, thumbnailCreationFailed when decoding fails (a damaged file).
+    static QImage createThumbnailOfImageAtURL(const QUrl &url, int maxPixelSize);
+    static QImage createThumbnailOfImageAtPath(const QString &path, int maxPixelSize);
+    static QImage createThumbnailOfImageWithSourceData(const QByteArray &data, int maxPixelSize);
+    static QImage createThumbnail(QIODevice &device, int maxPixelSize);
+};

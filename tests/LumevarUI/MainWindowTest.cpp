@@ -7,7 +7,10 @@
 #include "Lumevar/App/LumevarApp.h"
 #include "Lumevar/UI/MainWindow.h"
 #include "Lumevar/UI/MenuRules.h"
-#include "Lumevar/UI/SelectionList.h"
+#include "Lumevar/Navigator/CollectionListModel.h"
+#include "Lumevar/UI/Navigator/CollectionListView.h"
+#include "Lumevar/UI/Navigator/PaneController.h"
+#include "Lumevar/UI/Navigator/PaneScreen.h"
 #include "Lumevar/UI/Settings/SettingsWindow.h"
 #include "Support/UserDefaults.h"
 
@@ -72,7 +75,12 @@ TEST_F(MainWindowTest, WindowHasItsNameSizesAndEveryKey)
     for (const char *name : {"checkForUpdates", "shuffle", "repeatOff", "repeatAll", "repeatOne", "reportIssue", "requestFeature",
                              "sendFeedback", "resetData", "keyboardShortcuts", "help", "quit"})
         EXPECT_NE(action(name), nullptr) << name;
-    EXPECT_EQ(window->rootList()->count(), 6);
+    // Before the launch sets the path, the navigator shows no pane; then the six containers.
+    EXPECT_EQ(window->paneController()->paneCount(), 0);
+    main()._navigationPath.set({NavigationItem::root(), NavigationItem::container(ContainerKind::playlists)});
+    settle();
+    ASSERT_EQ(window->paneController()->paneCount(), 2);
+    EXPECT_EQ(window->paneController()->screen(0)->model().count(), 6);
     EXPECT_EQ(window->visibleOverlay(), QString());
 }
 
@@ -144,18 +152,22 @@ TEST_F(MainWindowTest, PlayErrorAlertClearsTheFlagWhenDismissed)
 
 TEST_F(MainWindowTest, RootListIsBoundBothWaysToTheContainerSelection)
 {
+    main()._navigationPath.set({NavigationItem::root(), NavigationItem::container(ContainerKind::playlists)});
+    settle();
+    CollectionListView *root = window->paneController()->screen(0)->view();
     main()._selectedContainerKindID.set(QStringLiteral("albums"));
     settle();
-    EXPECT_EQ(window->rootList()->selectedID(), QStringLiteral("albums"));
+    EXPECT_EQ(root->selectedRow(), 1);
 
     // A user's move selects the container and sets the path to it.
-    window->rootList()->setFocus();
-    window->rootList()->setCurrentRow(3);
+    root->setFocus();
+    QTest::keyClick(root, Qt::Key_Down);
+    QTest::keyClick(root, Qt::Key_Down);
     settle();
     EXPECT_EQ(main()._selectedContainerKindID(), QStringLiteral("songs"));
     EXPECT_EQ(main()._navigationPath(),
               (QList<NavigationItem>{NavigationItem::root(), NavigationItem::container(ContainerKind::songs)}));
-    QTest::keyClick(window->rootList(), Qt::Key_Up);
+    QTest::keyClick(root, Qt::Key_Up);
     settle();
     EXPECT_EQ(main()._selectedContainerKindID(), QStringLiteral("artists"));
 }
@@ -181,7 +193,7 @@ TEST_F(MainWindowTest, RefusedAccessShowsTheUnavailableScreenAndTryAgainStarts)
     settle();
     EXPECT_FALSE(app->_notAuthorized());
     EXPECT_EQ(main()._selectedContainerKindID(), QStringLiteral("playlists"));
-    EXPECT_EQ(window->rootList()->selectedID(), QStringLiteral("playlists"));
+    EXPECT_EQ(window->paneController()->screen(0)->view()->selectedRow(), 0);
     EXPECT_EQ(window->visibleOverlay(), QString());
 }
 

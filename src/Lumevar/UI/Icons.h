@@ -9,5 +9,8 @@
 namespace Icons {
 
 QIcon symbol(const QString &symbolName);
+// The project's own drawing of a symbol, ignoring the theme: for glyphs that are tinted, where a
+// coloured theme icon would lose its shape.
+QIcon drawnSymbol(const QString &symbolName);
 
 } // namespace Icons

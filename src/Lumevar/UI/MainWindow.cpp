@@ -4,13 +4,14 @@
 #include "Lumevar/App/Updater.h"
 #include "Lumevar/UI/Icons.h"
 #include "Lumevar/UI/KeyboardShortcutsWindow.h"
+#include "Lumevar/UI/Navigator/PaneController.h"
+#include "Lumevar/UI/Navigator/PaneStripView.h"
 #include "Lumevar/UI/Panels/FloatingPanel.h"
 #include "Lumevar/UI/Panels/PanelFrames.h"
 #include "Lumevar/UI/Panels/SearchWindowController.h"
 #include "Lumevar/UI/Player/PlayerView.h"
 #include "Lumevar/UI/Search/SearchView.h"
 #include "Lumevar/UI/Settings/SettingsWindow.h"
-#include "Lumevar/UI/SelectionList.h"
 #include "Lumevar/UI/ToastView.h"
 #include "Lumevar/UI/UnavailableView.h"
 #include "Support/Log.h"
@@ -37,60 +38,6 @@
 #endif
 
 namespace {
-
-// Runs a play request of a list and turns its failure into the play-error alert.
-QCoro::Task<void> playReportingFailure(MainViewModel &model, std::function<QCoro::Task<void>()> play)
-{
-    try {
-        co_await play();
-    } catch (const CancellationError &) {
-    } catch (...) {
-        model.reportPlayFailure(errorFromCurrentException());
-    }
-}
-
-template <typename T>
-QList<SelectionList::Row> rowsOf(const QList<T> &elements)
-{
-    QList<SelectionList::Row> rows;
-    rows.reserve(elements.size());
-    for (const T &element : elements) {
-        QString text = title(element);
-        if constexpr (std::is_same_v<T, LocalAlbum>) {
-            if (element.artistName && !element.artistName->isEmpty())
-                text += QStringLiteral(" — ") + *element.artistName;
-        }
-        rows.append({element.id, text});
-    }
-    return rows;
-}
-
-QList<SelectionList::Row> rowsOf(const QList<MusicPersonalRecommendation::Item> &items)
-{
-    QList<SelectionList::Row> rows;
-    rows.reserve(items.size());
-    for (const MusicPersonalRecommendation::Item &item : items)
-        rows.append({item.id().rawValue(), item.title()});
-    return rows;
-}
-
-std::optional<QString> rawID(const std::optional<MusicItemID> &id)
-{
-    return id ? std::optional<QString>(id->rawValue()) : std::nullopt;
-}
-
-QList<SelectionList::Row> rowsOf(const QList<SongSelection> &selections)
-{
-    QList<SelectionList::Row> rows;
-    rows.reserve(selections.size());
-    for (const SongSelection &selection : selections) {
-        QString text = selection.title();
-        if (const LocalSong *song = selection.localSong(); song && song->artistName)
-            text += QStringLiteral(" — ") + *song->artistName;
-        rows.append({selection.id(), text});
-    }
-    return rows;
-}
 
 // The sort choices of one list model: its orders, then the two directions, each one exclusive.
 template <typename Model>
@@ -133,14 +80,15 @@ MainWindow::MainWindow(LumevarApp &app, QWidget *parent) : QMainWindow(parent), 
     buildCentre();
     buildSearchPanel();
     observeModel();
-    refreshRootList();
-    refreshContainerList();
-    refreshDetailList();
     refreshOverlays();
     refreshChrome();
 }
 
-MainWindow::~MainWindow() = default;
+MainWindow::~MainWindow()
+{
+    // The panes' lists and observers go before the models and widgets they refer to.
+    delete m_panes;
+}
 
 QAction *MainWindow::addAction(QMenu *menu, const QString &name, const QString &text, const QKeySequence &key)
 {
@@ -320,31 +268,13 @@ void MainWindow::buildCentre()
     grid->setContentsMargins(0, 0, 0, 0);
     grid->setSpacing(0);
 
-    m_listsArea = new QWidget(centre);
-    auto *columns = new QHBoxLayout(m_listsArea);
-    columns->setContentsMargins(4, 4, 4, 4);
-    const char *names[] = {"rootList", "containerList", "detailList"};
-    for (int pane = 0; pane < 3; ++pane) {
-        auto *list = new SelectionList(m_listsArea);
-        list->setObjectName(QString::fromLatin1(names[pane]));
-        columns->addWidget(list, pane == 0 ? 2 : 3);
-        m_lists[pane] = list;
-        connect(list, &SelectionList::moveLeft, this, [this, pane] { focusPane(std::max(0, pane - 1)); });
-        connect(list, &SelectionList::moveRight, this, [this, pane] {
-            if (pane < 2 && m_lists[pane + 1]->count() > 0)
-                focusPane(pane + 1);
-        });
-        connect(list, &SelectionList::focused, this, [this, pane] {
-            if (m_model._activePane() != pane)
-                m_model._activePane.set(pane);
-        });
-    }
-    connect(m_lists[0], &SelectionList::selectionChanged, this, &MainWindow::selectContainer);
-    connect(m_lists[0], &SelectionList::activated, this, [this] { focusPane(1); });
-    connect(m_lists[1], &SelectionList::selectionChanged, this, &MainWindow::selectInContainer);
-    connect(m_lists[1], &SelectionList::activated, this, &MainWindow::activateInContainer);
-    connect(m_lists[2], &SelectionList::selectionChanged, this, [this](const QString &id) { m_model._selectedDetailSongID.set(id); });
-    connect(m_lists[2], &SelectionList::activated, this, [this](const QString &id) { detach(m_app.songsViewModel().playSelection(id)); });
+    m_panes = new PaneController(
+        NavigatorModels{m_model, m_app.playlistsViewModel(), m_app.albumsViewModel(), m_app.artistsViewModel(),
+                        m_app.topLevelSongsViewModel(), m_app.madeForYouViewModel(), m_app.stationsViewModel(),
+                        m_app.songsViewModel()},
+        ArtworkSource{}, this);
+    m_listsArea = m_panes->view();
+    m_listsArea->setParent(centre);
     grid->addWidget(m_listsArea, 0, 0);
 
     m_addToast = new ToastView(QStringLiteral("checkmark.circle"), QStringLiteral("Added to Library"), false, centre);
@@ -390,36 +320,13 @@ void MainWindow::observeModel()
     connect(&ApplicationMusicPlayer::shared().state(), &ApplicationMusicPlayerState::objectWillChange, this, &MainWindow::scheduleChrome,
             Qt::QueuedConnection);
 
-    m_tokens.push_back(observeChanges(m_model._selectedContainerKindID, [this] {
-        refreshRootList();
-        refreshContainerList();
-        loadSelectedContainer(true);
-        scheduleChrome();
-    }));
-    const auto container = [this] { refreshContainerList(); };
-    m_tokens.push_back(observeChanges(m_app.playlistsViewModel()._items, container));
-    m_tokens.push_back(observeChanges(m_app.albumsViewModel()._items, container));
-    m_tokens.push_back(observeChanges(m_app.artistsViewModel()._items, container));
-    observeEach(m_tokens, container, m_model._topLevelSongs, m_model._selectedPlaylistID,
-                m_model._selectedAlbumID, m_model._selectedArtistID, m_model._selectedTopLevelSongID);
-    m_tokens.push_back(observeChanges(m_app.madeForYouViewModel()._items, container));
-    m_tokens.push_back(observeChanges(m_app.stationsViewModel()._items, container));
-    m_tokens.push_back(observeChanges(m_model._selectedMadeForYouID, container));
-    m_tokens.push_back(observeChanges(m_model._selectedStationID, container));
-    // The collection models load the songs of each newly selected collection.
-    m_tokens.push_back(m_app.playlistsViewModel().observeSelection());
-    m_tokens.push_back(m_app.albumsViewModel().observeSelection());
-    m_tokens.push_back(m_app.artistsViewModel().observeSelection());
-
-    const auto detail = [this] { refreshDetailList(); };
-    observeEach(m_tokens, detail, m_model._detailSongs, m_model._selectedDetailSongID,
-                m_model._navigationPath);
+    // The lists follow their own models while their panes are in the path (the navigator).
+    m_tokens.push_back(observeChanges(m_model._selectedContainerKindID, [this] { scheduleChrome(); }));
 
     const auto overlays = [this] { refreshOverlays(); };
     observeEach(m_tokens, overlays, m_model._showAddToast, m_model._showSyncingToast, m_model._syncProgress);
     m_tokens.push_back(observeChanges(m_app._notAuthorized, overlays));
     m_tokens.push_back(observeChanges(m_model._showPlayError, [this] { refreshPlayError(); }));
-    m_tokens.push_back(observeChanges(m_model._activePane, [this](int, int pane) { focusPane(pane); }));
 }
 
 void MainWindow::scheduleChrome()
@@ -455,159 +362,6 @@ void MainWindow::refreshChrome()
 
 QString MainWindow::toolbarTitle() const { return m_title->text(); }
 
-void MainWindow::refreshRootList()
-{
-    QList<SelectionList::Row> rows;
-    for (const ContainerKind kind : ContainerKind::allCases())
-        rows.append({kind.id(), kind.title()});
-    m_lists[0]->setRows(rows, m_model._selectedContainerKindID());
-}
-
-void MainWindow::refreshContainerList()
-{
-    const std::optional<ContainerKind> kind = m_model.selectedContainerKind();
-    QList<SelectionList::Row> rows;
-    std::optional<QString> selected;
-    if (kind) {
-        switch (kind->value()) {
-        case ContainerKind::playlists:
-            rows = rowsOf(m_app.playlistsViewModel()._items());
-            selected = m_model._selectedPlaylistID();
-            break;
-        case ContainerKind::albums:
-            rows = rowsOf(m_app.albumsViewModel()._items());
-            selected = m_model._selectedAlbumID();
-            break;
-        case ContainerKind::artists:
-            rows = rowsOf(m_app.artistsViewModel()._items());
-            selected = m_model._selectedArtistID();
-            break;
-        case ContainerKind::songs:
-            rows = rowsOf(m_app.topLevelSongsViewModel().songSelections());
-            selected = m_model._selectedTopLevelSongID();
-            break;
-        case ContainerKind::madeForYou:
-            rows = rowsOf(m_app.madeForYouViewModel()._items());
-            selected = rawID(m_model._selectedMadeForYouID());
-            break;
-        case ContainerKind::stations:
-            rows = rowsOf(m_app.stationsViewModel()._items());
-            selected = rawID(m_model._selectedStationID());
-            break;
-        }
-    }
-    m_lists[1]->setRows(rows, selected);
-}
-
-void MainWindow::refreshDetailList()
-{
-    // The detail songs belong to the collection of the path's third step; without one there are none.
-    const bool shown = m_model._navigationPath().size() >= 3;
-    m_lists[2]->setRows(shown ? rowsOf(m_app.songsViewModel().songSelections()) : QList<SelectionList::Row>{},
-                        m_model._selectedDetailSongID());
-}
-
-void MainWindow::loadSelectedContainer(bool sync)
-{
-    const std::optional<ContainerKind> kind = m_model.selectedContainerKind();
-    if (!kind)
-        return;
-    switch (kind->value()) {
-    case ContainerKind::playlists:
-        detach(m_app.playlistsViewModel().load(sync));
-        break;
-    case ContainerKind::albums:
-        detach(m_app.albumsViewModel().load(sync));
-        break;
-    case ContainerKind::artists:
-        detach(m_app.artistsViewModel().load(sync));
-        break;
-    case ContainerKind::songs:
-        detach(m_app.topLevelSongsViewModel().loadSongs(sync));
-        break;
-    case ContainerKind::madeForYou:
-        detach(m_app.madeForYouViewModel().loadMadeForYou());
-        break;
-    case ContainerKind::stations:
-        detach(m_app.stationsViewModel().loadStations());
-        break;
-    }
-}
-
-void MainWindow::selectContainer(const QString &id)
-{
-    if (m_model._selectedContainerKindID() == id)
-        return;
-    const ContainerKind kind = ContainerKind::fromID(id);
-    m_model._selectedContainerKindID.set(id);
-    m_model._navigationPath.set({NavigationItem::root(), NavigationItem::container(kind)});
-}
-
-void MainWindow::selectInContainer(const QString &id)
-{
-    const std::optional<ContainerKind> kind = m_model.selectedContainerKind();
-    if (!kind)
-        return;
-    switch (kind->value()) {
-    case ContainerKind::playlists:
-        m_model._selectedPlaylistID.set(id);
-        break;
-    case ContainerKind::albums:
-        m_model._selectedAlbumID.set(id);
-        break;
-    case ContainerKind::artists:
-        m_model._selectedArtistID.set(id);
-        break;
-    case ContainerKind::songs:
-        m_model._selectedTopLevelSongID.set(id);
-        break;
-    case ContainerKind::madeForYou:
-        m_model._selectedMadeForYouID.set(MusicItemID(id));
-        break;
-    case ContainerKind::stations:
-        m_model._selectedStationID.set(MusicItemID(id));
-        break;
-    }
-}
-
-void MainWindow::activateInContainer(const QString &id)
-{
-    const std::optional<ContainerKind> kind = m_model.selectedContainerKind();
-    if (!kind)
-        return;
-    LumevarApp &app = m_app;
-    switch (kind->value()) {
-    case ContainerKind::playlists:
-        detach(playReportingFailure(m_model, [&app] { return app.playlistsViewModel().playSelected(); }));
-        break;
-    case ContainerKind::albums:
-        detach(playReportingFailure(m_model, [&app] { return app.albumsViewModel().playSelected(); }));
-        break;
-    case ContainerKind::artists:
-        detach(playReportingFailure(m_model, [&app] { return app.artistsViewModel().playSelected(); }));
-        break;
-    case ContainerKind::songs:
-        detach(playReportingFailure(m_model, [&app, id] { return app.topLevelSongsViewModel().playSelection(id); }));
-        break;
-    // The recommendation models report their own failures.
-    case ContainerKind::madeForYou:
-        detach(app.madeForYouViewModel().play(MusicItemID(id), false));
-        break;
-    case ContainerKind::stations:
-        detach(app.stationsViewModel().play(MusicItemID(id)));
-        break;
-    }
-}
-
-void MainWindow::focusPane(int pane)
-{
-    pane = std::clamp(pane, 0, 2);
-    if (!m_lists[pane]->hasFocus())
-        m_lists[pane]->setFocus(Qt::OtherFocusReason);
-    if (m_model._activePane() != pane && pane <= 2 && m_model._activePane() <= 2)
-        m_model._activePane.set(pane);
-}
-
 void MainWindow::openSearch(SearchPickerSelection source)
 {
     SearchViewModel &search = m_app.searchViewModel();
@@ -642,7 +396,7 @@ void MainWindow::refreshOverlays()
 
     // While the library syncs, the lists are dimmed and take no input.
     const bool dimmed = m_model._showSyncingToast();
-    m_listsArea->setEnabled(!dimmed);
+    m_panes->setEnabled(!dimmed);
     if (dimmed && !m_listsArea->graphicsEffect()) {
         auto *effect = new QGraphicsOpacityEffect(m_listsArea);
         effect->setOpacity(0.5);

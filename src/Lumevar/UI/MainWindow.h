@@ -1,9 +1,9 @@
 #pragma once
-// The main window ("main"): menus, toolbar, the library as three plain lists side by side (root
-// containers, the selected container, the songs of the selected collection), the floating player
-// bar, and the overlays (toasts, the unavailable screen, the play-error alert). Everything it
-// shows is read from the models and every user action goes to them; it holds no state of its own
-// beyond the widgets.
+// The main window ("main"): menus, toolbar, the library as the pane navigator (a strip of one to
+// three lists: root containers, the selected container, the songs of the selected collection), the
+// floating player bar and search panel, and the overlays (toasts, the unavailable screen, the
+// play-error alert). Everything it shows is read from the models and every user action goes to
+// them; it holds no state of its own beyond the widgets.
 //
 // Closing the window hides it: the process and playback go on, and quitting is from the menu, the
 // tray or the media controls.
@@ -27,9 +27,9 @@ class QLabel;
 class QMenu;
 class QMessageBox;
 class QToolButton;
+class PaneController;
 class SearchView;
 class SearchWindowController;
-class SelectionList;
 class SettingsWindow;
 class ToastView;
 class UnavailableView;
@@ -50,9 +50,7 @@ public:
 
     // An entry of the menus by its object name ("playPause", "back", "addToLibrary", …).
     QAction *action(const QString &name) const;
-    SelectionList *rootList() const { return m_lists[0]; }
-    SelectionList *containerList() const { return m_lists[1]; }
-    SelectionList *detailList() const { return m_lists[2]; }
+    PaneController *paneController() const { return m_panes; }
     // The overlay on top now: "Added to Library", "Syncing Library", "Welcome to Lumevar" or empty.
     QString visibleOverlay() const;
     QString toolbarTitle() const;
@@ -86,17 +84,9 @@ private:
     void buildSearchPanel();
     void observeModel();
     void scheduleChrome();
-    void refreshRootList();
-    void refreshContainerList();
-    void refreshDetailList();
     void refreshOverlays();
     void refreshPlayError();
     void rebuildSortMenu();
-    void loadSelectedContainer(bool sync);
-    void selectContainer(const QString &id);
-    void selectInContainer(const QString &id);
-    void activateInContainer(const QString &id);
-    void focusPane(int pane);
     void playPause();
     QAction *addAction(QMenu *menu, const QString &name, const QString &text, const QKeySequence &key = {});
 
@@ -104,8 +94,8 @@ private:
     MainViewModel &m_model;
     QHash<QString, QAction *> m_actions;
     QActionGroup *m_repeatGroup = nullptr;
-    SelectionList *m_lists[3] = {};
-    QWidget *m_listsArea = nullptr;
+    PaneController *m_panes = nullptr;
+    QWidget *m_listsArea = nullptr; // the strip of panes
     FloatingPanel *m_playerPanel = nullptr;
     PlayerView *m_playerView = nullptr;
     ToastView *m_addToast = nullptr;

@@ -1,0 +1,320 @@
+// The window over a library of 100,000 songs, with the real widgets offscreen and the store on
+// disk: from construction to the painted root and Songs panes, paint time per frame while the
+// Songs pane scrolls page by page and line by line, switching the container pane between Songs,
+// Albums and Artists, and resident memory after visiting every pane. Each figure comes with a
+// floor measured in the same run: what the store, Qt's painting or a bare window alone cost for
+// the same work.
+//
+//   cmake --build build/default --target UiBench && build/default/bench/UiBench
+
+#include "Common/BenchLibrary.h"
+
+#include "Lumevar/App/LumevarApp.h"
+#include "Lumevar/Navigator/CollectionListModel.h"
+#include "Lumevar/UI/MainWindow.h"
+#include "Lumevar/UI/Navigator/CollectionListView.h"
+#include "Lumevar/UI/Navigator/PaneController.h"
+#include "Lumevar/UI/Navigator/PaneScreen.h"
+#include "LumevarCore/LocalDatabase.h"
+#include "LumevarCore/SyncEngine.h"
+#include "Platform/Music/ApplicationMusicPlayer.h"
+#include "Platform/Music/MpvAudioEngine.h"
+#include "Support/Allocator.h"
+#include "Support/Clock.h"
+#include "Support/Task.h"
+#include "Support/UserDefaults.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QPainter>
+#include <QScrollBar>
+#include <QTemporaryDir>
+#include <algorithm>
+#include <clocale>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace {
+
+using namespace BenchLibrary;
+
+struct World {
+    SyntheticService service;
+    std::unique_ptr<MpvAudioEngine> engine;
+    std::unique_ptr<ApplicationMusicPlayer> player;
+    QTemporaryDir folder;
+    std::unique_ptr<LocalDatabase> store;
+};
+
+World &world()
+{
+    static World *instance = [] {
+        auto *made = new World;
+        MusicService::setShared(&made->service);
+        MpvAudioEngine::Options audio;
+        audio.audioOutput = QStringLiteral("null");
+        made->engine = std::make_unique<MpvAudioEngine>(audio);
+        made->player = std::make_unique<ApplicationMusicPlayer>(*made->engine, made->service);
+        ApplicationMusicPlayer::setShared(made->player.get());
+        made->store = std::make_unique<LocalDatabase>(made->folder.filePath(QStringLiteral("local.db")));
+        awaitVoid(made->store->open());
+        awaitVoid(SyncEngine(*made->store, made->service).syncAll(nullptr));
+        LocalDatabase::setShared(made->store.get());
+        // A launch after the first sync, with every list synced today: the panes read the store.
+        UserDefaults &defaults = UserDefaults::standard();
+        defaults.set(MainViewModel::performedFullSyncKey, true);
+        for (const char *key : {"lastSongSync", "lastAlbumSync", "lastArtistSync", "lastPlaylistSync"})
+            defaults.set(QString::fromLatin1(key), Clock::shared().now());
+        return made;
+    }();
+    return *instance;
+}
+
+LumevarApp::Environment environment()
+{
+    return LumevarApp::Environment{[]() -> QCoro::Task<bool> { co_return true; }, [] {}, world().store->path()};
+}
+
+// Turns the event loop until pred holds.
+void spin(const std::function<bool()> &pred)
+{
+    while (!pred())
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 5);
+}
+
+CollectionListView *pane(MainWindow &window, int index)
+{
+    PaneScreen *screen = window.paneController()->screen(index);
+    return screen ? screen->view() : nullptr;
+}
+
+// Shows a container in the second pane, as a selection in the root list does.
+void showContainer(MainViewModel &model, ContainerKind kind)
+{
+    model._selectedContainerKindID.set(kind.id());
+}
+
+bool showsRows(MainWindow &window, int index, int rows)
+{
+    CollectionListView *view = pane(window, index);
+    return view && view->model().count() >= rows;
+}
+
+double percentile(std::vector<double> values, double p)
+{
+    if (values.empty())
+        return 0;
+    std::sort(values.begin(), values.end());
+    return values[std::min(values.size() - 1, size_t(p * double(values.size())))];
+}
+
+struct Session {
+    std::unique_ptr<LumevarApp> app;
+    std::unique_ptr<MainWindow> window;
+
+    void open(int width = 1000)
+    {
+        app = std::make_unique<LumevarApp>(environment());
+        window = std::make_unique<MainWindow>(*app);
+        window->resize(width, 700);
+        window->show();
+        MainViewModel &model = app->mainViewModel();
+        model._navigationPath.set({NavigationItem::root(), NavigationItem::container(ContainerKind::songs)});
+        showContainer(model, ContainerKind::songs);
+        spin([this] { return showsRows(*window, 1, songCount + 2); });
+        window->repaint();
+    }
+    void close()
+    {
+        window.reset();
+        app.reset();
+    }
+};
+
+void BM_WindowToPaintedSongs(benchmark::State &state)
+{
+    World &w = world();
+    CPUCounter cpu(state);
+    for (auto _ : state) {
+        state.PauseTiming();
+        awaitVoid(w.store->close());
+        state.ResumeTiming();
+        detach(w.store->open()); // as at launch: the store opens while the window is made
+        Session session;
+        session.open();
+        state.PauseTiming();
+        session.close();
+        state.ResumeTiming();
+    }
+}
+BENCHMARK(BM_WindowToPaintedSongs)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
+
+// Floor: the store alone reopening and handing out the 100,000 songs, and a bare window painted.
+void BM_FloorStoreSongsAndBareWindow(benchmark::State &state)
+{
+    World &w = world();
+    for (auto _ : state) {
+        state.PauseTiming();
+        awaitVoid(w.store->close());
+        state.ResumeTiming();
+        awaitVoid(w.store->open());
+        benchmark::DoNotOptimize(await(w.store->allLibrarySongs({LocalSong::SortKey::title, SortOrder::forward})).size());
+        QWidget bare;
+        bare.resize(1000, 700);
+        bare.show();
+        bare.repaint();
+    }
+}
+BENCHMARK(BM_FloorStoreSongsAndBareWindow)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
+
+// Paint time of the Songs pane per frame, moving by a page (range 0) or a line (range 1).
+void BM_ScrollSongsPane(benchmark::State &state)
+{
+    Session session;
+    session.open();
+    CollectionListView *songs = pane(*session.window, 1);
+    QScrollBar *bar = songs->verticalScrollBar();
+    const int step = state.range(0) == 0 ? bar->pageStep() : bar->singleStep();
+    std::vector<double> frames;
+    QElapsedTimer timer;
+    for (auto _ : state) {
+        bar->setValue(bar->value() + step >= bar->maximum() ? 0 : bar->value() + step);
+        timer.start();
+        songs->viewport()->repaint();
+        const double ms = double(timer.nsecsElapsed()) / 1e6;
+        frames.push_back(ms);
+        state.SetIterationTime(ms / 1e3);
+    }
+    state.counters["p50_ms"] = percentile(frames, 0.5);
+    state.counters["p99_ms"] = percentile(frames, 0.99);
+    state.counters["measured_rows"] = songs->measuredRowCount();
+    session.close();
+}
+BENCHMARK(BM_ScrollSongsPane)->Arg(0)->Arg(1)->Iterations(400)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+// Floor: the same viewport filled with as many plain one-line texts by QPainter.
+void BM_FloorPaintPlainRows(benchmark::State &state)
+{
+    QWidget canvas;
+    canvas.resize(333, 700);
+    canvas.show();
+    const QList<Song> &songs = world().service.library.songs;
+    int first = 0;
+    std::vector<double> frames;
+    QElapsedTimer timer;
+    struct Painter : QObject {
+        QWidget *canvas;
+        const QList<Song> *songs;
+        int *first;
+        bool eventFilter(QObject *, QEvent *event) override
+        {
+            if (event->type() != QEvent::Paint)
+                return false;
+            QPainter painter(canvas);
+            painter.fillRect(canvas->rect(), Qt::white);
+            for (int i = 0; i < 16; ++i) {
+                const Song &song = songs->at((*first + i) % songs->size());
+                painter.drawText(QRect(44, i * 44 + 6, 270, 16), song.title);
+                painter.drawText(QRect(44, i * 44 + 22, 270, 14), song.artistName.value_or(QString()));
+            }
+            return true;
+        }
+    } painter;
+    painter.canvas = &canvas;
+    painter.songs = &songs;
+    painter.first = &first;
+    canvas.installEventFilter(&painter);
+    for (auto _ : state) {
+        first += 16;
+        timer.start();
+        canvas.repaint();
+        const double ms = double(timer.nsecsElapsed()) / 1e6;
+        frames.push_back(ms);
+        state.SetIterationTime(ms / 1e3);
+    }
+    state.counters["p50_ms"] = percentile(frames, 0.5);
+    state.counters["p99_ms"] = percentile(frames, 0.99);
+}
+BENCHMARK(BM_FloorPaintPlainRows)->Iterations(400)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+// Songs → Albums → Artists → Songs: from the root list's selection to the new pane painted.
+void BM_SwitchContainers(benchmark::State &state)
+{
+    Session session;
+    session.open();
+    MainViewModel &model = session.app->mainViewModel();
+    const ContainerKind order[] = {ContainerKind::albums, ContainerKind::artists, ContainerKind::songs};
+    const int rows[] = {albumCount, artistCount, songCount + 2};
+    int next = 0;
+    std::vector<double> switches;
+    QElapsedTimer timer;
+    for (auto _ : state) {
+        timer.start();
+        showContainer(model, order[next]);
+        const int expected = rows[next];
+        const QString id = order[next].id();
+        spin([&] {
+            CollectionListView *view = pane(*session.window, 1);
+            return view && view->objectName() != QString() && view->model().count() >= expected
+                   && session.window->paneController()->displayedNavigationPath().value(1) == NavigationItem::container(order[next]);
+        });
+        session.window->repaint();
+        const double ms = double(timer.nsecsElapsed()) / 1e6;
+        switches.push_back(ms);
+        state.SetIterationTime(ms / 1e3);
+        next = (next + 1) % 3;
+    }
+    state.counters["p50_ms"] = percentile(switches, 0.5);
+    state.counters["max_ms"] = percentile(switches, 1.0);
+    session.close();
+}
+BENCHMARK(BM_SwitchContainers)->Iterations(12)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+// Resident memory after every container and a collection of each deep one were shown.
+void BM_ResidentAfterVisitingEveryPane(benchmark::State &state)
+{
+    for (auto _ : state) {
+        Session session;
+        session.open();
+        MainViewModel &model = session.app->mainViewModel();
+        for (const ContainerKind kind : ContainerKind::allCases()) {
+            showContainer(model, kind);
+            QElapsedTimer wait;
+            wait.start();
+            spin([&] {
+                return wait.elapsed() > 3000
+                       || (session.window->paneController()->displayedNavigationPath().value(1) == NavigationItem::container(kind)
+                           && showsRows(*session.window, 1, 1)
+                           && (!(kind == ContainerKind::playlists || kind == ContainerKind::albums || kind == ContainerKind::artists)
+                               || showsRows(*session.window, 2, 1)));
+            });
+            session.window->repaint();
+        }
+        state.counters["resident_MB"] = residentMB();
+        session.close();
+    }
+}
+BENCHMARK(BM_ResidentAfterVisitingEveryPane)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    // As the application does at start-up; offscreen unless a display was asked for.
+    Allocator::keepLargeBlocksInHeap();
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QTemporaryDir settings;
+    qputenv("XDG_CONFIG_HOME", settings.path().toUtf8());
+    qputenv("XDG_DATA_HOME", settings.path().toUtf8());
+    QApplication app(argc, argv);
+    std::setlocale(LC_NUMERIC, "C");
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    world();
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

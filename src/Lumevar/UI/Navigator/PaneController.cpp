@@ -1,0 +1,117 @@
+#include "Lumevar/UI/Navigator/PaneController.h"
+
+#include "Lumevar/Model/MainViewModel.h"
+#include "Lumevar/Navigator/OrderedDifference.h"
+#include "Lumevar/Navigator/PaneStripGeometry.h"
+#include "Lumevar/UI/Navigator/CollectionListView.h"
+#include "Lumevar/UI/Navigator/PaneScreen.h"
+#include "Lumevar/UI/Navigator/PaneStripView.h"
+#include "Support/Animation.h"
+#include "Support/Clock.h"
+#include "Support/Log.h"
+
+#include <QApplication>
+#include <QPointer>
+
+PaneController::PaneController(NavigatorModels models, ArtworkSource artwork, QObject *parent)
+    : QObject(parent), m_models(models), m_artwork(std::move(artwork)), m_strip(new PaneStripView(models.main))
+{
+    beep = [] { QApplication::beep(); };
+    m_strip->navigateLeft = [this] { navigateLeft(); };
+    m_strip->navigateRight = [this] { navigateRight(); };
+    m_moveOnToken = NotificationCenter::shared().addObserver(Notifications::navigateRightOnSelection, [this] { navigateRightOnSelection(); });
+    m_pathToken = observeChanges(m_models.main._navigationPath, [self = QPointer(this)] {
+        if (!self)
+            return;
+        Log::line(Log::app(), Log::Level::debug, "Updating pods");
+        self->updatePanes();
+    });
+    updatePanes();
+}
+
+PaneController::~PaneController()
+{
+    m_pathToken.reset();
+    // The screens delete their tables; the strip goes after them if nobody took it.
+    m_screens.clear();
+    if (m_strip && !m_strip->parent())
+        delete m_strip.data();
+}
+
+PaneScreen *PaneController::screen(int pane) const
+{
+    return pane >= 0 && pane < int(m_screens.size()) ? m_screens[pane].get() : nullptr;
+}
+
+void PaneController::updatePanes()
+{
+    const QList<NavigationItem> path = m_models.main._navigationPath();
+    const auto changes = orderedDifference(m_displayedPath, path);
+    QList<PaneScreen *> appeared;
+    for (const auto &change : changes) {
+        if (change.kind == OrderedChange<NavigationItem>::removal) {
+            std::unique_ptr<PaneScreen> screen = std::move(m_screens[change.offset]);
+            m_screens.erase(m_screens.begin() + change.offset);
+            appeared.removeAll(screen.get());
+            screen->disappear();
+            m_strip->takePane(change.offset);
+        } else {
+            auto screen = ContainerScreens::make(change.element, m_models, m_artwork);
+            m_strip->insertPane(change.offset, screen->view());
+            appeared.append(screen.get());
+            m_screens.insert(m_screens.begin() + change.offset, std::move(screen));
+        }
+    }
+    m_displayedPath = path;
+    for (PaneScreen *screen : appeared)
+        screen->appear();
+    setEnabled(m_enabled);
+}
+
+void PaneController::setEnabled(bool enabled)
+{
+    m_enabled = enabled;
+    for (const auto &screen : m_screens)
+        screen->controller().setEnabled(enabled);
+}
+
+int PaneController::lastPaneIndex() const
+{
+    return PaneStripGeometry::lastPaneIndex(PaneStripGeometry::isDeepContainer(m_models.main._selectedContainerKindID()));
+}
+
+void PaneController::glide(int pane)
+{
+    runAnimationGroup(glideDuration, true, [this, pane] { m_models.main._activePane.set(pane); });
+}
+
+void PaneController::navigateLeft()
+{
+    const int active = m_models.main._activePane();
+    if (active == 0) {
+        beep();
+        return;
+    }
+    glide(active - 1);
+}
+
+void PaneController::navigateRight()
+{
+    const int active = m_models.main._activePane();
+    if (active == lastPaneIndex()) {
+        beep();
+        return;
+    }
+    glide(active + 1);
+}
+
+void PaneController::navigateRightOnSelection()
+{
+    const int active = m_models.main._activePane();
+    if (active == lastPaneIndex())
+        return;
+    if (m_strip->width() != moveOnWidth)
+        return; // wider strips show the next pane anyway
+    m_strip->layoutPanes();
+    Clock::shared().callAfter(moveOnDelay, this, [this] { glide(m_models.main._activePane() + 1); });
+}

@@ -1,0 +1,294 @@
+// The navigator in the main window, driven by real keys and clicks offscreen: the arrows glide
+// between panes and beep at the ends, Return plays the selected song, a click at the one-pane
+// width moves on, Library SnapBack brings back the selected row of another pane, and a list
+// whose pane left the path follows its model no more.
+
+#include "ModelTestFixture.h"
+
+#include "Lumevar/App/LumevarApp.h"
+#include "Lumevar/Library/CollectionViewModel.h"
+#include "Lumevar/Navigator/CollectionListModel.h"
+#include "Lumevar/UI/MainWindow.h"
+#include "Lumevar/UI/Navigator/CollectionListView.h"
+#include "Lumevar/UI/Navigator/PaneController.h"
+#include "Lumevar/UI/Navigator/PaneScreen.h"
+#include "Lumevar/UI/Navigator/PaneStripView.h"
+#include "Support/UserDefaults.h"
+
+#include <QApplication>
+#include <QTest>
+
+class NavigatorWindowTest : public ModelTest {
+protected:
+    NavigatorWindowTest()
+    {
+        LumevarApp::Environment environment;
+        environment.isLowPowerMode = []() -> QCoro::Task<bool> { co_return true; };
+        environment.terminate = [] {};
+        environment.databasePath = database->path();
+        UserDefaults::standard().set(MainViewModel::performedFullSyncKey, true);
+        app = std::make_unique<LumevarApp>(environment);
+        window = std::make_unique<MainWindow>(*app);
+        panes()->beep = [this] { ++beeps; };
+    }
+    ~NavigatorWindowTest() override
+    {
+        window.reset();
+        app.reset();
+    }
+
+    MainViewModel &main() { return app->mainViewModel(); }
+    PaneController *panes() { return window->paneController(); }
+    CollectionListView *list(int pane)
+    {
+        PaneScreen *screen = panes()->screen(pane);
+        return screen ? screen->view() : nullptr;
+    }
+    static void settle()
+    {
+        for (int i = 0; i < 6; ++i)
+            QCoreApplication::processEvents();
+    }
+    // Shows the window at the given width and launches: the Playlists container is selected.
+    void launch(int width)
+    {
+        window->resize(width, 500);
+        window->show();
+        QApplication::setActiveWindow(window.get());
+        finish(app->firstAppear());
+        settle();
+    }
+    void store(const QList<Song> &songs)
+    {
+        const qint64 generation = runTask(database->beginSync(LocalDatabase::LibraryKind::songs));
+        runTask(database->storeLibrarySongs(songs, generation, 0));
+        runTask(database->finishSync(LocalDatabase::LibraryKind::songs, generation));
+        UserDefaults::standard().set(QStringLiteral("lastSongSync"), clock.now());
+    }
+    void storeAlbums(const QList<Album> &albums)
+    {
+        const qint64 generation = runTask(database->beginSync(LocalDatabase::LibraryKind::albums));
+        runTask(database->storeAlbums(albums, generation));
+        runTask(database->finishSync(LocalDatabase::LibraryKind::albums, generation));
+        UserDefaults::standard().set(QStringLiteral("lastAlbumSync"), clock.now());
+        service.library.albums = albums;
+    }
+    void storePlaylists(const QList<Playlist> &playlists)
+    {
+        const qint64 generation = runTask(database->beginSync(LocalDatabase::LibraryKind::playlists));
+        runTask(database->storePlaylists(playlists, generation));
+        runTask(database->finishSync(LocalDatabase::LibraryKind::playlists, generation));
+        UserDefaults::standard().set(QStringLiteral("lastPlaylistSync"), clock.now());
+        service.library.playlists = playlists;
+    }
+    // Songs of an album as the service lists them: the store finds them by the album's title.
+    static QList<Song> albumSongs(int count, const QString &prefix, const QString &album)
+    {
+        QList<Song> songs = FakeMusicService::songs(count, prefix);
+        for (Song &song : songs) {
+            song.albumTitle = album;
+            song.albumArtistName = QStringLiteral("Artist");
+        }
+        return songs;
+    }
+    void click(CollectionListView *view, int row)
+    {
+        QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->rowRect(row).center() + QPoint(20, 0));
+    }
+
+    int beeps = 0;
+    std::unique_ptr<LumevarApp> app;
+    std::unique_ptr<MainWindow> window;
+};
+
+TEST_F(NavigatorWindowTest, ArrowsGlideBetweenPanesAndBeepAtTheEnds)
+{
+    storeAlbums({FakeMusicService::album(QStringLiteral("al1"), QStringLiteral("First"))});
+    launch(400);
+    ASSERT_EQ(panes()->paneCount(), 2);
+    PaneStripView *strip = panes()->view();
+    EXPECT_EQ(strip->width(), 400);
+    ASSERT_TRUE(spinUntil([&] { return list(0)->hasFocus(); }));
+
+    QTest::keyClick(list(0), Qt::Key_Left);
+    EXPECT_EQ(beeps, 1);
+    EXPECT_EQ(main()._activePane(), 0);
+
+    QTest::keyClick(list(0), Qt::Key_Right);
+    EXPECT_EQ(main()._activePane(), 1);
+    settle();
+    EXPECT_TRUE(strip->isGliding()); // the change came in a 0.3 s group: the strip glides to it
+    EXPECT_EQ(strip->targetOffset(), 400);
+    ASSERT_TRUE(spinUntil([&] { return list(1)->hasFocus(); })); // the active pane's list takes the keys
+
+    // Playlists has a third level, but no playlist is published yet: the right arrow still moves.
+    main()._selectedContainerKindID.set(QStringLiteral("songs"));
+    settle();
+    QTest::keyClick(list(1), Qt::Key_Right);
+    EXPECT_EQ(beeps, 2); // Songs ends at pane 1
+    EXPECT_EQ(main()._activePane(), 1);
+
+    main()._selectedContainerKindID.set(QStringLiteral("albums"));
+    settle();
+    QTest::keyClick(list(1), Qt::Key_Right);
+    EXPECT_EQ(main()._activePane(), 2);
+    QTest::keyClick(list(1), Qt::Key_Left);
+    EXPECT_EQ(main()._activePane(), 1);
+    // A jump made outside an animation group (in a later turn) does not glide.
+    settle();
+    main()._activePane.set(0);
+    settle();
+    EXPECT_FALSE(strip->isGliding());
+    EXPECT_EQ(strip->offset(), 0);
+}
+
+TEST_F(NavigatorWindowTest, ReturnPlaysTheSelectedSong)
+{
+    store(FakeMusicService::songs(3, QStringLiteral("lib")));
+    launch(800);
+    main()._selectedContainerKindID.set(QStringLiteral("songs"));
+    ASSERT_TRUE(spinUntil([&] { return list(1) && list(1)->model().count() == 5; })); // Play, Shuffle, 3 songs
+    CollectionListView *songs = list(1);
+    EXPECT_EQ(songs->selectedRow(), 0); // the Play row, selected by the load
+    songs->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(songs, Qt::Key_Down);
+    QTest::keyClick(songs, Qt::Key_Down);
+    QTest::keyClick(songs, Qt::Key_Down);
+    settle();
+    const QString id = songs->model().itemID(3);
+    EXPECT_EQ(main()._selectedTopLevelSongID(), id);
+    EXPECT_EQ(main()._activePane(), 1); // the keys went to the songs list, whose pane is now active
+
+    QTest::keyClick(songs, Qt::Key_Return);
+    ASSERT_TRUE(spinUntil([&] { return player.queue().currentEntry().has_value(); }));
+    EXPECT_EQ(player.queue().currentEntry()->title, songs->model().itemTitle(3));
+    EXPECT_EQ(player.queue().entries().size(), 2); // from that song on
+}
+
+TEST_F(NavigatorWindowTest, AClickMovesOnOnlyAtTheOnePaneWidth)
+{
+    storeAlbums({FakeMusicService::album(QStringLiteral("al1"), QStringLiteral("First"))});
+    launch(400);
+    click(list(0), 1); // Albums
+    settle();
+    EXPECT_EQ(main()._selectedContainerKindID(), QStringLiteral("albums"));
+    EXPECT_EQ(main()._activePane(), 0);
+    clock.advance(PaneController::moveOnDelay);
+    EXPECT_EQ(main()._activePane(), 1);
+
+    // Wider, the next pane shows anyway: a click moves nothing.
+    main()._activePane.set(0);
+    window->resize(401, 500);
+    settle();
+    click(list(0), 0);
+    settle();
+    clock.advance(1);
+    EXPECT_EQ(main()._activePane(), 0);
+    EXPECT_EQ(main()._selectedContainerKindID(), QStringLiteral("playlists"));
+}
+
+TEST_F(NavigatorWindowTest, SnapBackBringsBackThePlayingRowOfAnotherAlbum)
+{
+    storeAlbums({FakeMusicService::album(QStringLiteral("al1"), QStringLiteral("First")),
+                 FakeMusicService::album(QStringLiteral("al2"), QStringLiteral("Second"))});
+    service.albumTracks[MusicItemID(QStringLiteral("al1"))] = albumSongs(4, QStringLiteral("a"), QStringLiteral("First"));
+    service.albumTracks[MusicItemID(QStringLiteral("al2"))] = albumSongs(2, QStringLiteral("b"), QStringLiteral("Second"));
+    launch(1000);
+    main()._selectedContainerKindID.set(QStringLiteral("albums"));
+    ASSERT_TRUE(spinUntil([&] { return list(2) && list(2)->model().count() == 6; })); // al1: Play, Shuffle, 4
+    CollectionListView *detail = list(2);
+    click(detail, 4);
+    settle();
+    const QString playing = detail->model().itemID(4);
+    detail->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(detail, Qt::Key_Enter);
+    ASSERT_TRUE(spinUntil([&] { return main()._lastSavedSnapbackState().has_value() && player.queue().currentEntry(); }));
+
+    // Browse away: another album in the albums pane.
+    click(list(1), 1);
+    ASSERT_TRUE(spinUntil([&] { return list(2) && list(2)->model().count() == 4; })); // al2: Play, Shuffle, 2
+
+    window->action(QStringLiteral("snapBack"))->trigger();
+    ASSERT_TRUE(spinUntil([&] { return list(2) && list(2)->model().count() == 6; }));
+    ASSERT_TRUE(spinUntil([&] { return list(2)->selectedRow() == 4; }));
+    EXPECT_EQ(main()._selectedDetailSongID(), playing);
+    EXPECT_EQ(list(1)->selectedRow(), 0); // the first album again
+}
+
+TEST_F(NavigatorWindowTest, AListOutsideThePathFollowsNothing)
+{
+    // Playlists showing with a playlist published; the albums list was never loaded.
+    storePlaylists({FakeMusicService::playlist(QStringLiteral("p1"), QStringLiteral("Mix"))});
+    service.playlistTracks[MusicItemID(QStringLiteral("p1"))] = FakeMusicService::songs(2, QStringLiteral("p"));
+    storeAlbums({FakeMusicService::album(QStringLiteral("al1"), QStringLiteral("First"))});
+    launch(1000);
+    const NavigationItem mix = NavigationItem::songCollection(QStringLiteral("p1"), QStringLiteral("Mix"));
+    ASSERT_TRUE(spinUntil([&] { return main()._navigationPath().size() == 3; }));
+    ASSERT_EQ(main()._navigationPath().last(), mix);
+
+    // Playing an album from elsewhere (as search does) loads the albums list and selects its first
+    // album; the detail pane stays the playlist's.
+    finish(app->albumsViewModel().play(QStringLiteral("al1"), false));
+    EXPECT_EQ(main()._selectedAlbumID(), QStringLiteral("al1"));
+    settle();
+    clock.advance(1);
+    settle();
+    EXPECT_EQ(main()._navigationPath().last(), mix);
+    EXPECT_EQ(panes()->displayedNavigationPath().last(), mix);
+}
+
+namespace {
+
+QPalette darkPalette()
+{
+    QPalette palette;
+    palette.setColor(QPalette::Window, QColor(0x2b, 0x2b, 0x2d));
+    palette.setColor(QPalette::WindowText, QColor(0xec, 0xec, 0xec));
+    palette.setColor(QPalette::Base, QColor(0x1e, 0x1e, 0x20));
+    palette.setColor(QPalette::AlternateBase, QColor(0x26, 0x26, 0x28));
+    palette.setColor(QPalette::Text, QColor(0xec, 0xec, 0xec));
+    palette.setColor(QPalette::Button, QColor(0x3a, 0x3a, 0x3c));
+    palette.setColor(QPalette::ButtonText, QColor(0xec, 0xec, 0xec));
+    palette.setColor(QPalette::Mid, QColor(0x48, 0x48, 0x4a));
+    palette.setColor(QPalette::Highlight, QColor(0x0a, 0x60, 0xd0));
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+    return palette;
+}
+
+} // namespace
+
+TEST_F(NavigatorWindowTest, PanesTakeTheWidthBandsAndPaintInALightAndADarkPalette)
+{
+    storeAlbums({FakeMusicService::album(QStringLiteral("al1"), QStringLiteral("A rather long album title that wraps"))});
+    service.albumTracks[MusicItemID(QStringLiteral("al1"))] = FakeMusicService::songs(12, QStringLiteral("t"));
+    launch(1000);
+    main()._selectedContainerKindID.set(QStringLiteral("albums"));
+    ASSERT_TRUE(spinUntil([&] { return list(2) && list(2)->model().count() == 14; }));
+    main()._activePane.set(2);
+    settle();
+    const QString folder = qEnvironmentVariable("LUMEVAR_UI_SCREENSHOT_DIR");
+    const QPalette light = window->palette();
+    for (const int width : {400, 700, 1000}) {
+        window->resize(width, 560);
+        settle();
+        const int stripWidth = panes()->view()->width();
+        // Panes on screen: one up to 400 points, two up to 800, three above.
+        int shown = 0;
+        for (int pane = 0; pane < 3; ++pane)
+            shown += panes()->view()->rect().intersects(list(pane)->geometry()) ? 1 : 0;
+        EXPECT_EQ(shown, stripWidth <= 400 ? 1 : stripWidth <= 800 ? 2 : 3) << width;
+        // The active (detail) pane is always among them.
+        EXPECT_TRUE(panes()->view()->rect().contains(list(2)->geometry().center())) << width;
+        for (const bool dark : {false, true}) {
+            window->setPalette(dark ? darkPalette() : light);
+            settle();
+            const QImage image = window->grab().toImage();
+            const QPoint below = list(2)->mapTo(window.get(), QPoint(2, list(2)->height() - 4));
+            const QColor background = image.pixelColor(below * image.devicePixelRatio());
+            EXPECT_EQ(background.lightnessF() < 0.5, dark) << width << (dark ? " dark" : " light");
+            if (!folder.isEmpty())
+                image.save(QStringLiteral("%1/navigator-%2-%3.png").arg(folder).arg(width).arg(dark ? u"dark" : u"light"));
+        }
+    }
+    window->setPalette(light);
+}

@@ -5,6 +5,10 @@
 // floor measured in the same run: what the store, Qt's painting or a bare window alone cost for
 // the same work.
 //
+// Search: real-looking queries typed letter by letter into the search panel of the window, each
+// key event timed to the painted result list (the panel repainted after the keystroke's search
+// has shown its sections), beside the store's own search for the same texts.
+//
 //   cmake --build build/default --target UiBench && build/default/bench/UiBench
 
 #include "Common/BenchLibrary.h"
@@ -15,6 +19,9 @@
 #include "Lumevar/UI/Navigator/CollectionListView.h"
 #include "Lumevar/UI/Navigator/PaneController.h"
 #include "Lumevar/UI/Navigator/PaneScreen.h"
+#include "Lumevar/UI/Panels/FloatingPanel.h"
+#include "Lumevar/UI/Panels/SearchWindowController.h"
+#include "Lumevar/UI/Search/SearchView.h"
 #include "LumevarCore/LocalDatabase.h"
 #include "LumevarCore/SyncEngine.h"
 #include "Platform/Music/ApplicationMusicPlayer.h"
@@ -26,6 +33,8 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QKeyEvent>
+#include <QLineEdit>
 #include <QPainter>
 #include <QScrollBar>
 #include <QTemporaryDir>
@@ -257,7 +266,8 @@ void BM_SwitchContainers(benchmark::State &state)
         spin([&] {
             CollectionListView *view = pane(*session.window, 1);
             return view && view->objectName() != QString() && view->model().count() >= expected
-                   && session.window->paneController()->displayedNavigationPath().value(1) == NavigationItem::container(order[next]);
+                   && session.window->paneController()->displayedNavigationPath().size() > 1
+                   && session.window->paneController()->displayedNavigationPath().at(1) == NavigationItem::container(order[next]);
         });
         session.window->repaint();
         const double ms = double(timer.nsecsElapsed()) / 1e6;
@@ -284,7 +294,8 @@ void BM_ResidentAfterVisitingEveryPane(benchmark::State &state)
             wait.start();
             spin([&] {
                 return wait.elapsed() > 3000
-                       || (session.window->paneController()->displayedNavigationPath().value(1) == NavigationItem::container(kind)
+                       || (session.window->paneController()->displayedNavigationPath().size() > 1
+                           && session.window->paneController()->displayedNavigationPath().at(1) == NavigationItem::container(kind)
                            && showsRows(*session.window, 1, 1)
                            && (!(kind == ContainerKind::playlists || kind == ContainerKind::albums || kind == ContainerKind::artists)
                                || showsRows(*session.window, 2, 1)));
@@ -296,6 +307,80 @@ void BM_ResidentAfterVisitingEveryPane(benchmark::State &state)
     }
 }
 BENCHMARK(BM_ResidentAfterVisitingEveryPane)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// What a user might type, letter by letter (87 keystrokes per pass).
+const QStringList typedQueries = {QStringLiteral("beach bunny"), QStringLiteral("cafe del"), QStringLiteral("midnight city"),
+                                  QStringLiteral("love"), QStringLiteral("the golden river"), QStringLiteral("electrique 12"),
+                                  QStringLiteral("senorita"), QStringLiteral("track 7 summer")};
+
+void typeKey(QWidget *field, QChar letter)
+{
+    const int key = letter == QLatin1Char(' ') ? int(Qt::Key_Space) : int(letter.toUpper().unicode());
+    QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier, QString(letter));
+    QCoreApplication::sendEvent(field, &press);
+    QKeyEvent release(QEvent::KeyRelease, key, Qt::NoModifier, QString(letter));
+    QCoreApplication::sendEvent(field, &release);
+}
+
+// From each key event in the search field to the panel painted with that keystroke's sections.
+void BM_SearchTypingToPaintedResults(benchmark::State &state)
+{
+    Session session;
+    session.open(700);
+    MainWindow &window = *session.window;
+    window.openSearch(SearchPickerSelection::library);
+    spin([&] { return window.searchController()->isAttached(); });
+    SearchView *view = window.searchView();
+    QWidget *panel = window.searchController()->panel();
+    std::vector<double> keystrokes;
+    for (auto _ : state) {
+        for (const QString &query : typedQueries) {
+            const int cleared = view->completedSearches();
+            view->field()->clear();
+            spin([&] { return view->completedSearches() > cleared; });
+            for (const QChar letter : query) {
+                const int before = view->completedSearches();
+                QElapsedTimer timer;
+                timer.start();
+                typeKey(view->field(), letter);
+                spin([&] { return view->completedSearches() > before; });
+                panel->repaint();
+                const double ms = double(timer.nsecsElapsed()) / 1e6;
+                keystrokes.push_back(ms);
+                state.SetIterationTime(ms / 1e3);
+            }
+        }
+    }
+    state.counters["p50_ms"] = percentile(keystrokes, 0.5);
+    state.counters["p95_ms"] = percentile(keystrokes, 0.95);
+    state.counters["p99_ms"] = percentile(keystrokes, 0.99);
+    state.counters["max_ms"] = percentile(keystrokes, 1.0);
+    state.counters["keystrokes"] = double(keystrokes.size());
+    session.close();
+}
+BENCHMARK(BM_SearchTypingToPaintedResults)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+// Floor: the store's own search for the same texts, awaited on the main thread.
+void BM_FloorStoreSearch(benchmark::State &state)
+{
+    LocalDatabase &store = *world().store;
+    std::vector<double> searches;
+    for (auto _ : state) {
+        for (const QString &query : typedQueries) {
+            for (int length = 1; length <= query.size(); ++length) {
+                QElapsedTimer timer;
+                timer.start();
+                benchmark::DoNotOptimize(await(store.search(query.left(length))));
+                searches.push_back(double(timer.nsecsElapsed()) / 1e6);
+            }
+        }
+    }
+    state.counters["p50_ms"] = percentile(searches, 0.5);
+    state.counters["p95_ms"] = percentile(searches, 0.95);
+    state.counters["p99_ms"] = percentile(searches, 0.99);
+    state.counters["max_ms"] = percentile(searches, 1.0);
+}
+BENCHMARK(BM_FloorStoreSearch)->Iterations(3)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 } // namespace
 

@@ -8,11 +8,13 @@
 
 namespace {
 
-QColor blend(const QColor &from, const QColor &to, double amount)
+// The text colour at a lower opacity: it reads the same over the light and the dark translucent
+// backdrop of the panel, whose own colour the list (transparent) does not know.
+QColor faded(const QPalette &palette, double opacity)
 {
-    return QColor::fromRgbF(float(from.redF() + (to.redF() - from.redF()) * amount),
-                            float(from.greenF() + (to.greenF() - from.greenF()) * amount),
-                            float(from.blueF() + (to.blueF() - from.blueF()) * amount));
+    QColor color = palette.color(QPalette::Text);
+    color.setAlphaF(float(opacity));
+    return color;
 }
 
 QFont sizedFont(const QFont &base, int pixelSize, QFont::Weight weight)
@@ -26,8 +28,8 @@ QFont sizedFont(const QFont &base, int pixelSize, QFont::Weight weight)
 } // namespace
 
 namespace SearchColors {
-QColor secondary(const QPalette &palette) { return blend(palette.color(QPalette::Text), palette.color(QPalette::Base), 0.45); }
-QColor tertiary(const QPalette &palette) { return blend(palette.color(QPalette::Text), palette.color(QPalette::Base), 0.6); }
+QColor secondary(const QPalette &palette) { return faded(palette, 0.55); }
+QColor tertiary(const QPalette &palette) { return faded(palette, 0.4); }
 } // namespace SearchColors
 
 SearchResultDelegate::SearchResultDelegate(const SearchResultsModel &model, ArtworkSource artwork, QObject *parent)
@@ -77,7 +79,7 @@ void SearchResultDelegate::paintResult(QPainter *painter, const QStyleOptionView
     clip.addRoundedRect(artwork, SearchLayout::artworkCornerRadius, SearchLayout::artworkCornerRadius);
     const QImage image = m_artwork ? m_artwork(result) : QImage();
     if (image.isNull()) {
-        painter->fillPath(clip, blend(option.palette.color(QPalette::Base), option.palette.color(QPalette::Text), 0.12));
+        painter->fillPath(clip, faded(option.palette, 0.12));
     } else {
         painter->save();
         painter->setClipPath(clip);

@@ -33,7 +33,7 @@ private:
 };
 
 namespace SearchColors {
-// Text of lesser rank: the text colour blended toward the base.
+// Text of lesser rank: the text colour at a lower opacity.
 QColor secondary(const QPalette &palette);
 QColor tertiary(const QPalette &palette);
 } // namespace SearchColors

@@ -56,6 +56,9 @@ protected:
         window->resize(700, 500);
         window->show();
         MainViewModel &model = app->mainViewModel();
+        // Showing the window launched the application; that ends before the test moves on.
+        spinUntil([&] { return model._selectedContainerKindID() == QStringLiteral("playlists"); });
+        settle();
         model._navigationPath.set({NavigationItem::root(), NavigationItem::container(ContainerKind::songs)});
         model._selectedContainerKindID.set(QStringLiteral("songs"));
         finish(app->topLevelSongsViewModel().loadSongs(false));
@@ -98,7 +101,7 @@ TEST_F(AppearanceLookTest, EverySettingChangesHowRowsAreDrawn)
     for (const bool dark : {false, true}) {
         if (dark)
             window->setPalette(darkPalette());
-        SettingsWindow settings([]() -> QCoro::Task<void> { co_return; });
+        SettingsWindow settings;
         if (dark)
             settings.setPalette(darkPalette());
         settings.show();

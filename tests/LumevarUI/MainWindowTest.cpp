@@ -37,6 +37,13 @@ protected:
 
     MainViewModel &main() { return app->mainViewModel(); }
     QAction *action(const char *name) { return window->action(QString::fromLatin1(name)); }
+    // Every list synced just now: the lists a test opens read the store only, and no sync is left
+    // running in the background when the store closes at the test's end.
+    void stampListSyncs()
+    {
+        for (const char *key : {"lastSongSync", "lastAlbumSync", "lastArtistSync", "lastPlaylistSync"})
+            UserDefaults::standard().set(QString::fromLatin1(key), clock.now());
+    }
     // Lets the coalesced observers and queued refreshes run.
     static void settle()
     {
@@ -152,6 +159,7 @@ TEST_F(MainWindowTest, PlayErrorAlertClearsTheFlagWhenDismissed)
 
 TEST_F(MainWindowTest, RootListIsBoundBothWaysToTheContainerSelection)
 {
+    stampListSyncs();
     main()._navigationPath.set({NavigationItem::root(), NavigationItem::container(ContainerKind::playlists)});
     settle();
     CollectionListView *root = window->paneController()->screen(0)->view();
@@ -174,6 +182,7 @@ TEST_F(MainWindowTest, RootListIsBoundBothWaysToTheContainerSelection)
 
 TEST_F(MainWindowTest, RefusedAccessShowsTheUnavailableScreenAndTryAgainStarts)
 {
+    stampListSyncs();
     service.statusAfterRequest = MusicAuthorizationStatus::denied;
     service.status = MusicAuthorizationStatus::denied;
     window->show();

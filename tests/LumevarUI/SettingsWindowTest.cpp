@@ -1,6 +1,6 @@
 // The settings window offscreen: its tabs, controls and words; each change stored, signalled and
 // announced once, and read back by a fresh reader of the settings file; the quiet cases (a slider
-// move inside one step, Restore Defaults at the defaults); the notification switch's permission.
+// move inside one step, Restore Defaults at the defaults); the notification switch.
 
 #include "ModelTestFixture.h"
 
@@ -24,12 +24,7 @@ protected:
     {
         UserDefaults::standard().registerDefaults(LumevarApp::registeredDefaults());
         reloadToken = NotificationCenter::shared().addObserver(Notifications::reloadAppearance, [this] { ++reloads; });
-        window = std::make_unique<SettingsWindow>([this]() -> QCoro::Task<void> {
-            ++permissionRequests;
-            if (refusePermission)
-                throw Error(QStringLiteral("LumevarNotificationError"), 1, QStringLiteral("no notification service"));
-            co_return;
-        });
+        window = std::make_unique<SettingsWindow>();
         window->show();
     }
 
@@ -50,8 +45,6 @@ protected:
     }
 
     int reloads = 0;
-    int permissionRequests = 0;
-    bool refusePermission = false;
     NotificationToken reloadToken;
     std::unique_ptr<SettingsWindow> window;
 };
@@ -119,7 +112,7 @@ TEST_F(SettingsWindowTest, EachChangeSignalsAnnouncesAndSurvivesARestart)
     EXPECT_EQ(AppearanceSettings::artworkSize(), 24);
 
     // A window opened later shows what is stored.
-    SettingsWindow reopened([]() -> QCoro::Task<void> { co_return; });
+    SettingsWindow reopened;
     EXPECT_EQ(reopened.appearance()->fontWeightPicker()->currentText(), QStringLiteral("Bold"));
     EXPECT_EQ(reopened.appearance()->artworkSizeSlider()->value(), 24);
     EXPECT_FALSE(reopened.appearance()->showSubtitlesToggle()->isChecked());
@@ -131,7 +124,7 @@ TEST_F(SettingsWindowTest, RestoreDefaultsSignalsOnlyWhatDifferedAndSmallMovesSt
     EXPECT_TRUE(telemetry.signals_.isEmpty());
     EXPECT_EQ(reloads, 0);
 
-    SettingsEditor editor{SettingsEditor::NotificationAuthorizer{}};
+    SettingsEditor editor;
     // Inside one whole step: stored, but nothing sent.
     editor.setArtworkSize(32.6);
     EXPECT_TRUE(telemetry.signals_.isEmpty());
@@ -152,25 +145,18 @@ TEST_F(SettingsWindowTest, RestoreDefaultsSignalsOnlyWhatDifferedAndSmallMovesSt
     EXPECT_FALSE(appearance().alternatingRowsToggle()->isChecked());
 }
 
-TEST_F(SettingsWindowTest, NotificationSwitchAsksOnlyWhenTurnedOnAndGoesOffWhenAskingFails)
+TEST_F(SettingsWindowTest, NotificationSwitchIsStoredAndFollowsTheStoredValue)
 {
     QCheckBox *toggle = window->notifications()->notificationToggle();
     toggle->click();
-    ASSERT_TRUE(spinUntil([&] { return !telemetry.signals_.isEmpty(); }));
-    EXPECT_EQ(permissionRequests, 1);
-    EXPECT_EQ(signalNames(), QStringList{QStringLiteral("subscribe_notifications")});
     EXPECT_TRUE(AppearanceSettings::postNotificationsWhenSongChanges());
+    EXPECT_EQ(storedAfterRestart(AppearanceKeys::postNotificationsWhenSongChanges).toString(), QStringLiteral("true"));
+    // Not an appearance setting: the lists are not rebuilt for it.
     EXPECT_EQ(reloads, 0);
-
     toggle->click();
     EXPECT_FALSE(AppearanceSettings::postNotificationsWhenSongChanges());
-    EXPECT_EQ(permissionRequests, 1);
 
-    refusePermission = true;
-    toggle->click();
-    ASSERT_TRUE(spinUntil([&] { return !telemetry.errors.isEmpty(); }));
-    EXPECT_EQ(telemetry.errors.last().name, QStringLiteral("error_subscribe_notifications"));
-    EXPECT_FALSE(AppearanceSettings::postNotificationsWhenSongChanges());
-    ASSERT_TRUE(spinUntil([&] { return !toggle->isChecked(); }));
-    EXPECT_EQ(signalNames(), QStringList{QStringLiteral("subscribe_notifications")});
+    // Switched on elsewhere, the window shows it.
+    UserDefaults::standard().set(AppearanceKeys::postNotificationsWhenSongChanges, true);
+    EXPECT_TRUE(toggle->isChecked());
 }

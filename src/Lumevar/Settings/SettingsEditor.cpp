@@ -1,14 +1,8 @@
 #include "Lumevar/Settings/SettingsEditor.h"
 
 #include "Lumevar/Model/ErrorReporting.h"
-#include "Support/Log.h"
 #include "Support/NotificationCenter.h"
 #include "Support/UserDefaults.h"
-
-#include <QDBusConnection>
-#include <QDBusMessage>
-#include <QDBusPendingCall>
-#include <QCoroDBusPendingCall>
 
 namespace {
 
@@ -41,23 +35,6 @@ void setBool(const QString &key, bool value, AppSignal signal)
 }
 
 } // namespace
-
-SettingsEditor::NotificationAuthorizer SettingsEditor::desktopNotificationAuthorizer()
-{
-    return []() -> QCoro::Task<void> {
-        QDBusConnection bus = QDBusConnection::sessionBus();
-        if (!bus.isConnected())
-            throw Error(QStringLiteral("LumevarNotificationError"), 1, QStringLiteral("No session bus"));
-        const QDBusMessage call = QDBusMessage::createMethodCall(
-            QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("/org/freedesktop/Notifications"),
-            QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("GetServerInformation"));
-        const QDBusMessage reply = co_await bus.asyncCall(call, 2000);
-        if (reply.type() == QDBusMessage::ErrorMessage)
-            throw Error(QStringLiteral("LumevarNotificationError"), 2, reply.errorName() + QStringLiteral(": ") + reply.errorMessage());
-    };
-}
-
-SettingsEditor::SettingsEditor(NotificationAuthorizer authorizer) : m_authorizer(std::move(authorizer)) {}
 
 void SettingsEditor::setArtworkSize(double size)
 {
@@ -99,22 +76,7 @@ void SettingsEditor::restoreDefaults()
     setUseAlternatingRowColors(SettingsDefaults::useAlternatingRowColors);
 }
 
-QCoro::Task<void> SettingsEditor::setPostNotificationsWhenSongChanges(bool on)
+void SettingsEditor::setPostNotificationsWhenSongChanges(bool on)
 {
-    const QString key = AppearanceKeys::postNotificationsWhenSongChanges;
-    const bool wasOn = defaults().boolValue(key);
-    defaults().set(key, on);
-    if (!on || wasOn || !m_authorizer)
-        co_return;
-    // Copied: the editor may be gone when the answer comes.
-    const NotificationAuthorizer authorize = m_authorizer;
-    try {
-        co_await authorize();
-        sendAppSignal(AppSignal::subscribeNotifications);
-    } catch (...) {
-        const Error error = errorFromCurrentException();
-        Log::error(Log::app(), "Failed to request notification permissions: %@", error);
-        reportError(error, QStringLiteral("subscribe_notifications"));
-        defaults().set(key, false);
-    }
+    defaults().set(AppearanceKeys::postNotificationsWhenSongChanges, on);
 }

@@ -373,7 +373,7 @@ void MainWindow::openSearch(SearchPickerSelection source)
 void MainWindow::showSettings()
 {
     if (!m_settingsWindow) {
-        m_settingsWindow = new SettingsWindow(SettingsEditor::desktopNotificationAuthorizer(), this);
+        m_settingsWindow = new SettingsWindow(this);
         m_settingsWindow->setAttribute(Qt::WA_DeleteOnClose);
     }
     m_settingsWindow->show();

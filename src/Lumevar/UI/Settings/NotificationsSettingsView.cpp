@@ -1,7 +1,6 @@
 #include "Lumevar/UI/Settings/NotificationsSettingsView.h"
 
 #include "Lumevar/Settings/SettingsEditor.h"
-#include "Support/Task.h"
 #include "Support/UserDefaults.h"
 
 #include <QCheckBox>
@@ -18,9 +17,9 @@ NotificationsSettingsView::NotificationsSettingsView(SettingsEditor &editor, QWi
     showStoredValue();
     connect(m_toggle, &QCheckBox::toggled, this, [this](bool on) {
         if (!m_showing)
-            detach(m_editor.setPostNotificationsWhenSongChanges(on));
+            m_editor.setPostNotificationsWhenSongChanges(on);
     });
-    // The permission request may set the switch back.
+    // The stored value may change elsewhere (Reset Data, the tray).
     connect(&UserDefaults::standard(), &UserDefaults::changed, this, [this](const QString &key) {
         if (key == AppearanceKeys::postNotificationsWhenSongChanges || key.isEmpty())
             showStoredValue();

@@ -1,6 +1,5 @@
 #pragma once
 // The "Notifications" tab: the one switch that makes a song change post a desktop notification.
-// Turning it on asks the notification service, which may turn it back off (SettingsEditor).
 
 #include <QWidget>
 

@@ -7,8 +7,8 @@
 #include <QTabWidget>
 #include <QVBoxLayout>
 
-SettingsWindow::SettingsWindow(SettingsEditor::NotificationAuthorizer authorizer, QWidget *parent)
-    : QWidget(parent, Qt::Window), m_editor(std::move(authorizer)), m_tabs(new QTabWidget(this)),
+SettingsWindow::SettingsWindow(QWidget *parent)
+    : QWidget(parent, Qt::Window), m_tabs(new QTabWidget(this)),
       m_appearance(new AppearanceSettingsView(m_editor, m_tabs)), m_notifications(new NotificationsSettingsView(m_editor, m_tabs))
 {
     setObjectName(QStringLiteral("settings"));

@@ -13,8 +13,7 @@ class QTabWidget;
 class SettingsWindow : public QWidget {
     Q_OBJECT
 public:
-    explicit SettingsWindow(SettingsEditor::NotificationAuthorizer authorizer = SettingsEditor::desktopNotificationAuthorizer(),
-                            QWidget *parent = nullptr);
+    explicit SettingsWindow(QWidget *parent = nullptr);
     ~SettingsWindow() override;
 
     QTabWidget *tabs() const { return m_tabs; }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <unordered_set>
 #include <vector>
 
@@ -37,7 +38,7 @@ constexpr std::array<const SectionKind *, 4> sectionOrder{&artistsKind, &albumsK
 // Each way of finding candidates (see rankedMatches) ranks at most this many of its hits, which
 // bounds the cost of a keystroke whatever the query. The rows are filtered (library songs only)
 // before this cut, never after it.
-constexpr int candidatesPerTier = 2000;
+constexpr int candidatesPerTier = 500;
 // Names that start with the query, taken in name order through the folded-name index.
 constexpr int namePrefixCandidates = 200;
 
@@ -46,17 +47,18 @@ constexpr int namePrefixCandidates = 200;
 // through the folded-name index, in name order: what a user typing one or two letters expects.
 bool isShortQuery(const QStringList &tokens) { return tokens.size() == 1 && tokens.first().size() <= 2; }
 
-// FTS5 query text: each token quoted (inner quotes doubled) and marked as a prefix; the tokens
-// are joined with an implicit AND, so every word must match. With a column, every word must
-// match in that column.
-QString matchExpression(const QStringList &tokens, const char *column = nullptr)
+// FTS5 query text: each token quoted (inner quotes doubled) and marked as a prefix, or as a
+// whole word; the tokens are joined with an implicit AND, so every word must match. With a
+// column, every word must match in that column.
+enum class WordMatch { prefix, whole };
+QString matchExpression(const QStringList &tokens, const char *column = nullptr, WordMatch match = WordMatch::prefix)
 {
     QStringList parts;
     parts.reserve(tokens.size());
     for (const QString &token : tokens) {
         QString quoted = token;
         quoted.replace(QLatin1Char('"'), QLatin1String("\"\""));
-        parts.append(QLatin1Char('"') + quoted + QLatin1String("\"*"));
+        parts.append(QLatin1Char('"') + quoted + (match == WordMatch::prefix ? QLatin1String("\"*") : QLatin1String("\"")));
     }
     const QString all = parts.join(QLatin1Char(' '));
     if (!column)
@@ -149,6 +151,14 @@ public:
         }
     }
 
+    // The score the last kept hit needs to beat, once limit hits are kept.
+    std::optional<int> cutScore() const
+    {
+        if (qsizetype(m_kept.size()) < m_kind.limit)
+            return std::nullopt;
+        return m_kept.back().score;
+    }
+
     std::vector<qint64> rows() const
     {
         std::vector<qint64> pks;
@@ -190,11 +200,12 @@ void bindNamePrefix(SqliteQuery &query, const QString &prefix, int limit)
     query.bindAll(prefix, QString::fromUtf8(TextKeys::prefixUpperBound(prefix.toUtf8())), limit);
 }
 
-// The best rows of the kind for the query words, at most kind.limit. Candidates come three ways,
-// each ranked in full up to its cut, so that no number of weak hits early in the table can hide
-// a strong one: the names that start with the query (through the folded-name index), the rows
-// whose name holds every word, and the rows that hold every word in any text. Library songs are
-// picked before the cut.
+// The best rows of the kind for the query words, at most kind.limit. Candidates come four ways,
+// strongest first, each ranked in full up to its cut, so that no number of weak hits early in
+// the table can hide a strong one: the names that start with the query (through the folded-name
+// index), the rows whose name holds every word whole, the rows whose name holds every word, and
+// the rows that hold every word in any text. The last way is skipped when the hits kept already
+// beat anything it could add. Library songs are picked before the cut.
 std::vector<qint64> rankedMatches(SqliteConnection &db, const SectionKind &kind, const QStringList &words)
 {
     QList<QByteArray> utf8Words;
@@ -209,14 +220,21 @@ std::vector<qint64> rankedMatches(SqliteConnection &db, const SectionKind &kind,
     const QByteArray sql = QByteArray("SELECT t.pk") + foldSelectList(kind) + " FROM (SELECT rowid FROM " + kind.searchTable +
                            " WHERE " + kind.searchTable + " MATCH ?1) f JOIN " + kind.table +
                            " t ON t.pk = f.rowid WHERE 1" + kind.onlyLibrary + " LIMIT ?2";
-    // Both run the same cached statement, one after the other.
+    // Each runs the same cached statement, one after the other.
     const auto rankMatches = [&](const QString &match) {
         SqliteQuery matches = db.query(sql);
         matches.bindAll(match, candidatesPerTier);
         best.rankRows(matches);
     };
+    rankMatches(matchExpression(words, kind.foldColumns[0], WordMatch::whole));
     rankMatches(matchExpression(words, kind.foldColumns[0]));
-    if (kind.foldColumns[1])
+    if (!kind.foldColumns[1])
+        return best.rows();
+    // A hit with a word outside its name scores at most: every other word whole in the name, that
+    // word whole in the best other text, and the bonus for a name that starts with the first.
+    const int otherWeight = std::max(kind.weights[1], kind.weights[2]);
+    const int bound = int(words.size() - 1) * 2 * kind.weights[0] + 2 * otherWeight + (words.size() > 1 ? kind.weights[0] : 0);
+    if (const std::optional<int> cut = best.cutScore(); !cut || *cut <= bound)
         rankMatches(matchExpression(words));
     return best.rows();
 }

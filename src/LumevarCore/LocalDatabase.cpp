@@ -7,9 +7,11 @@
 #include "LumevarCore/StoreWrites.h"
 #include "Support/Log.h"
 
+#include <QCoroFuture>
 #include <QDir>
 #include <QFileInfo>
 #include <QStandardPaths>
+#include <QtConcurrent/QtConcurrentRun>
 
 class LocalDatabase::Private {
 public:

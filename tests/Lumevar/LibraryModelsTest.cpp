@@ -224,7 +224,7 @@ TEST_F(LibraryModelsTest, ACancelledSelectedLoadStillShowsItsStoreReadAndStopsBe
 
     // Cancelled while the store read is under way (behind a long write): the read lands, the
     // sync never starts.
-    QList<Song> busy = FakeMusicService::songs(3000, QStringLiteral("busy"));
+    QList<Song> busy = FakeMusicService::songs(300, QStringLiteral("busy"));
     for (Song &song : busy)
         song.artistName = QStringLiteral("Someone Else");
     const auto written = launch(database->addLibrarySongs(busy));

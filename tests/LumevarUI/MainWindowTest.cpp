@@ -12,6 +12,7 @@
 #include "Support/UserDefaults.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QFile>
 #include <QTest>
 
@@ -134,10 +135,11 @@ TEST_F(MainWindowTest, SpacePausesWhatPlaysAndOtherwiseResumesAlsoWhileStopped)
     window->show();
     QApplication::setActiveWindow(window.get());
     ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    window->rootList()->setFocus();
     settle();
     ASSERT_TRUE(main()._isStopped());
     EXPECT_FALSE(action("playPause")->isEnabled());
-    QTest::keyClick(window.get(), Qt::Key_Space);
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Space);
     settle();
     EXPECT_FALSE(main()._isStopped()) << "Space while stopped resumes";
 
@@ -147,7 +149,7 @@ TEST_F(MainWindowTest, SpacePausesWhatPlaysAndOtherwiseResumesAlsoWhileStopped)
     clock.advance(6); // past the eager window: the player's own status counts
     settle();
     ASSERT_TRUE(main()._isPlaying());
-    QTest::keyClick(window.get(), Qt::Key_Space);
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Space);
     clock.advance(0.1);
     settle();
     EXPECT_FALSE(main()._isPlaying());

@@ -261,6 +261,37 @@ TEST_F(StoreTest, CollectionSongsComeInCollectionOrder)
     EXPECT_FALSE(runTask(database->hasSong(QStringLiteral("Not in library"), std::nullopt, std::nullopt)));
 }
 
+TEST_F(StoreTest, AlbumsKeepToTheirArtistAndArtistsHoldTheirAlbumsSongs)
+{
+    Song guest = makeSong("1", "Smooth", "Santana feat. Rob Thomas", "Supernatural");
+    guest.albumArtistName = QStringLiteral("Santana");
+    Song opener = makeSong("5", "Opener", "Singer C", "Mixtape");
+    opener.albumArtistName = QStringLiteral("Various Artists");
+    service.library.songs = {guest, makeSong("2", "Maria Maria", "Santana", "Supernatural"),
+                             makeSong("3", "Waterloo", "ABBA", "Greatest Hits"), makeSong("4", "Untagged", std::nullopt, "Greatest Hits"),
+                             opener};
+    service.library.albums = {FakeMusicService::album("queen", "Greatest Hits", "Queen"), FakeMusicService::album("abba", "Greatest Hits", "ABBA"),
+                              FakeMusicService::album("super", "Supernatural", "SANTANA"), FakeMusicService::album("mix", "Mixtape", "Various Artists")};
+    LocalAlbum nobody;
+    nobody.id = QStringLiteral("nobody");
+    nobody.title = QStringLiteral("Greatest Hits");
+    service.library.artists = {FakeMusicService::artist("santana", "Santana")};
+    syncAll();
+
+    QHash<QString, LocalAlbum> albums;
+    for (const LocalAlbum &album : runTask(database->allAlbums({LocalAlbum::SortKey::title})))
+        albums.insert(album.id, album);
+    // Queen's album has no stored songs and borrows none of ABBA's; an album without an artist
+    // holds the songs of its title that name none; the album artist is matched folded.
+    EXPECT_TRUE(runTask(database->songs(albums.value("queen"))).isEmpty());
+    EXPECT_EQ(titles(runTask(database->songs(albums.value("abba")))), QStringList{"Waterloo"});
+    EXPECT_EQ(titles(runTask(database->songs(nobody))), QStringList{"Untagged"});
+    EXPECT_EQ(titles(runTask(database->songs(albums.value("super")))), (QStringList{"Maria Maria", "Smooth"}));
+    EXPECT_EQ(titles(runTask(database->songs(albums.value("mix")))), QStringList{"Opener"});
+    const LocalArtist santana = runTask(database->allArtists({LocalArtist::SortKey::name})).first();
+    EXPECT_EQ(titles(runTask(database->songs(santana))), (QStringList{"Maria Maria", "Smooth"}));
+}
+
 TEST_F(StoreTest, HasSongMatchesFoldedTextsAndOnlyTheGivenFields)
 {
     service.library.songs = {makeSong("1", "Héllo  World", "The Band", "First")};

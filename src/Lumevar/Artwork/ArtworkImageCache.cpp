@@ -138,7 +138,9 @@ QCoro::Task<QImage> ArtworkImageCache::readFile(QString id)
 {
     QPointer<ArtworkImageCache> self(this);
     const QString path = fileOfKey(id);
-    const QImage image = co_await QtConcurrent::run(&ArtworkFiles::readThumbnail, path, int(thumbnailEdge));
+    // Futures are awaited from named locals: GCC 12 may destroy a temporary of a co_await twice.
+    QFuture<QImage> reading = QtConcurrent::run(&ArtworkFiles::readThumbnail, path, int(thumbnailEdge));
+    const QImage image = co_await reading;
     if (self && !image.isNull())
         self->store(id, image);
     co_return image;
@@ -150,11 +152,14 @@ QCoro::Task<QImage> ArtworkImageCache::load(QUrl url, QString id)
     const QString path = fileOfKey(id);
     ArtworkFiles::Outcome outcome;
     if (url.isLocalFile()) {
-        outcome = co_await QtConcurrent::run(&ArtworkFiles::thumbnailFromFile, url.toLocalFile(), path, int(thumbnailEdge));
+        QFuture<ArtworkFiles::Outcome> decoding =
+            QtConcurrent::run(&ArtworkFiles::thumbnailFromFile, url.toLocalFile(), path, int(thumbnailEdge));
+        outcome = co_await decoding;
     } else {
         QCoro::Task<QByteArray> fetching = fetch(url);
         const QByteArray bytes = co_await std::move(fetching);
-        outcome = co_await QtConcurrent::run(&ArtworkFiles::thumbnailFromBytes, bytes, path, int(thumbnailEdge));
+        QFuture<ArtworkFiles::Outcome> decoding = QtConcurrent::run(&ArtworkFiles::thumbnailFromBytes, bytes, path, int(thumbnailEdge));
+        outcome = co_await decoding;
     }
     if (!self)
         throw CancellationError();

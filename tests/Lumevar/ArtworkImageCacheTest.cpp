@@ -153,6 +153,22 @@ TEST_F(ArtworkImageCacheTest, ManyRowsAskingForOneUrlShareOneLoadAndItsOutcome)
     EXPECT_EQ(server.requestCount(QStringLiteral("/gone.jpg")), 2);
 }
 
+TEST_F(ArtworkImageCacheTest, ArtworkOfTheServiceIsAskedAtTheThumbnailEdge)
+{
+    LoopbackHttpServer server;
+    server.setResponse(QStringLiteral("/art/64x64bb.jpg"), {200, TestImages::encoded(QSize(64, 64), "jpg"), "image/jpeg"});
+    ArtworkImageCache cache(options());
+    const Artwork artwork(server.url(QStringLiteral("/")).toString() + QStringLiteral("art/{w}x{h}bb.jpg"), 3000, 3000);
+    EXPECT_EQ(runTask(cache.thumbnail(std::optional<Artwork>(artwork), QStringLiteral("p"))).size(), QSize(64, 64));
+    EXPECT_EQ(server.requestCount(QStringLiteral("/art/64x64bb.jpg")), 1);
+    try {
+        runTask(cache.thumbnail(std::optional<Artwork>(), QStringLiteral("q")));
+        ADD_FAILURE() << "no artwork loaded";
+    } catch (const ArtworkImageCacheError &error) {
+        EXPECT_EQ(error.code(), ArtworkImageCacheError::noArtworkURL);
+    }
+}
+
 TEST_F(ArtworkImageCacheTest, BadSourcesEndInTheirErrorAndTheNextRowStillLoads)
 {
     ArtworkImageCache cache(options());

@@ -19,8 +19,9 @@
 #include <memory>
 #include <optional>
 
+// A QObject for QPointer guards of its coroutines and as the parent of its network access; it has
+// no signals, hence no Q_OBJECT.
 class ArtworkImageCache : public QObject {
-    Q_OBJECT
 public:
     struct Options {
         QString directory;                                // the disk level; empty: no files at all

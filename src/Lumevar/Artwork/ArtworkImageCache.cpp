@@ -12,6 +12,8 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QPointer>
+#include <QThread>
+#include <QThreadPool>
 #include <QtConcurrent>
 
 struct ArtworkImageCache::Private {
@@ -26,6 +28,19 @@ struct ArtworkImageCache::Private {
 };
 
 namespace {
+
+// Artwork decodes on its own pool: a list asking for a thousand covers at once would otherwise
+// queue seconds of decoding ahead of the sync's work on the global pool.
+QThreadPool &artworkPool()
+{
+    static QThreadPool pool; // its end at exit waits for a decode still running
+    static const bool sized = [] {
+        pool.setMaxThreadCount(QThread::idealThreadCount());
+        return true;
+    }();
+    Q_UNUSED(sized);
+    return pool;
+}
 
 // Network-level failures become URLError; an answer with an HTTP error status still has its bytes
 // judged by the decoder (a 404 page is no image).
@@ -139,7 +154,7 @@ QCoro::Task<QImage> ArtworkImageCache::readFile(QString id)
     QPointer<ArtworkImageCache> self(this);
     const QString path = fileOfKey(id);
     // Futures are awaited from named locals: GCC 12 may destroy a temporary of a co_await twice.
-    QFuture<QImage> reading = QtConcurrent::run(&ArtworkFiles::readThumbnail, path, int(thumbnailEdge));
+    QFuture<QImage> reading = QtConcurrent::run(&artworkPool(), &ArtworkFiles::readThumbnail, path, int(thumbnailEdge));
     const QImage image = co_await reading;
     if (self && !image.isNull())
         self->store(id, image);
@@ -153,12 +168,12 @@ QCoro::Task<QImage> ArtworkImageCache::load(QUrl url, QString id)
     ArtworkFiles::Outcome outcome;
     if (url.isLocalFile()) {
         QFuture<ArtworkFiles::Outcome> decoding =
-            QtConcurrent::run(&ArtworkFiles::thumbnailFromFile, url.toLocalFile(), path, int(thumbnailEdge));
+            QtConcurrent::run(&artworkPool(), &ArtworkFiles::thumbnailFromFile, url.toLocalFile(), path, int(thumbnailEdge));
         outcome = co_await decoding;
     } else {
         QCoro::Task<QByteArray> fetching = fetch(url);
         const QByteArray bytes = co_await std::move(fetching);
-        QFuture<ArtworkFiles::Outcome> decoding = QtConcurrent::run(&ArtworkFiles::thumbnailFromBytes, bytes, path, int(thumbnailEdge));
+        QFuture<ArtworkFiles::Outcome> decoding = QtConcurrent::run(&artworkPool(), &ArtworkFiles::thumbnailFromBytes, bytes, path, int(thumbnailEdge));
         outcome = co_await decoding;
     }
     if (!self)

@@ -3,7 +3,7 @@
 // become a decoded image of at most 64 pixels on a side, served from memory when possible, else
 // from the key's PNG file in the per-user temporary folder, else loaded from the URL once, however
 // many rows ask at the same moment. Used on the main thread; file reads, decoding and PNG writes
-// run on the global thread pool, web loads through one QNetworkAccessManager.
+// run on the artwork pool (one thread per core), web loads through one QNetworkAccessManager.
 //
 // The memory level is bounded by the bytes of its images (least recently used first), because
 // nothing else on Linux would ever make it give way.

@@ -8,6 +8,8 @@
 
 #include "Lumevar/App/LumevarApp.h"
 #include "Lumevar/Mpris/MprisService.h"
+#include "Lumevar/Notifications/DesktopNotifications.h"
+#include "Lumevar/Notifications/SongChangeNotifier.h"
 #include "Lumevar/UI/DockMenu.h"
 #include "Lumevar/UI/MainWindow.h"
 #include "Platform/LocalLibrary/LocalLibraryService.h"
@@ -57,6 +59,10 @@ int main(int argc, char *argv[])
 
     LumevarApp root;
     MainViewModel &model = root.mainViewModel();
+    // Each newly shown song's artwork is cached, then announced on the desktop if the user asked.
+    DesktopNotifications notifications;
+    SongChangeNotifier songChanges(model, notifications);
+    songChanges.install();
     MainWindow window(root);
     QObject::connect(&window, &MainWindow::quitRequested, &application, &QApplication::quit);
 

@@ -1,5 +1,6 @@
 #include "Lumevar/UI/Player/ArtworkView.h"
 
+#include "Lumevar/Artwork/ArtworkImageCache.h"
 #include "Lumevar/UI/ColorScheme.h"
 #include "Lumevar/UI/Player/PlayerSymbols.h"
 #include "Support/Error.h"
@@ -35,10 +36,32 @@ void ArtworkView::setArtwork(const std::optional<QUrl> &url, const QString &uniq
         return;
     m_identity = identity;
     const quint64 generation = ++m_generation;
-    m_image = {};
-    m_state = State::unknown;
+    m_image = ArtworkImageCache::shared().cachedThumbnail(uniqueID);
+    m_state = m_image.isNull() ? State::unknown : State::loaded;
     update();
-    Q_UNUSED(generation);
+    if (url && m_image.isNull())
+        load(url, uniqueID, generation);
+}
+
+void ArtworkView::load(std::optional<QUrl> url, QString uniqueID, quint64 generation)
+{
+    detach([](QPointer<ArtworkView> self, std::optional<QUrl> url, QString uniqueID, quint64 generation) -> QCoro::Task<void> {
+        QImage image;
+        bool failed = false;
+        try {
+            image = co_await ArtworkImageCache::shared().thumbnail(url, uniqueID);
+        } catch (const CancellationError &) {
+            co_return;
+        } catch (...) {
+            Log::error(Log::images(), "Failed to load artwork: %@", errorFromCurrentException());
+            failed = true;
+        }
+        if (!self || self->m_generation != generation)
+            co_return;
+        self->m_image = image;
+        self->m_state = failed || image.isNull() ? State::failed : State::loaded;
+        self->update();
+    }(QPointer(this), std::move(url), std::move(uniqueID), generation));
 }
 
 void ArtworkView::paintEvent(QPaintEvent *)

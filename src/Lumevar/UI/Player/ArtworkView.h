@@ -32,6 +32,7 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
+    void load(std::optional<QUrl> url, QString uniqueID, quint64 generation);
 
     qreal m_cornerRadius;
     bool m_showBorder;

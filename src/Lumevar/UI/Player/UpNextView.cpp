@@ -1,5 +1,6 @@
 #include "Lumevar/UI/Player/UpNextView.h"
 
+#include "Lumevar/Artwork/ArtworkImageCache.h"
 #include "Lumevar/UI/ColorScheme.h"
 #include "Lumevar/UI/Player/ArtworkView.h"
 #include "Lumevar/UI/Player/PlayerSymbols.h"
@@ -49,7 +50,7 @@ public:
 
         const QRect art(option.rect.x() + 6, option.rect.y() + rowPadding, artworkEdge, artworkEdge);
         const QString id = index.data(UpNextModel::ArtworkIDRole).toString();
-        const QImage image;
+        const QImage image = ArtworkImageCache::shared().cachedThumbnail(id);
         painter->save();
         painter->setRenderHint(QPainter::SmoothPixmapTransform);
         if (!image.isNull()) {
@@ -203,7 +204,15 @@ void UpNextView::loadArtwork(const QString &id, const QUrl &url)
     if (m_loadingArtwork.contains(id))
         return;
     m_loadingArtwork.insert(id);
-    Q_UNUSED(url);
+    detach([](QPointer<UpNextView> self, QString id, QUrl url) -> QCoro::Task<void> {
+        try {
+            co_await ArtworkImageCache::shared().thumbnail(url, id);
+        } catch (...) {
+            // The row keeps its plain background; the cache logs its own failures.
+        }
+        if (self)
+            self->m_list->viewport()->update();
+    }(QPointer(this), id, url));
 }
 
 void UpNextView::paintEvent(QPaintEvent *)

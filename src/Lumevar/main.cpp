@@ -22,6 +22,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDBusConnection>
+#include <QIcon>
 #include <clocale>
 
 int main(int argc, char *argv[])
@@ -31,6 +32,8 @@ int main(int argc, char *argv[])
     QApplication::setApplicationName(QStringLiteral("Lumevar"));
     QApplication::setApplicationDisplayName(QStringLiteral("Lumevar"));
     QApplication::setDesktopFileName(QStringLiteral("lumevar"));
+    // The installed theme's icon when there is one, else the copy built into the program.
+    QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("lumevar"), QIcon(QStringLiteral(":/icons/lumevar.svg"))));
     // Closing the main window leaves the process and playback running; quitting is explicit.
     QApplication::setQuitOnLastWindowClosed(false);
     // libmpv parses numbers in the C locale only.

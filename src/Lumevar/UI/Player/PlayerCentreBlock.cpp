@@ -85,7 +85,8 @@ PlayerCentreBlock::PlayerCentreBlock(MainViewModel &model, QWidget *parent) : QW
     m_title->setTextFormat(Qt::PlainText);
     m_title->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     QFont titleFont = m_title->font();
-    titleFont.setPointSizeF(12);
+    // Sizes in pixels: the bar is drawn to a pixel grid of 36, whatever the desktop's point size.
+    titleFont.setPixelSize(12);
     titleFont.setWeight(QFont::Medium);
     m_title->setFont(titleFont);
     titleRow->addWidget(m_title, 1);
@@ -108,7 +109,7 @@ PlayerCentreBlock::PlayerCentreBlock(MainViewModel &model, QWidget *parent) : QW
     m_subtitle->setAlignment(Qt::AlignCenter);
     m_subtitle->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     QFont subtitleFont = m_subtitle->font();
-    subtitleFont.setPointSizeF(11);
+    subtitleFont.setPixelSize(11);
     m_subtitle->setFont(subtitleFont);
     texts->addWidget(m_subtitle);
     texts->addStretch();

@@ -62,7 +62,7 @@ public:
                 m_wantsArtwork(id, url);
         }
         QFont font = option.font;
-        font.setPointSizeF(12);
+        font.setPixelSize(12);
         painter->setFont(font);
         const bool selected = option.state & QStyle::State_Selected;
         painter->setPen(option.palette.color(selected ? QPalette::HighlightedText : QPalette::Text));
@@ -132,6 +132,7 @@ UpNextView::UpNextView(MainViewModel &model, QWidget *parent) : QWidget(parent, 
     m_list->setDefaultDropAction(Qt::MoveAction);
     m_list->setDragDropOverwriteMode(false);
     m_list->setFrameShape(QFrame::NoFrame);
+    m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_list->setContextMenuPolicy(Qt::DefaultContextMenu);
     m_list->installEventFilter(this);
     m_list->viewport()->installEventFilter(this);

@@ -4,6 +4,7 @@
 
 #include "ModelTestFixture.h"
 
+#include "Lumevar/UI/DockMenu.h"
 #include "Lumevar/UI/Player/ArtworkView.h"
 #include "Lumevar/UI/Player/PlaybackTimeView.h"
 #include "Lumevar/UI/Player/PlayerButton.h"
@@ -13,6 +14,8 @@
 #include "Lumevar/UI/Player/UpNextView.h"
 
 #include <QAbstractItemModelTester>
+#include <QAction>
+#include <QMenu>
 #include <QEnterEvent>
 #include <QLabel>
 #include <QListView>
@@ -85,6 +88,14 @@ TEST_F(PlayerViewTest, IdleBarShowsTheEmptyBlockAndPlayingFillsIt)
     EXPECT_TRUE(block()->timeView()->isVisible());
     EXPECT_EQ(block()->timeView()->maxTime(), songs[1].duration);
     EXPECT_EQ(view->playPauseButton()->symbolName(), QStringLiteral("pause.fill"));
+
+    // A title longer than the block is cut with an ellipsis; the tooltip keeps it whole.
+    const QString longTitle = QString(QStringLiteral("Long title ")).repeated(30);
+    model->_playingTitle.set(longTitle);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(block()->titleLabel()->text().endsWith(QChar(0x2026)));
+    EXPECT_LE(block()->titleLabel()->fontMetrics().horizontalAdvance(block()->titleLabel()->text()), block()->width());
+    EXPECT_EQ(block()->titleLabel()->toolTip(), longTitle);
 
     // The play button pauses and resumes through the model.
     view->playPauseButton()->click();
@@ -233,4 +244,25 @@ TEST_F(PlayerViewTest, UpNextShowsTheEmptyStateWhenNothingIsLeft)
     QCoreApplication::processEvents();
     EXPECT_TRUE(player.queue().entries().isEmpty());
     EXPECT_TRUE(upNext->showsEmptyState());
+}
+
+TEST_F(PlayerViewTest, TrayMenuOffersThePlayerCommandsAsTheyStand)
+{
+    DockMenu dock(*model);
+    const auto texts = [&dock] {
+        Q_EMIT dock.menu()->aboutToShow();
+        QStringList result;
+        for (QAction *action : dock.menu()->actions())
+            result.append(action->isSeparator() ? QStringLiteral("-") : action->text());
+        return result;
+    };
+    EXPECT_EQ(texts(), (QStringList{"Play", "Next Track", "Previous Track", "-", "Show Lumevar", "Quit Lumevar"}));
+
+    const QList<LocalSong> songs = localSongs(3);
+    playFrom(songs, songs[0].identifier);
+    EXPECT_EQ(texts().first(), QStringLiteral("Pause"));
+    dock.menu()->findChild<QAction *>(QStringLiteral("nextTrack"))->trigger();
+    clock.advance(0.5);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(player.queue().currentEntry()->title, songs[1].title);
 }

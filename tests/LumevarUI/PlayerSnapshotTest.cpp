@@ -18,6 +18,8 @@
 #include <QApplication>
 #include <QDir>
 #include <QEnterEvent>
+#include <QIcon>
+#include <QLabel>
 #include <QPainter>
 #include <QStyle>
 
@@ -137,6 +139,20 @@ TEST_P(PlayerSnapshotTest, EmptyUpNextToastsAndShortcuts)
     KeyboardShortcutsWindow shortcuts;
     shortcuts.show();
     keep(&shortcuts, QStringLiteral("shortcuts"));
+}
+
+TEST_P(PlayerSnapshotTest, ApplicationIconIsBuiltInAndDraws)
+{
+    const QIcon icon(QStringLiteral(":/icons/lumevar.svg"));
+    const QImage image = icon.pixmap(128, 128).toImage();
+    ASSERT_FALSE(image.isNull());
+    // Drawn, not blank: the lit disc in the middle, the tile's corner left clear.
+    EXPECT_GT(qAlpha(image.pixel(64, 40)), 200);
+    EXPECT_EQ(qAlpha(image.pixel(1, 1)), 0);
+    QLabel label;
+    label.setPixmap(icon.pixmap(128, 128));
+    label.resize(136, 136);
+    keep(&label, QStringLiteral("icon"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Schemes, PlayerSnapshotTest, ::testing::Values(false, true),

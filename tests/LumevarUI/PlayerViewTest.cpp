@@ -16,6 +16,7 @@
 #include <QAbstractItemModelTester>
 #include <QAction>
 #include <QMenu>
+#include <QMimeData>
 #include <QEnterEvent>
 #include <QLabel>
 #include <QListView>
@@ -225,6 +226,26 @@ TEST_F(PlayerViewTest, UpNextRemovesAndMovesEntriesOfTheRealQueue)
     upNext->model()->moveEntriesAt({1}, upNext->model()->rowCount());
     QCoreApplication::processEvents();
     EXPECT_EQ(titles(model->_queue()), (QStringList{"s5", "s4", "s2"}));
+}
+
+TEST_F(PlayerViewTest, DraggingRowsInUpNextMovesThemInThePlayer)
+{
+    const QList<LocalSong> songs = localSongs(5);
+    playFrom(songs, songs[0].identifier);
+    view->showUpNext();
+    UpNextModel *rows = view->upNext()->model();
+    // What the list view hands the model when two rows are dropped before the second row.
+    std::unique_ptr<QMimeData> dragged(rows->mimeData({rows->index(3), rows->index(4)}));
+    ASSERT_TRUE(rows->canDropMimeData(dragged.get(), Qt::MoveAction, 1, 0, {}));
+    EXPECT_FALSE(rows->dropMimeData(dragged.get(), Qt::MoveAction, 1, 0, {})); // the view removes nothing itself
+    QCoreApplication::processEvents();
+    EXPECT_EQ(titles(player.queue().entries()), (QStringList{"s0", "s3", "s4", "s1", "s2"}));
+    EXPECT_EQ(rows->rowCount(), 5);
+    // A drop on the empty space below the rows goes to the end.
+    dragged.reset(rows->mimeData({rows->index(1)}));
+    rows->dropMimeData(dragged.get(), Qt::MoveAction, -1, -1, {});
+    QCoreApplication::processEvents();
+    EXPECT_EQ(titles(player.queue().entries()), (QStringList{"s0", "s4", "s1", "s2", "s3"}));
 }
 
 TEST_F(PlayerViewTest, UpNextShowsTheEmptyStateWhenNothingIsLeft)

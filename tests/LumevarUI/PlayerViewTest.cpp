@@ -12,6 +12,7 @@
 #include "Lumevar/UI/Player/PlayerView.h"
 #include "Lumevar/UI/Player/UpNextModel.h"
 #include "Lumevar/UI/Player/UpNextView.h"
+#include "TestKit/TestImages.h"
 
 #include <QAbstractItemModelTester>
 #include <QAction>
@@ -286,4 +287,29 @@ TEST_F(PlayerViewTest, TrayMenuOffersThePlayerCommandsAsTheyStand)
     clock.advance(0.5);
     QCoreApplication::processEvents();
     EXPECT_EQ(player.queue().currentEntry()->title, songs[1].title);
+}
+
+TEST_F(PlayerViewTest, ArtworkViewLoadsThroughTheCacheAndShowsAFailure)
+{
+    const QString path = directory.filePath(QStringLiteral("cover.png"));
+    ASSERT_TRUE(TestImages::write(path, TestImages::encoded(QSize(90, 90), "png")));
+    const QString id = QStringLiteral("artwork-view-%1").arg(QCoreApplication::applicationPid());
+
+    ArtworkView artwork(QSize(36, 36), 0, false);
+    artwork.setArtwork(std::nullopt, id); // no address: nothing to load
+    EXPECT_EQ(artwork.state(), ArtworkView::State::unknown);
+    artwork.setArtwork(QUrl::fromLocalFile(path), id);
+    ASSERT_TRUE(spinUntil([&] { return artwork.state() != ArtworkView::State::unknown; }));
+    EXPECT_EQ(artwork.state(), ArtworkView::State::loaded);
+
+    // A second view of the same key starts loaded from memory.
+    ArtworkView again(QSize(24, 24), 0, false);
+    again.setArtwork(QUrl::fromLocalFile(path), id);
+    EXPECT_EQ(again.state(), ArtworkView::State::loaded);
+
+    // Another key whose address cannot be read ends failed; the identity change dropped the picture.
+    artwork.setArtwork(QUrl::fromLocalFile(directory.filePath(QStringLiteral("missing.png"))), id + QStringLiteral("-missing"));
+    EXPECT_EQ(artwork.state(), ArtworkView::State::unknown);
+    ASSERT_TRUE(spinUntil([&] { return artwork.state() != ArtworkView::State::unknown; }));
+    EXPECT_EQ(artwork.state(), ArtworkView::State::failed);
 }

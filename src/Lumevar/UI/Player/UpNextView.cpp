@@ -1,6 +1,7 @@
 #include "Lumevar/UI/Player/UpNextView.h"
 
 #include "Lumevar/Artwork/ArtworkImageCache.h"
+#include "Lumevar/Artwork/ArtworkLoad.h"
 #include "Lumevar/UI/ColorScheme.h"
 #include "Lumevar/UI/Player/ArtworkView.h"
 #include "Lumevar/UI/Player/PlayerSymbols.h"
@@ -206,12 +207,10 @@ void UpNextView::loadArtwork(const QString &id, const QUrl &url)
         return;
     m_loadingArtwork.insert(id);
     detach([](QPointer<UpNextView> self, QString id, QUrl url) -> QCoro::Task<void> {
-        try {
-            co_await ArtworkImageCache::shared().thumbnail(url, id);
-        } catch (...) {
-            // The row keeps its plain background; the cache logs its own failures.
-        }
-        if (self)
+        // A failure leaves the row's plain background (and its one log line); it is not asked again.
+        QCoro::Task<ArtworkLoad> asking = ::loadArtwork(url, id, ArtworkImageCache::shared());
+        const ArtworkLoad outcome = co_await std::move(asking);
+        if (self && outcome.state == ArtworkState::loaded)
             self->m_list->viewport()->update();
     }(QPointer(this), id, url));
 }

@@ -7,13 +7,25 @@
 #include "Lumevar/Settings/AppearanceSettings.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
+#include "Support/UserDefaults.h"
 
 #include <QFileInfo>
 #include <QPointer>
 
 SongChangeNotifier::SongChangeNotifier(MainViewModel &model, DesktopNotifications &notifications, QObject *parent)
-    : QObject(parent), m_model(model), m_notifications(notifications)
+    : QObject(parent), m_model(model), m_notifications(notifications),
+      m_switchedOn(AppearanceSettings::postNotificationsWhenSongChanges())
 {
+    // The desktop asks no permission for notifications: turning the switch on is all it takes,
+    // and that is counted once per turn from off to on.
+    connect(&UserDefaults::standard(), &UserDefaults::changed, this, [this](const QString &key) {
+        if (key != AppearanceKeys::postNotificationsWhenSongChanges)
+            return;
+        const bool on = AppearanceSettings::postNotificationsWhenSongChanges();
+        if (on && !m_switchedOn)
+            sendAppSignal(AppSignal::subscribeNotifications);
+        m_switchedOn = on;
+    });
 }
 
 void SongChangeNotifier::install()

@@ -5,6 +5,7 @@
 // artwork key from the one settled before. If so, and the user switched notifications on, it posts
 // a desktop notification with the title, subtitle and the cached artwork file. Rapid skipping
 // cancels all but the last task, so one notification is posted, for the song where it stopped.
+// Turning the user's switch on sends the usage signal "subscribe_notifications".
 
 #include "LumevarCore/Records.h"
 #include "Support/Task.h"
@@ -34,4 +35,5 @@ public:
 private:
     MainViewModel &m_model;
     DesktopNotifications &m_notifications;
+    bool m_switchedOn;
 };

@@ -213,6 +213,7 @@ TEST_F(PlayerViewTest, UpNextRemovesAndMovesEntriesOfTheRealQueue)
     EXPECT_EQ(titles(player.queue().entries()), (QStringList{"s1", "s2", "s4", "s5"}));
     EXPECT_EQ(titles(model->_queue()), (QStringList{"s1", "s2", "s4", "s5"}));
     EXPECT_EQ(upNext->model()->rowCount(), 4);
+    EXPECT_EQ(list->currentIndex().row(), 2); // s4 took its place, ready for the next Delete
 
     // s5 moved before s2 plays next.
     upNext->model()->moveEntriesAt({3}, 1);

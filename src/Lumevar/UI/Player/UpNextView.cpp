@@ -19,6 +19,7 @@
 #include <QStackedLayout>
 #include <QStyledItemDelegate>
 #include <QVBoxLayout>
+#include <algorithm>
 
 namespace {
 
@@ -150,6 +151,9 @@ void UpNextView::refreshState()
     m_stack->setCurrentWidget(m_model->rowCount() == 0 ? m_empty : static_cast<QWidget *>(m_list));
     if (!showsEmptyState())
         m_list->setFocus(Qt::PopupFocusReason);
+    if (m_rowAfterRemoval >= 0 && m_model->rowCount() > 0)
+        m_list->setCurrentIndex(m_model->index(std::min(m_rowAfterRemoval, m_model->rowCount() - 1)));
+    m_rowAfterRemoval = -1;
 }
 
 void UpNextView::showAnchoredTo(QWidget *anchor)
@@ -174,6 +178,10 @@ void UpNextView::removeSelected()
         rows.append(index.row());
     if (rows.isEmpty() && m_list->currentIndex().isValid())
         rows.append(m_list->currentIndex().row());
+    if (rows.isEmpty())
+        return;
+    // The row that takes the first removed one's place becomes current, so Delete can go on.
+    m_rowAfterRemoval = *std::min_element(rows.begin(), rows.end());
     m_model->removeEntriesAt(rows);
 }
 

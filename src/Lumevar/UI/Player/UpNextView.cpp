@@ -120,6 +120,7 @@ UpNextView::UpNextView(MainViewModel &model, QWidget *parent) : QWidget(parent, 
     m_model = new UpNextModel(model, this);
 
     m_stack = new QStackedLayout(this);
+    m_stack->setContentsMargins(1, 1, 1, 1); // the popup's hairline edge stays visible
     m_empty = makeEmptyState(this);
     m_stack->addWidget(m_empty);
 

@@ -4,7 +4,9 @@
 #include "Lumevar/App/Updater.h"
 #include "Lumevar/UI/Icons.h"
 #include "Lumevar/UI/KeyboardShortcutsWindow.h"
-#include "Lumevar/UI/PlayerReadout.h"
+#include "Lumevar/UI/Panels/FloatingPanel.h"
+#include "Lumevar/UI/Panels/PanelFrames.h"
+#include "Lumevar/UI/Player/PlayerView.h"
 #include "Lumevar/UI/SelectionList.h"
 #include "Lumevar/UI/ToastView.h"
 #include "Lumevar/UI/UnavailableView.h"
@@ -354,10 +356,13 @@ void MainWindow::buildCentre()
     grid->addWidget(m_addToast, 0, 0, Qt::AlignCenter);
     grid->addWidget(m_syncToast, 0, 0, Qt::AlignCenter);
 
-    m_readout = new PlayerReadout(m_model, centre);
-    m_readout->setObjectName(QStringLiteral("playerReadout"));
-    grid->addWidget(m_readout, 1, 0);
+    // The player bar floats over the bottom of the window; this row keeps the lists' last rows clear of it.
+    grid->setRowMinimumHeight(1, int(PanelFrames::playerHeight) - int(PanelFrames::panelInset));
     setCentralWidget(centre);
+
+    m_playerView = new PlayerView(m_model);
+    m_playerPanel = new FloatingPanel(m_playerView, FloatingPanel::Material::bar, &PanelFrames::playerFrame, this);
+    m_playerPanel->setObjectName(QStringLiteral("playerPanel"));
 }
 
 void MainWindow::observeModel()

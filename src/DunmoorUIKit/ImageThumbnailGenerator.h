@@ -1,7 +1,8 @@
 #pragma once
-// Thumbnails with an edge limit: the image is decoded straight to at most maxPixelSize pixels on its
-// longer side (keeping its aspect ratio and honouring the file's orientation), so a huge source is
-// never held at full size. Stateless and safe on any thread.
+// Thumbnails with an edge limit: at most maxPixelSize pixels on the longer side, aspect ratio
+// kept, the file's orientation honoured, never scaled up. A JPEG is decoded straight to about that
+// size; other formats are decoded whole first, and one larger than Qt's allocation limit (128 MB
+// decoded) is refused rather than allocated. Stateless and safe on any thread.
 
 #include "Support/Error.h"
 

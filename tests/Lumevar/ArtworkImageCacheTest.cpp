@@ -2,6 +2,7 @@
 // thumbnail() with the record's URL and key. Sources are real files and a loopback web server.
 
 #include "Lumevar/Artwork/ArtworkImageCache.h"
+#include "Lumevar/Artwork/ArtworkLoad.h"
 #include "Support/Log.h"
 #include "TestKit/AsyncTest.h"
 #include "TestKit/LoopbackHttpServer.h"
@@ -152,6 +153,22 @@ TEST_F(ArtworkImageCacheTest, ManyRowsAskingForOneUrlShareOneLoadAndItsOutcome)
     EXPECT_EQ(server.requestCount(QStringLiteral("/gone.jpg")), 2);
 }
 
+TEST_F(ArtworkImageCacheTest, ArtworkOfTheServiceIsAskedAtTheThumbnailEdge)
+{
+    LoopbackHttpServer server;
+    server.setResponse(QStringLiteral("/art/64x64bb.jpg"), {200, TestImages::encoded(QSize(64, 64), "jpg"), "image/jpeg"});
+    ArtworkImageCache cache(options());
+    const Artwork artwork(server.url(QStringLiteral("/")).toString() + QStringLiteral("art/{w}x{h}bb.jpg"), 3000, 3000);
+    EXPECT_EQ(runTask(cache.thumbnail(std::optional<Artwork>(artwork), QStringLiteral("p"))).size(), QSize(64, 64));
+    EXPECT_EQ(server.requestCount(QStringLiteral("/art/64x64bb.jpg")), 1);
+    try {
+        runTask(cache.thumbnail(std::optional<Artwork>(), QStringLiteral("q")));
+        ADD_FAILURE() << "no artwork loaded";
+    } catch (const ArtworkImageCacheError &error) {
+        EXPECT_EQ(error.code(), ArtworkImageCacheError::noArtworkURL);
+    }
+}
+
 TEST_F(ArtworkImageCacheTest, BadSourcesEndInTheirErrorAndTheNextRowStillLoads)
 {
     ArtworkImageCache cache(options());
@@ -224,6 +241,26 @@ TEST_F(ArtworkImageCacheTest, MemoryLevelKeepsTheRecentlyUsedWithinItsByteBudget
     EXPECT_TRUE(cache.cachedThumbnail(QStringLiteral("k2")).isNull());
     EXPECT_FALSE(cache.cachedThumbnail(QStringLiteral("k1")).isNull());
     EXPECT_FALSE(cache.cachedThumbnail(QStringLiteral("k4")).isNull());
+}
+
+TEST_F(ArtworkImageCacheTest, AViewStartsFromMemoryAndAFailedAskLogsOneLineAndShowsThePlaceholder)
+{
+    ArtworkImageCache cache(options());
+    const QUrl source = writeSource(QStringLiteral("v.jpg"), TestImages::encoded(QSize(300, 300), "jpg"));
+    EXPECT_EQ(ArtworkLoad::seeded(QStringLiteral("v"), cache).state, ArtworkState::unknown);
+    const ArtworkLoad loaded = runTask(loadArtwork(source, QStringLiteral("v"), cache));
+    EXPECT_EQ(loaded.state, ArtworkState::loaded);
+    EXPECT_EQ(ArtworkLoad::seeded(QStringLiteral("v"), cache).state, ArtworkState::loaded);
+    EXPECT_EQ(ArtworkLoad::seeded(QStringLiteral("v"), cache).image, loaded.image);
+
+    LogStore::shared().clear();
+    const ArtworkLoad failed = runTask(loadArtwork(std::nullopt, QStringLiteral("none"), cache));
+    EXPECT_EQ(failed.state, ArtworkState::failed);
+    EXPECT_TRUE(failed.image.isNull());
+    const auto lines = LogStore::shared().entries();
+    ASSERT_EQ(lines.size(), 1);
+    EXPECT_EQ(lines[0].category, QStringLiteral("images"));
+    EXPECT_TRUE(lines[0].message.startsWith(QStringLiteral("Failed to load artwork: "))) << lines[0].message.toStdString();
 }
 
 } // namespace

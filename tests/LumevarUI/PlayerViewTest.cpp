@@ -4,6 +4,7 @@
 
 #include "ModelTestFixture.h"
 
+#include "Lumevar/UI/DockMenu.h"
 #include "Lumevar/UI/Player/ArtworkView.h"
 #include "Lumevar/UI/Player/PlaybackTimeView.h"
 #include "Lumevar/UI/Player/PlayerButton.h"
@@ -11,8 +12,12 @@
 #include "Lumevar/UI/Player/PlayerView.h"
 #include "Lumevar/UI/Player/UpNextModel.h"
 #include "Lumevar/UI/Player/UpNextView.h"
+#include "TestKit/TestImages.h"
 
 #include <QAbstractItemModelTester>
+#include <QAction>
+#include <QMenu>
+#include <QMimeData>
 #include <QEnterEvent>
 #include <QLabel>
 #include <QListView>
@@ -85,6 +90,14 @@ TEST_F(PlayerViewTest, IdleBarShowsTheEmptyBlockAndPlayingFillsIt)
     EXPECT_TRUE(block()->timeView()->isVisible());
     EXPECT_EQ(block()->timeView()->maxTime(), songs[1].duration);
     EXPECT_EQ(view->playPauseButton()->symbolName(), QStringLiteral("pause.fill"));
+
+    // A title longer than the block is cut with an ellipsis; the tooltip keeps it whole.
+    const QString longTitle = QString(QStringLiteral("Long title ")).repeated(30);
+    model->_playingTitle.set(longTitle);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(block()->titleLabel()->text().endsWith(QChar(0x2026)));
+    EXPECT_LE(block()->titleLabel()->fontMetrics().horizontalAdvance(block()->titleLabel()->text()), block()->width());
+    EXPECT_EQ(block()->titleLabel()->toolTip(), longTitle);
 
     // The play button pauses and resumes through the model.
     view->playPauseButton()->click();
@@ -200,6 +213,7 @@ TEST_F(PlayerViewTest, UpNextRemovesAndMovesEntriesOfTheRealQueue)
     EXPECT_EQ(titles(player.queue().entries()), (QStringList{"s1", "s2", "s4", "s5"}));
     EXPECT_EQ(titles(model->_queue()), (QStringList{"s1", "s2", "s4", "s5"}));
     EXPECT_EQ(upNext->model()->rowCount(), 4);
+    EXPECT_EQ(list->currentIndex().row(), 2); // s4 took its place, ready for the next Delete
 
     // s5 moved before s2 plays next.
     upNext->model()->moveEntriesAt({3}, 1);
@@ -214,6 +228,26 @@ TEST_F(PlayerViewTest, UpNextRemovesAndMovesEntriesOfTheRealQueue)
     upNext->model()->moveEntriesAt({1}, upNext->model()->rowCount());
     QCoreApplication::processEvents();
     EXPECT_EQ(titles(model->_queue()), (QStringList{"s5", "s4", "s2"}));
+}
+
+TEST_F(PlayerViewTest, DraggingRowsInUpNextMovesThemInThePlayer)
+{
+    const QList<LocalSong> songs = localSongs(5);
+    playFrom(songs, songs[0].identifier);
+    view->showUpNext();
+    UpNextModel *rows = view->upNext()->model();
+    // What the list view hands the model when two rows are dropped before the second row.
+    std::unique_ptr<QMimeData> dragged(rows->mimeData({rows->index(3), rows->index(4)}));
+    ASSERT_TRUE(rows->canDropMimeData(dragged.get(), Qt::MoveAction, 1, 0, {}));
+    EXPECT_FALSE(rows->dropMimeData(dragged.get(), Qt::MoveAction, 1, 0, {})); // the view removes nothing itself
+    QCoreApplication::processEvents();
+    EXPECT_EQ(titles(player.queue().entries()), (QStringList{"s0", "s3", "s4", "s1", "s2"}));
+    EXPECT_EQ(rows->rowCount(), 5);
+    // A drop on the empty space below the rows goes to the end.
+    dragged.reset(rows->mimeData({rows->index(1)}));
+    rows->dropMimeData(dragged.get(), Qt::MoveAction, -1, -1, {});
+    QCoreApplication::processEvents();
+    EXPECT_EQ(titles(player.queue().entries()), (QStringList{"s0", "s4", "s1", "s2", "s3"}));
 }
 
 TEST_F(PlayerViewTest, UpNextShowsTheEmptyStateWhenNothingIsLeft)
@@ -233,4 +267,48 @@ TEST_F(PlayerViewTest, UpNextShowsTheEmptyStateWhenNothingIsLeft)
     QCoreApplication::processEvents();
     EXPECT_TRUE(player.queue().entries().isEmpty());
     EXPECT_TRUE(upNext->showsEmptyState());
+}
+
+TEST_F(PlayerViewTest, TrayMenuOffersThePlayerCommandsAsTheyStand)
+{
+    DockMenu dock(*model);
+    const auto texts = [&dock] {
+        Q_EMIT dock.menu()->aboutToShow();
+        QStringList result;
+        for (QAction *action : dock.menu()->actions())
+            result.append(action->isSeparator() ? QStringLiteral("-") : action->text());
+        return result;
+    };
+    EXPECT_EQ(texts(), (QStringList{"Play", "Next Track", "Previous Track", "-", "Show Lumevar", "Quit Lumevar"}));
+
+    const QList<LocalSong> songs = localSongs(3);
+    playFrom(songs, songs[0].identifier);
+    EXPECT_EQ(texts().first(), QStringLiteral("Pause"));
+    dock.menu()->findChild<QAction *>(QStringLiteral("nextTrack"))->trigger();
+    clock.advance(0.5);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(player.queue().currentEntry()->title, songs[1].title);
+}
+
+TEST_F(PlayerViewTest, ArtworkViewLoadsThroughTheCacheAndShowsAFailure)
+{
+    const QString path = directory.filePath(QStringLiteral("cover.png"));
+    ASSERT_TRUE(TestImages::write(path, TestImages::encoded(QSize(90, 90), "png")));
+    const QString id = QStringLiteral("artwork-view-%1").arg(QCoreApplication::applicationPid());
+
+    ArtworkView artwork(QSize(36, 36), 0, false);
+    artwork.setArtwork(std::nullopt, id); // no address: nothing to load
+    EXPECT_EQ(artwork.state(), ArtworkView::State::unknown);
+    artwork.setArtwork(QUrl::fromLocalFile(path), id);
+    ASSERT_TRUE(spinUntil([&] { return artwork.state() != ArtworkView::State::unknown; }));
+    EXPECT_EQ(artwork.state(), ArtworkView::State::loaded);
+
+    // A second view of the same key starts loaded from memory.
+    ArtworkView again(QSize(24, 24), 0, false);
+    again.setArtwork(QUrl::fromLocalFile(path), id);
+    EXPECT_EQ(again.state(), ArtworkView::State::loaded);
+
+    // Another key whose address cannot be read ends failed (at once or a little later).
+    artwork.setArtwork(QUrl::fromLocalFile(directory.filePath(QStringLiteral("missing.png"))), id + QStringLiteral("-missing"));
+    EXPECT_TRUE(spinUntil([&] { return artwork.state() == ArtworkView::State::failed; }));
 }

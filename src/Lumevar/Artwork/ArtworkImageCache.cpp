@@ -12,6 +12,8 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QPointer>
+#include <QThread>
+#include <QThreadPool>
 #include <QtConcurrent>
 
 struct ArtworkImageCache::Private {
@@ -26,6 +28,19 @@ struct ArtworkImageCache::Private {
 };
 
 namespace {
+
+// Artwork decodes on its own pool: a list asking for a thousand covers at once would otherwise
+// queue seconds of decoding ahead of the sync's work on the global pool.
+QThreadPool &artworkPool()
+{
+    static QThreadPool pool; // its end at exit waits for a decode still running
+    static const bool sized = [] {
+        pool.setMaxThreadCount(QThread::idealThreadCount());
+        return true;
+    }();
+    Q_UNUSED(sized);
+    return pool;
+}
 
 // Network-level failures become URLError; an answer with an HTTP error status still has its bytes
 // judged by the decoder (a 404 page is no image).
@@ -138,7 +153,9 @@ QCoro::Task<QImage> ArtworkImageCache::readFile(QString id)
 {
     QPointer<ArtworkImageCache> self(this);
     const QString path = fileOfKey(id);
-    const QImage image = co_await QtConcurrent::run(&ArtworkFiles::readThumbnail, path, int(thumbnailEdge));
+    // Futures are awaited from named locals: GCC 12 may destroy a temporary of a co_await twice.
+    QFuture<QImage> reading = QtConcurrent::run(&artworkPool(), &ArtworkFiles::readThumbnail, path, int(thumbnailEdge));
+    const QImage image = co_await reading;
     if (self && !image.isNull())
         self->store(id, image);
     co_return image;
@@ -150,11 +167,14 @@ QCoro::Task<QImage> ArtworkImageCache::load(QUrl url, QString id)
     const QString path = fileOfKey(id);
     ArtworkFiles::Outcome outcome;
     if (url.isLocalFile()) {
-        outcome = co_await QtConcurrent::run(&ArtworkFiles::thumbnailFromFile, url.toLocalFile(), path, int(thumbnailEdge));
+        QFuture<ArtworkFiles::Outcome> decoding =
+            QtConcurrent::run(&artworkPool(), &ArtworkFiles::thumbnailFromFile, url.toLocalFile(), path, int(thumbnailEdge));
+        outcome = co_await decoding;
     } else {
         QCoro::Task<QByteArray> fetching = fetch(url);
         const QByteArray bytes = co_await std::move(fetching);
-        outcome = co_await QtConcurrent::run(&ArtworkFiles::thumbnailFromBytes, bytes, path, int(thumbnailEdge));
+        QFuture<ArtworkFiles::Outcome> decoding = QtConcurrent::run(&artworkPool(), &ArtworkFiles::thumbnailFromBytes, bytes, path, int(thumbnailEdge));
+        outcome = co_await decoding;
     }
     if (!self)
         throw CancellationError();

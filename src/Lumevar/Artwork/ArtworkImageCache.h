@@ -3,7 +3,7 @@
 // become a decoded image of at most 64 pixels on a side, served from memory when possible, else
 // from the key's PNG file in the per-user temporary folder, else loaded from the URL once, however
 // many rows ask at the same moment. Used on the main thread; file reads, decoding and PNG writes
-// run on the global thread pool, web loads through one QNetworkAccessManager.
+// run on the artwork pool (one thread per core), web loads through one QNetworkAccessManager.
 //
 // The memory level is bounded by the bytes of its images (least recently used first), because
 // nothing else on Linux would ever make it give way.
@@ -19,8 +19,9 @@
 #include <memory>
 #include <optional>
 
+// A QObject for QPointer guards of its coroutines and as the parent of its network access; it has
+// no signals, hence no Q_OBJECT.
 class ArtworkImageCache : public QObject {
-    Q_OBJECT
 public:
     struct Options {
         QString directory;                                // the disk level; empty: no files at all

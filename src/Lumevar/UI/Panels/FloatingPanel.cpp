@@ -21,7 +21,6 @@ QPainterPath roundedPath(const QRectF &rect, qreal radius)
 FloatingPanel::FloatingPanel(QWidget *content, Material material, Framer framer, QWidget *window)
     : QWidget(window), m_content(content), m_material(material), m_framer(std::move(framer))
 {
-    setAttribute(Qt::WA_TranslucentBackground);
     content->setParent(this);
     content->show();
     window->installEventFilter(this);

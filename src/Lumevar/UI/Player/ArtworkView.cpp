@@ -1,9 +1,9 @@
 #include "Lumevar/UI/Player/ArtworkView.h"
 
+#include "Lumevar/Artwork/ArtworkImageCache.h"
+#include "Lumevar/Artwork/ArtworkLoad.h"
 #include "Lumevar/UI/ColorScheme.h"
 #include "Lumevar/UI/Player/PlayerSymbols.h"
-#include "Support/Error.h"
-#include "Support/Log.h"
 #include "Support/Task.h"
 
 #include <QPainter>
@@ -35,10 +35,26 @@ void ArtworkView::setArtwork(const std::optional<QUrl> &url, const QString &uniq
         return;
     m_identity = identity;
     const quint64 generation = ++m_generation;
-    m_image = {};
-    m_state = State::unknown;
+    ArtworkLoad seeded = ArtworkLoad::seeded(uniqueID, ArtworkImageCache::shared());
+    m_state = seeded.state;
+    m_image = std::move(seeded.image);
     update();
-    Q_UNUSED(generation);
+    if (url && m_state != State::loaded)
+        load(url, uniqueID, generation);
+}
+
+void ArtworkView::load(std::optional<QUrl> url, QString uniqueID, quint64 generation)
+{
+    detach([](QPointer<ArtworkView> self, std::optional<QUrl> url, QString uniqueID, quint64 generation) -> QCoro::Task<void> {
+        QCoro::Task<ArtworkLoad> asking = loadArtwork(std::move(url), std::move(uniqueID), ArtworkImageCache::shared());
+        ArtworkLoad outcome = co_await std::move(asking);
+        // A newer item took the view over meanwhile, or the view is gone.
+        if (!self || self->m_generation != generation)
+            co_return;
+        self->m_state = outcome.state;
+        self->m_image = std::move(outcome.image);
+        self->update();
+    }(QPointer(this), std::move(url), std::move(uniqueID), generation));
 }
 
 void ArtworkView::paintEvent(QPaintEvent *)

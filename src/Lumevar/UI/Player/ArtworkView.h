@@ -4,6 +4,8 @@
 // from the picture the artwork cache already holds for the id, and otherwise loads it through the
 // cache; a change of id or URL restarts the load.
 
+#include "Lumevar/Artwork/ArtworkLoad.h"
+
 #include <QImage>
 #include <QPointer>
 #include <QUrl>
@@ -13,7 +15,7 @@
 class ArtworkView : public QWidget {
     Q_OBJECT
 public:
-    enum class State { loaded, unknown, failed };
+    using State = ArtworkState;
 
     ArtworkView(QSize size, qreal cornerRadius, bool showBorder, QWidget *parent = nullptr);
     ~ArtworkView() override;
@@ -32,6 +34,7 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
+    void load(std::optional<QUrl> url, QString uniqueID, quint64 generation);
 
     qreal m_cornerRadius;
     bool m_showBorder;

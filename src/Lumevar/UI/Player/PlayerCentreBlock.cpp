@@ -85,7 +85,8 @@ PlayerCentreBlock::PlayerCentreBlock(MainViewModel &model, QWidget *parent) : QW
     m_title->setTextFormat(Qt::PlainText);
     m_title->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     QFont titleFont = m_title->font();
-    titleFont.setPointSizeF(12);
+    // Sizes in pixels: the bar is drawn to a pixel grid of 36, whatever the desktop's point size.
+    titleFont.setPixelSize(12);
     titleFont.setWeight(QFont::Medium);
     m_title->setFont(titleFont);
     titleRow->addWidget(m_title, 1);
@@ -108,7 +109,7 @@ PlayerCentreBlock::PlayerCentreBlock(MainViewModel &model, QWidget *parent) : QW
     m_subtitle->setAlignment(Qt::AlignCenter);
     m_subtitle->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     QFont subtitleFont = m_subtitle->font();
-    subtitleFont.setPointSizeF(11);
+    subtitleFont.setPixelSize(11);
     m_subtitle->setFont(subtitleFont);
     texts->addWidget(m_subtitle);
     texts->addStretch();
@@ -143,8 +144,10 @@ void PlayerCentreBlock::refresh()
     }
     m_texts->setVisible(title.has_value());
     m_time->setVisible(title.has_value());
-    m_title->setText(title.value_or(QString()));
-    m_subtitle->setText(m_model._playingSubtitle().value_or(QString()));
+    m_fullTitle = title.value_or(QString());
+    m_fullSubtitle = m_model._playingSubtitle().value_or(QString());
+    m_subtitle->setToolTip(m_fullSubtitle);
+    m_title->setToolTip(m_fullTitle);
     m_subtitle->setVisible(m_model._playingSubtitle().has_value());
     refreshHover();
 }
@@ -161,6 +164,10 @@ void PlayerCentreBlock::refreshHover()
     // The first of two rows that fits: the title centred between an empty slot and the button, or
     // the title followed by the button.
     const int available = m_texts->width() - 8;
+    // The title on one line, cut with an ellipsis where the row leaves too little room.
+    const int room = std::max(0, offersAdd ? available - addButtonWidth - titleSpacing : available);
+    m_title->setText(m_title->fontMetrics().elidedText(m_fullTitle, Qt::ElideRight, room));
+    m_subtitle->setText(m_subtitle->fontMetrics().elidedText(m_fullSubtitle, Qt::ElideRight, std::max(0, available)));
     const int titleWidth = m_title->fontMetrics().horizontalAdvance(m_title->text());
     const bool balanced = titleWidth + 2 * (addButtonWidth + titleSpacing) <= available;
     m_balance->setVisible(offersAdd && balanced);

@@ -61,6 +61,8 @@ private:
     QWidget *m_texts;
     QWidget *m_balance;
     QLabel *m_title;
+    QString m_fullTitle;
+    QString m_fullSubtitle;
     QToolButton *m_add;
     QLabel *m_subtitle;
     PlaybackTimeView *m_time;

@@ -105,10 +105,12 @@ void drawPlusCircle(QPainter &p)
     const QColor color = p.pen().color();
     QPainterPath disc;
     disc.addEllipse(QPointF(10, 10), 9, 9);
-    QPainterPath plus;
-    plus.addRect(QRectF(9, 5, 2, 10));
-    plus.addRect(QRectF(5, 9, 10, 2));
-    p.fillPath(disc.subtracted(plus.simplified()), color);
+    p.fillPath(disc, color);
+    // The plus is cut out of the disc: cleared, so it shows what lies behind the symbol.
+    p.setCompositionMode(QPainter::CompositionMode_Clear);
+    p.fillRect(QRectF(8.6, 4.5, 2.8, 11), Qt::transparent);
+    p.fillRect(QRectF(4.5, 8.6, 11, 2.8), Qt::transparent);
+    p.setCompositionMode(QPainter::CompositionMode_SourceOver);
 }
 
 void drawSnapBack(QPainter &p, const QColor &accent)

@@ -1,5 +1,7 @@
 #include "Lumevar/UI/Player/UpNextView.h"
 
+#include "Lumevar/Artwork/ArtworkImageCache.h"
+#include "Lumevar/Artwork/ArtworkLoad.h"
 #include "Lumevar/UI/ColorScheme.h"
 #include "Lumevar/UI/Player/ArtworkView.h"
 #include "Lumevar/UI/Player/PlayerSymbols.h"
@@ -17,6 +19,7 @@
 #include <QStackedLayout>
 #include <QStyledItemDelegate>
 #include <QVBoxLayout>
+#include <algorithm>
 
 namespace {
 
@@ -49,7 +52,7 @@ public:
 
         const QRect art(option.rect.x() + 6, option.rect.y() + rowPadding, artworkEdge, artworkEdge);
         const QString id = index.data(UpNextModel::ArtworkIDRole).toString();
-        const QImage image;
+        const QImage image = ArtworkImageCache::shared().cachedThumbnail(id);
         painter->save();
         painter->setRenderHint(QPainter::SmoothPixmapTransform);
         if (!image.isNull()) {
@@ -61,7 +64,7 @@ public:
                 m_wantsArtwork(id, url);
         }
         QFont font = option.font;
-        font.setPointSizeF(12);
+        font.setPixelSize(12);
         painter->setFont(font);
         const bool selected = option.state & QStyle::State_Selected;
         painter->setPen(option.palette.color(selected ? QPalette::HighlightedText : QPalette::Text));
@@ -117,6 +120,7 @@ UpNextView::UpNextView(MainViewModel &model, QWidget *parent) : QWidget(parent, 
     m_model = new UpNextModel(model, this);
 
     m_stack = new QStackedLayout(this);
+    m_stack->setContentsMargins(1, 1, 1, 1); // the popup's hairline edge stays visible
     m_empty = makeEmptyState(this);
     m_stack->addWidget(m_empty);
 
@@ -131,6 +135,7 @@ UpNextView::UpNextView(MainViewModel &model, QWidget *parent) : QWidget(parent, 
     m_list->setDefaultDropAction(Qt::MoveAction);
     m_list->setDragDropOverwriteMode(false);
     m_list->setFrameShape(QFrame::NoFrame);
+    m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_list->setContextMenuPolicy(Qt::DefaultContextMenu);
     m_list->installEventFilter(this);
     m_list->viewport()->installEventFilter(this);
@@ -147,6 +152,9 @@ void UpNextView::refreshState()
     m_stack->setCurrentWidget(m_model->rowCount() == 0 ? m_empty : static_cast<QWidget *>(m_list));
     if (!showsEmptyState())
         m_list->setFocus(Qt::PopupFocusReason);
+    if (m_rowAfterRemoval >= 0 && m_model->rowCount() > 0)
+        m_list->setCurrentIndex(m_model->index(std::min(m_rowAfterRemoval, m_model->rowCount() - 1)));
+    m_rowAfterRemoval = -1;
 }
 
 void UpNextView::showAnchoredTo(QWidget *anchor)
@@ -171,6 +179,10 @@ void UpNextView::removeSelected()
         rows.append(index.row());
     if (rows.isEmpty() && m_list->currentIndex().isValid())
         rows.append(m_list->currentIndex().row());
+    if (rows.isEmpty())
+        return;
+    // The row that takes the first removed one's place becomes current, so Delete can go on.
+    m_rowAfterRemoval = *std::min_element(rows.begin(), rows.end());
     m_model->removeEntriesAt(rows);
 }
 
@@ -203,7 +215,13 @@ void UpNextView::loadArtwork(const QString &id, const QUrl &url)
     if (m_loadingArtwork.contains(id))
         return;
     m_loadingArtwork.insert(id);
-    Q_UNUSED(url);
+    detach([](QPointer<UpNextView> self, QString id, QUrl url) -> QCoro::Task<void> {
+        // A failure leaves the row's plain background (and its one log line); it is not asked again.
+        QCoro::Task<ArtworkLoad> asking = ::loadArtwork(url, id, ArtworkImageCache::shared());
+        const ArtworkLoad outcome = co_await std::move(asking);
+        if (self && outcome.state == ArtworkState::loaded)
+            self->m_list->viewport()->update();
+    }(QPointer(this), id, url));
 }
 
 void UpNextView::paintEvent(QPaintEvent *)

@@ -44,4 +44,5 @@ private:
     QWidget *m_empty;
     QListView *m_list;
     QSet<QString> m_loadingArtwork;
+    int m_rowAfterRemoval = -1;
 };

@@ -325,6 +325,7 @@ TEST_F(MainWindowTest, SearchEntriesOpenTheSurfaceOnTheirSourceAndSettingsOpensO
     EXPECT_TRUE(settings->isVisible());
     action("settings")->trigger();
     EXPECT_EQ(window->settingsWindow(), settings.data());
+}
 
 TEST_F(MainWindowTest, ShortcutsWindowListsTheKeysTheMenusReallyUse)
 {

@@ -4,9 +4,10 @@
 // shows the play button (pause on the playing row) in place of the now-playing bars; while the
 // artwork is still unknown the slot shows nothing at all.
 
-#include <QString>
+// ArtworkState (loaded, unknown, failed) is the artwork cache's, shared by every artwork view.
+#include "Lumevar/Artwork/ArtworkLoad.h"
 
-enum class ArtworkState { unknown, failed, loaded };
+#include <QString>
 
 struct ArtworkDisplay {
     bool showsImage = false;

@@ -3,6 +3,7 @@
 #include "Platform/LocalLibrary/LocalIdentifiers.h"
 #include "Support/Log.h"
 
+#include <QFile>
 #include <QUrl>
 #include <algorithm>
 
@@ -82,7 +83,8 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
     m_songs.reserve(scan.tracks.size());
     for (const ScannedTrack &track : scan.tracks) {
         Song song;
-        song.id = LocalIdentifiers::make(LocalIdentifiers::song, track.relativePath);
+        song.id = track.identity.isEmpty() ? LocalIdentifiers::make(LocalIdentifiers::song, track.relativePath)
+                                           : LocalIdentifiers::songID(track.identity);
         song.title = track.title;
         song.artistName = optionalText(track.artist);
         song.albumTitle = optionalText(track.album);
@@ -98,7 +100,7 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
         song.playParameters = PlayParameters{song.id, QStringLiteral("song")};
         songByPath.insert(track.path, song.id);
         trackIDs.append(song.id);
-        m_paths.insert(song.id, track.path);
+        m_paths.insert(song.id, track.fileName.isEmpty() ? QFile::encodeName(track.path) : track.fileName);
         m_songs.append(std::move(song));
     }
     sortByID(m_songs);

@@ -8,7 +8,10 @@
 #include "Lumevar/UI/MainWindow.h"
 #include "Lumevar/UI/MenuRules.h"
 #include "Lumevar/UI/SelectionList.h"
+#include "Lumevar/UI/UnavailableView.h"
 #include "Support/UserDefaults.h"
+
+#include <QToolButton>
 
 #include <QAction>
 #include <QFile>
@@ -167,7 +170,14 @@ TEST_F(MainWindowTest, RefusedAccessShowsTheUnavailableScreenAndTryAgainStarts)
     ASSERT_TRUE(spinUntil([&] { return app->_notAuthorized(); }));
     settle();
     EXPECT_EQ(window->visibleOverlay(), QStringLiteral("Welcome to Lumevar"));
+    EXPECT_EQ(window->unavailableDescription(), UnavailableView::descriptionText()); // a streaming account's words
     EXPECT_FALSE(main()._selectedContainerKindID().has_value());
+
+    // A service that knows why (a music folder that is missing) has its own words shown.
+    service.reason = QStringLiteral("The music folder “/gone” does not exist.");
+    runTask(app->tryAgain());
+    settle();
+    EXPECT_EQ(window->unavailableDescription(), service.reason);
 
     // Still refused: nothing changes.
     runTask(app->tryAgain());
@@ -233,4 +243,19 @@ TEST_F(MainWindowTest, FirstAppearPreloadsMadeForYouOnlyOutsidePowerSaving)
     lowPower = false;
     finish(app->firstAppear());
     EXPECT_EQ(service.callCount(Op::personalRecommendations), 1);
+}
+
+TEST_F(MainWindowTest, ANoticeAboutTheStoreShowsAcrossTheTopUntilClosed)
+{
+    settle();
+    EXPECT_EQ(window->visibleNotice(), QString());
+    main()._storeNotice.set(QStringLiteral("Lumevar's library data was damaged and has been rebuilt."));
+    settle();
+    EXPECT_EQ(window->visibleNotice(), main()._storeNotice());
+    auto *banner = window->findChild<QWidget *>(QStringLiteral("noticeBanner"));
+    ASSERT_NE(banner, nullptr);
+    auto *close = banner->findChild<QToolButton *>();
+    ASSERT_NE(close, nullptr);
+    close->click();
+    EXPECT_EQ(window->visibleNotice(), QString());
 }

@@ -299,3 +299,22 @@ TEST(LocalLibraryService, AFolderChangedWhileRunningIsReadAndAnnounced)
     for (const Song &song : after)
         EXPECT_TRUE(before.contains(song)) << song.title.toStdString();
 }
+
+TEST(LocalLibraryService, TheUnavailableReasonNamesTheFolderAndWhatIsWrong)
+{
+    QTemporaryDir parent;
+    const QString missing = parent.filePath(QStringLiteral("Music"));
+    LocalLibraryService service(missing, parent.filePath(QStringLiteral("cache")));
+    EXPECT_EQ(runTask(service.requestAuthorization()), MusicAuthorizationStatus::denied);
+    EXPECT_TRUE(service.unavailableReason().contains(missing));
+    EXPECT_TRUE(service.unavailableReason().contains(QStringLiteral("does not exist")));
+
+    writeFile(parent.filePath(QStringLiteral("file")), "x");
+    LocalLibraryService onFile(parent.filePath(QStringLiteral("file")), parent.filePath(QStringLiteral("cache")));
+    EXPECT_TRUE(onFile.unavailableReason().contains(QStringLiteral("is not a folder")));
+
+    // Try Again looks again: the folder appears (a disk is connected).
+    ASSERT_TRUE(QDir().mkpath(missing));
+    EXPECT_EQ(runTask(service.requestAuthorization()), MusicAuthorizationStatus::authorized);
+    EXPECT_EQ(service.unavailableReason(), QString());
+}

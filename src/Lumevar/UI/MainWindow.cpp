@@ -7,6 +7,7 @@
 #include "Lumevar/UI/PlayerReadout.h"
 #include "Lumevar/UI/SelectionList.h"
 #include "Lumevar/UI/ToastView.h"
+#include "Lumevar/UI/NoticeBanner.h"
 #include "Lumevar/UI/UnavailableView.h"
 #include "Support/Log.h"
 #include "Support/Progress.h"
@@ -344,6 +345,8 @@ void MainWindow::buildCentre()
     grid->addWidget(m_unavailable, 0, 0);
     grid->addWidget(m_addToast, 0, 0, Qt::AlignCenter);
     grid->addWidget(m_syncToast, 0, 0, Qt::AlignCenter);
+    m_notice = new NoticeBanner(centre);
+    grid->addWidget(m_notice, 0, 0, Qt::AlignTop);
 
     m_readout = new PlayerReadout(m_model, centre);
     m_readout->setObjectName(QStringLiteral("playerReadout"));
@@ -388,7 +391,10 @@ void MainWindow::observeModel()
 
     const auto overlays = [this] { refreshOverlays(); };
     observeEach(m_tokens, overlays, m_model._showAddToast, m_model._showSyncingToast, m_model._syncProgress);
-    m_tokens.push_back(observeChanges(m_app._notAuthorized, overlays));
+    observeEach(m_tokens, overlays, m_app._notAuthorized, m_app._unavailableReason);
+    m_tokens.push_back(observeChanges(m_model._storeNotice, [this] { m_notice->setText(m_model._storeNotice()); }));
+    // A sync the user did not start (a changed music folder) refreshes the list on screen.
+    m_tokens.push_back(observeChanges(m_model._libraryVersion, [this] { loadSelectedContainer(false); }));
     m_tokens.push_back(observeChanges(m_model._showPlayError, [this] { refreshPlayError(); }));
     m_tokens.push_back(observeChanges(m_model._activePane, [this](int, int pane) { focusPane(pane); }));
 }
@@ -588,6 +594,7 @@ void MainWindow::refreshOverlays()
     const bool notAuthorized = !add && !syncing && m_app._notAuthorized();
     m_addToast->setVisible(add);
     m_syncToast->setVisible(syncing);
+    m_unavailable->setReason(m_app._unavailableReason());
     m_unavailable->setVisible(notAuthorized);
 
     // While the library syncs, the lists are dimmed and take no input.
@@ -625,6 +632,10 @@ QString MainWindow::visibleOverlay() const
         return UnavailableView::titleText();
     return {};
 }
+
+QString MainWindow::unavailableDescription() const { return m_unavailable->shownDescription(); }
+
+QString MainWindow::visibleNotice() const { return m_notice->isHidden() ? QString() : m_notice->text(); }
 
 void MainWindow::refreshPlayError()
 {

@@ -28,6 +28,7 @@ class QToolButton;
 class SelectionList;
 class ToastView;
 class UnavailableView;
+class NoticeBanner;
 
 class MainWindow : public QMainWindow {
     Q_OBJECT
@@ -50,6 +51,9 @@ public:
     SelectionList *detailList() const { return m_lists[2]; }
     // The overlay on top now: "Added to Library", "Syncing Library", "Welcome to Lumevar" or empty.
     QString visibleOverlay() const;
+    // The words of the unavailable screen, and the notice across the top (empty when hidden).
+    QString unavailableDescription() const;
+    QString visibleNotice() const;
     QString toolbarTitle() const;
     // Re-reads every enable rule and title from the model (also run on each model change).
     void refreshChrome();
@@ -95,6 +99,7 @@ private:
     ToastView *m_addToast = nullptr;
     ToastView *m_syncToast = nullptr;
     UnavailableView *m_unavailable = nullptr;
+    NoticeBanner *m_notice = nullptr;
     QLabel *m_title = nullptr;
     QToolButton *m_sortButton = nullptr;
     QMenu *m_sortMenu = nullptr;

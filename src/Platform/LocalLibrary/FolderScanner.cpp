@@ -162,7 +162,8 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) 
     }
     if (stopped())
         return result;
-    if (cache)
+    // Only a folder that changed rewrites the cache.
+    if (cache && (!toRead.isEmpty() || entries.size() != previous.size() || !vanished.isEmpty()))
         cache->replace(std::move(entries));
 
     for (const FolderWalk::Entry &entry : std::as_const(playlistFiles)) {

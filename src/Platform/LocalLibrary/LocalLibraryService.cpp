@@ -14,6 +14,7 @@
 #include <QCoroFuture>
 #include <QCryptographicHash>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QPointer>
@@ -134,11 +135,17 @@ void LocalLibraryService::startScan()
         if (first)
             scanCache->load();
         ScanResult scan = FolderScanner(folder, cache).scan(stop.get(), scanCache.get());
-        if (!stop->load())
+        QElapsedTimer timer;
+        timer.start();
+        if (!stop->load() && scanCache->isDirty())
             scanCache->save();
+        const qint64 saved = timer.elapsed();
         auto snapshot = std::make_shared<Snapshot>();
         snapshot->index = LibraryIndex(scan);
+        const qint64 indexed = timer.elapsed();
         snapshot->recommendations = LocalRecommendations(snapshot->index);
+        Log::debug(Log::collection(), "Scan cache saved in %d ms, library built in %d ms, recommendations in %d ms",
+                   int(saved), int(indexed - saved), int(timer.elapsed() - indexed));
         snapshot->revision = scan.revision;
         snapshot->folders = std::move(scan.folders);
         return std::shared_ptr<const Snapshot>(std::move(snapshot));

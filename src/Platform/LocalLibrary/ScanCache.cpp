@@ -61,6 +61,7 @@ ScanCache::ScanCache(QByteArray root, QString file) : m_root(std::move(root)), m
 bool ScanCache::load()
 {
     m_entries.clear();
+    m_dirty = false;
     QFile file(m_file);
     if (!file.open(QIODevice::ReadOnly))
         return false;
@@ -116,5 +117,6 @@ bool ScanCache::save() const
         Log::notice(Log::collection(), "Cannot write the scan cache %@: %@", m_file, file.errorString());
         return false;
     }
+    m_dirty = false;
     return true;
 }

@@ -32,7 +32,14 @@ public:
     bool save() const;
 
     const QHash<QByteArray, Entry> &entries() const { return m_entries; }
-    void replace(QHash<QByteArray, Entry> entries) { m_entries = std::move(entries); }
+    void replace(QHash<QByteArray, Entry> entries)
+    {
+        m_entries = std::move(entries);
+        m_dirty = true;
+    }
+    // Whether replace() was called since the last load() or save(): an unchanged folder costs no
+    // write.
+    bool isDirty() const { return m_dirty; }
     const QString &file() const { return m_file; }
 
     // Raised whenever what the reader takes from a file changes, so older caches are read anew.
@@ -42,4 +49,5 @@ private:
     QByteArray m_root;
     QString m_file;
     QHash<QByteArray, Entry> m_entries;
+    mutable bool m_dirty = false;
 };

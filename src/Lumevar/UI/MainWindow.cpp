@@ -336,21 +336,22 @@ void MainWindow::buildCentre()
     connect(m_lists[1], &SelectionList::activated, this, &MainWindow::activateInContainer);
     connect(m_lists[2], &SelectionList::selectionChanged, this, [this](const QString &id) { m_model._selectedDetailSongID.set(id); });
     connect(m_lists[2], &SelectionList::activated, this, [this](const QString &id) { detach(m_app.songsViewModel().playSelection(id)); });
-    grid->addWidget(m_listsArea, 0, 0);
+    grid->addWidget(m_listsArea, 1, 0);
 
     m_addToast = new ToastView(QStringLiteral("checkmark.circle"), QStringLiteral("Added to Library"), false, centre);
     m_syncToast = new ToastView(QStringLiteral("arrow.trianglehead.2.clockwise.rotate.90"), QStringLiteral("Syncing Library"), true, centre);
     m_unavailable = new UnavailableView(centre);
     connect(m_unavailable, &UnavailableView::tryAgainRequested, this, [this] { detach(m_app.tryAgain()); });
-    grid->addWidget(m_unavailable, 0, 0);
-    grid->addWidget(m_addToast, 0, 0, Qt::AlignCenter);
-    grid->addWidget(m_syncToast, 0, 0, Qt::AlignCenter);
+    grid->addWidget(m_unavailable, 1, 0);
+    grid->addWidget(m_addToast, 1, 0, Qt::AlignCenter);
+    grid->addWidget(m_syncToast, 1, 0, Qt::AlignCenter);
+    // A notice takes its own row above the lists, hiding none of them.
     m_notice = new NoticeBanner(centre);
-    grid->addWidget(m_notice, 0, 0, Qt::AlignTop);
+    grid->addWidget(m_notice, 0, 0);
 
     m_readout = new PlayerReadout(m_model, centre);
     m_readout->setObjectName(QStringLiteral("playerReadout"));
-    grid->addWidget(m_readout, 1, 0);
+    grid->addWidget(m_readout, 2, 0);
     setCentralWidget(centre);
 }
 

@@ -48,19 +48,6 @@ bool inAlbumOrder(const Song &a, const Song &b)
     return byTitle != 0 ? byTitle < 0 : a.id < b.id;
 }
 
-// Album title (songs without an album last), then the album order.
-bool inArtistOrder(const Song &a, const Song &b)
-{
-    const QString albumA = LocalIdentifiers::nameKey(a.albumTitle.value_or(QString()));
-    const QString albumB = LocalIdentifiers::nameKey(b.albumTitle.value_or(QString()));
-    if (albumA != albumB) {
-        if (albumA.isEmpty() || albumB.isEmpty())
-            return albumB.isEmpty();
-        return albumA < albumB;
-    }
-    return inAlbumOrder(a, b);
-}
-
 template <typename T>
 void sortByID(QList<T> &items)
 {
@@ -117,12 +104,18 @@ void LibraryIndex::addAlbums(const QList<ScannedTrack> &tracks, const QList<Musi
 {
     QHash<MusicItemID, QList<qsizetype>> tracksByAlbum;
     QList<MusicItemID> order;
+    QHash<QString, MusicItemID> idByText; // normalising and hashing once per distinct album
     for (qsizetype i = 0; i < tracks.size(); ++i) {
         const ScannedTrack &track = tracks[i];
         if (track.album.isEmpty())
             continue;
-        const QString key = LocalIdentifiers::nameKey(albumArtistOf(track)) + u'\x1f' + LocalIdentifiers::nameKey(track.album);
-        const MusicItemID id = LocalIdentifiers::make(LocalIdentifiers::album, key);
+        const QString text = albumArtistOf(track) + u'\x1f' + track.album;
+        auto known = idByText.constFind(text);
+        if (known == idByText.constEnd()) {
+            const QString key = LocalIdentifiers::nameKey(albumArtistOf(track)) + u'\x1f' + LocalIdentifiers::nameKey(track.album);
+            known = idByText.insert(text, LocalIdentifiers::make(LocalIdentifiers::album, key));
+        }
+        const MusicItemID id = *known;
         auto &members = tracksByAlbum[id];
         if (members.isEmpty())
             order.append(id);
@@ -165,11 +158,17 @@ void LibraryIndex::addArtists(const QList<ScannedTrack> &tracks, const QList<Mus
 {
     QHash<MusicItemID, QList<qsizetype>> tracksByArtist;
     QList<MusicItemID> order;
+    // Normalising and hashing a name is the costly part: once per distinct text, not per track.
+    QHash<QString, MusicItemID> idByName;
+    QHash<QString, QString> albumKeyByTitle;
     for (qsizetype i = 0; i < tracks.size(); ++i) {
         const ScannedTrack &track = tracks[i];
         if (track.artist.isEmpty())
             continue;
-        const MusicItemID id = LocalIdentifiers::make(LocalIdentifiers::artist, LocalIdentifiers::nameKey(track.artist));
+        auto known = idByName.constFind(track.artist);
+        if (known == idByName.constEnd())
+            known = idByName.insert(track.artist, LocalIdentifiers::make(LocalIdentifiers::artist, LocalIdentifiers::nameKey(track.artist)));
+        const MusicItemID id = *known;
         auto &members = tracksByArtist[id];
         if (members.isEmpty())
             order.append(id);
@@ -178,16 +177,35 @@ void LibraryIndex::addArtists(const QList<ScannedTrack> &tracks, const QList<Mus
 
     for (const MusicItemID &id : std::as_const(order)) {
         const QList<qsizetype> &members = tracksByArtist[id];
-        QList<Song> songs;
+        // Album title (songs without an album last), then the album order; each album's key is
+        // made once, not in every comparison.
+        struct Member {
+            QString albumKey;
+            const Song *song;
+        };
+        std::vector<Member> songs;
+        songs.reserve(size_t(members.size()));
         QStringList genres;
         for (const qsizetype index : members) {
-            songs.append(*song(trackIDs[index]));
+            const Song *member = song(trackIDs[index]);
+            const QString title = member->albumTitle.value_or(QString());
+            auto key = albumKeyByTitle.constFind(title);
+            if (key == albumKeyByTitle.constEnd())
+                key = albumKeyByTitle.insert(title, LocalIdentifiers::nameKey(title));
+            songs.push_back({*key, member});
             genres.append(tracks[index].genre);
         }
-        std::sort(songs.begin(), songs.end(), inArtistOrder);
+        std::sort(songs.begin(), songs.end(), [](const Member &a, const Member &b) {
+            if (a.albumKey != b.albumKey) {
+                if (a.albumKey.isEmpty() || b.albumKey.isEmpty())
+                    return b.albumKey.isEmpty();
+                return a.albumKey < b.albumKey;
+            }
+            return inAlbumOrder(*a.song, *b.song);
+        });
         QList<MusicItemID> songIDs;
-        for (const Song &s : std::as_const(songs))
-            songIDs.append(s.id);
+        for (const Member &m : songs)
+            songIDs.append(m.song->id);
 
         Artist artist;
         artist.id = id;

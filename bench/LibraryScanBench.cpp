@@ -8,6 +8,7 @@
 // service brought to a current library when nothing changed, against the floor of only listing
 // the folder (what the file system alone costs); and one file added while the library is
 // watched and mirrored in a store: from the write until the store holds the new song.
+// LUMEVAR_BENCH_KEEP=1 keeps that folder (its path is printed) to run the application on it.
 //
 //   cmake --build build/default --target LibraryScanBench && build/default/bench/LibraryScanBench
 
@@ -258,6 +259,9 @@ public:
 private:
     LargeLibrary() : m_count(largeFileCount())
     {
+        // LUMEVAR_BENCH_KEEP=1 leaves the folder for a run of the application on it.
+        if (qEnvironmentVariableIntValue("LUMEVAR_BENCH_KEEP") == 1)
+            m_music.setAutoRemove(false);
         QElapsedTimer timer;
         timer.start();
         for (int i = 0; i < m_count; ++i) {

@@ -11,6 +11,7 @@
 #include "Lumevar/UI/UnavailableView.h"
 #include "Support/UserDefaults.h"
 
+#include <QPalette>
 #include <QToolButton>
 
 #include <QAction>
@@ -252,6 +253,23 @@ TEST_F(MainWindowTest, ANoticeAboutTheStoreShowsAcrossTheTopUntilClosed)
     main()._storeNotice.set(QStringLiteral("Lumevar's library data was damaged and has been rebuilt."));
     settle();
     EXPECT_EQ(window->visibleNotice(), main()._storeNotice());
+    // LUMEVAR_SHOTS=<folder> keeps a picture of the banner in a dark palette, to look at.
+    if (const QString shots = qEnvironmentVariable("LUMEVAR_SHOTS"); !shots.isEmpty()) {
+        QPalette dark;
+        dark.setColor(QPalette::Window, QColor(0x2b, 0x2b, 0x2b));
+        dark.setColor(QPalette::WindowText, Qt::white);
+        dark.setColor(QPalette::Base, QColor(0x1e, 0x1e, 0x1e));
+        dark.setColor(QPalette::Text, Qt::white);
+        dark.setColor(QPalette::Button, QColor(0x3a, 0x3a, 0x3a));
+        dark.setColor(QPalette::ButtonText, Qt::white);
+        dark.setColor(QPalette::ToolTipBase, QColor(0x4a, 0x44, 0x2a));
+        dark.setColor(QPalette::ToolTipText, Qt::white);
+        window->setPalette(dark);
+        window->resize(700, 400);
+        window->show();
+        settle();
+        window->grab().save(shots + QStringLiteral("/notice-dark.png"));
+    }
     auto *banner = window->findChild<QWidget *>(QStringLiteral("noticeBanner"));
     ASSERT_NE(banner, nullptr);
     auto *close = banner->findChild<QToolButton *>();

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace FolderWalk {
@@ -62,8 +63,9 @@ Listing list(const QByteArray &root, bool (*keep)(const QByteArray &name), const
                 path.append('/');
             path.append(name);
             struct stat info {};
-            // stat, not lstat: a link counts as what it points to.
-            if (::stat(path.constData(), &info) != 0)
+            // stat, not lstat: a link counts as what it points to. Relative to the open folder,
+            // so the path is not resolved again from the root for every file.
+            if (::fstatat(::dirfd(dir), name, &info, 0) != 0)
                 continue; // a dangling link
             if (S_ISDIR(info.st_mode)) {
                 pending.append(path);

@@ -8,6 +8,7 @@
 #include "LumevarCore/LocalDatabase.h"
 #include "LumevarCore/SyncEngine.h"
 #include "Platform/Music/MusicService.h"
+#include "Support/Allocator.h"
 #include "Support/Log.h"
 #include "Support/Progress.h"
 #include "Support/UserDefaults.h"
@@ -68,6 +69,8 @@ QCoro::Task<bool> MainViewModel::runSync(bool showToast)
     }
     if (self && showToast)
         self->_showSyncingToast.set(false);
+    // A full sync makes and drops pages of songs by the hundred thousand.
+    Allocator::releaseFreeMemory();
     co_return self && succeeded;
 }
 

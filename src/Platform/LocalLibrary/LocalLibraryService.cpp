@@ -5,6 +5,7 @@
 #include "Platform/LocalLibrary/ScanCache.h"
 #include "Platform/LocalLibrary/LibraryIndex.h"
 #include "Platform/LocalLibrary/LocalRecommendations.h"
+#include "Support/Allocator.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 #include "Support/NotificationCenter.h"
@@ -148,6 +149,9 @@ void LocalLibraryService::startScan()
                    int(saved), int(indexed - saved), int(timer.elapsed() - indexed));
         snapshot->revision = scan.revision;
         snapshot->folders = std::move(scan.folders);
+        // The scan's own lists go with this job; what it leaves is the snapshot and the cache.
+        scan = ScanResult();
+        Allocator::releaseFreeMemory();
         return std::shared_ptr<const Snapshot>(std::move(snapshot));
     });
 }

@@ -43,7 +43,7 @@ public:
     const QString &file() const { return m_file; }
 
     // Raised whenever what the reader takes from a file changes, so older caches are read anew.
-    static constexpr quint32 formatVersion = 2;
+    static constexpr quint32 formatVersion = 3;
 
 private:
     QByteArray m_root;

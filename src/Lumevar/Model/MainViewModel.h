@@ -127,6 +127,7 @@ public:
     void cycleRepeatMode();
     // While the "Added to Library" toast is up: waits addToastDuration (or less when the token is
     // cancelled), hides it, and takes the new song into the store syncInsertsDelay seconds later.
+    // A successful addCurrentSongToLibrary() starts it; an add while the toast is up shares it.
     QCoro::Task<void> holdAddToast(CancellationToken token = {});
 
     // Plays a list handed in by a collection model or search: the first maxQueueLength songs,
@@ -220,6 +221,7 @@ private:
     std::unique_ptr<ScheduledCall> m_playbackTimer;
     std::unique_ptr<ScheduledCall> m_statusDebounce;
     std::unique_ptr<ScheduledCall> m_queueDebounce;
+    bool m_holdingAddToast = false;
     QList<QMetaObject::Connection> m_playerConnections;
     // Full sync state: the store lives in memory this run (nothing learnt may be remembered as
     // synced), a change sync runs, another was asked for meanwhile.

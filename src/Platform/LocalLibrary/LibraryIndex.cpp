@@ -156,23 +156,48 @@ void LibraryIndex::addAlbums(const QList<ScannedTrack> &tracks, const QList<Musi
 
 void LibraryIndex::addArtists(const QList<ScannedTrack> &tracks, const QList<MusicItemID> &trackIDs)
 {
+    // Artists are the track artists (a compilation's "Various Artists" is none). An artist's songs
+    // are those by the artist and those on the artist's albums (a song by "Santana feat. Rob
+    // Thomas" on a Santana album is Santana's too), as the store lists them.
     QHash<MusicItemID, QList<qsizetype>> tracksByArtist;
+    QHash<MusicItemID, QString> names;
     QList<MusicItemID> order;
     // Normalising and hashing a name is the costly part: once per distinct text, not per track.
+    QHash<QString, QString> keyByName;
     QHash<QString, MusicItemID> idByName;
-    QHash<QString, QString> albumKeyByTitle;
+    const auto nameKey = [&keyByName](const QString &name) {
+        auto known = keyByName.constFind(name);
+        if (known == keyByName.constEnd())
+            known = keyByName.insert(name, LocalIdentifiers::nameKey(name));
+        return *known;
+    };
+    const auto artistID = [&idByName, &nameKey](const QString &name) {
+        auto known = idByName.constFind(name);
+        if (known == idByName.constEnd())
+            known = idByName.insert(name, LocalIdentifiers::make(LocalIdentifiers::artist, nameKey(name)));
+        return *known;
+    };
     for (qsizetype i = 0; i < tracks.size(); ++i) {
         const ScannedTrack &track = tracks[i];
         if (track.artist.isEmpty())
             continue;
-        auto known = idByName.constFind(track.artist);
-        if (known == idByName.constEnd())
-            known = idByName.insert(track.artist, LocalIdentifiers::make(LocalIdentifiers::artist, LocalIdentifiers::nameKey(track.artist)));
-        const MusicItemID id = *known;
+        const MusicItemID id = artistID(track.artist);
         auto &members = tracksByArtist[id];
-        if (members.isEmpty())
+        if (members.isEmpty()) {
             order.append(id);
+            names.insert(id, track.artist);
+        }
         members.append(i);
+    }
+    for (qsizetype i = 0; i < tracks.size(); ++i) {
+        const ScannedTrack &track = tracks[i];
+        if (track.albumArtist.isEmpty())
+            continue;
+        if (nameKey(track.albumArtist) == nameKey(track.artist))
+            continue; // already the artist's song
+        const auto found = tracksByArtist.find(artistID(track.albumArtist));
+        if (found != tracksByArtist.end())
+            found->append(i);
     }
 
     for (const MusicItemID &id : std::as_const(order)) {
@@ -188,11 +213,7 @@ void LibraryIndex::addArtists(const QList<ScannedTrack> &tracks, const QList<Mus
         QStringList genres;
         for (const qsizetype index : members) {
             const Song *member = song(trackIDs[index]);
-            const QString title = member->albumTitle.value_or(QString());
-            auto key = albumKeyByTitle.constFind(title);
-            if (key == albumKeyByTitle.constEnd())
-                key = albumKeyByTitle.insert(title, LocalIdentifiers::nameKey(title));
-            songs.push_back({*key, member});
+            songs.push_back({nameKey(member->albumTitle.value_or(QString())), member});
             genres.append(tracks[index].genre);
         }
         std::sort(songs.begin(), songs.end(), [](const Member &a, const Member &b) {
@@ -209,7 +230,7 @@ void LibraryIndex::addArtists(const QList<ScannedTrack> &tracks, const QList<Mus
 
         Artist artist;
         artist.id = id;
-        artist.name = tracks[members.first()].artist;
+        artist.name = names.value(id);
         artist.genreNames = byFrequency(genres);
         artist.artwork = firstArtwork(songIDs);
         m_artistSongs.insert(id, songIDs);

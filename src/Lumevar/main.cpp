@@ -8,6 +8,8 @@
 
 #include "Lumevar/App/LumevarApp.h"
 #include "Lumevar/Mpris/MprisService.h"
+#include "Lumevar/Notifications/DesktopNotifications.h"
+#include "Lumevar/Notifications/SongChangeNotifier.h"
 #include "Lumevar/UI/DockMenu.h"
 #include "Lumevar/UI/MainWindow.h"
 #include "LumevarCore/LocalDatabase.h"
@@ -22,6 +24,7 @@
 #include <QCommandLineParser>
 #include <QCoroTask>
 #include <QDBusConnection>
+#include <QIcon>
 #include <clocale>
 
 int main(int argc, char *argv[])
@@ -31,6 +34,8 @@ int main(int argc, char *argv[])
     QApplication::setApplicationName(QStringLiteral("Lumevar"));
     QApplication::setApplicationDisplayName(QStringLiteral("Lumevar"));
     QApplication::setDesktopFileName(QStringLiteral("lumevar"));
+    // The installed theme's icon when there is one, else the copy built into the program.
+    QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("lumevar"), QIcon(QStringLiteral(":/icons/lumevar.svg"))));
     // Closing the main window leaves the process and playback running; quitting is explicit.
     QApplication::setQuitOnLastWindowClosed(false);
     // libmpv parses numbers in the C locale only.
@@ -59,6 +64,10 @@ int main(int argc, char *argv[])
 
     LumevarApp root;
     MainViewModel &model = root.mainViewModel();
+    // Each newly shown song's artwork is cached, then announced on the desktop if the user asked.
+    DesktopNotifications notifications;
+    SongChangeNotifier songChanges(model, notifications);
+    songChanges.install();
     MainWindow window(root);
     QObject::connect(&window, &MainWindow::quitRequested, &application, &QApplication::quit);
 

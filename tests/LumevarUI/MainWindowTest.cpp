@@ -5,6 +5,7 @@
 #include "ModelTestFixture.h"
 
 #include "Lumevar/App/LumevarApp.h"
+#include "Lumevar/UI/KeyboardShortcutsWindow.h"
 #include "Lumevar/UI/MainWindow.h"
 #include "Lumevar/UI/MenuRules.h"
 #include "Lumevar/UI/SelectionList.h"
@@ -281,6 +282,37 @@ TEST_F(MainWindowTest, FirstAppearPreloadsMadeForYouOnlyOutsidePowerSaving)
     lowPower = false;
     finish(app->firstAppear());
     EXPECT_EQ(service.callCount(Op::personalRecommendations), 1);
+}
+
+TEST_F(MainWindowTest, ShortcutsWindowListsTheKeysTheMenusReallyUse)
+{
+    const QList<KeyboardShortcutsWindow::Row> rows = KeyboardShortcutsWindow::rows();
+    ASSERT_EQ(rows.size(), 9);
+    EXPECT_EQ(rows.first().text, QStringLiteral("Navigate the current list"));
+    EXPECT_EQ(rows.last().text, QStringLiteral("Search the Apple Music catalog"));
+    // Each row with a key combination names the key of its menu entry, in the desktop's notation.
+    const std::pair<const char *, const char *> bound[] = {
+        {"Play or pause the current song", "playPause"},
+        {"Add the current song to your library", "addToLibrary"},
+        {"Skip to the previous track", "previousTrack"},
+        {"Skip to the next track", "nextTrack"},
+        {"Search your library", "search"},
+        {"Search the Apple Music catalog", "searchCatalog"},
+    };
+    for (const auto &[text, name] : bound) {
+        const auto row = std::find_if(rows.begin(), rows.end(), [&](const auto &r) { return r.text == QString::fromUtf8(text); });
+        ASSERT_NE(row, rows.end()) << text;
+        const QString menuKey = action(name)->shortcut().toString(QKeySequence::NativeText);
+        if (row->keys != QStringLiteral("space"))
+            EXPECT_EQ(row->keys, menuKey) << text;
+        else
+            EXPECT_EQ(menuKey, QStringLiteral("Space")) << text;
+    }
+    action("keyboardShortcuts")->trigger();
+    auto *shortcuts = window->findChild<KeyboardShortcutsWindow *>();
+    ASSERT_NE(shortcuts, nullptr);
+    EXPECT_TRUE(shortcuts->isVisible());
+    EXPECT_EQ(shortcuts->windowTitle(), QStringLiteral("Keyboard Shortcuts"));
 }
 
 TEST_F(MainWindowTest, ANoticeAboutTheStoreShowsAcrossTheTopUntilClosed)

@@ -18,7 +18,7 @@ MprisService::MprisService(MainViewModel &model, Hooks hooks, QObject *parent)
     const auto changed = [this] { schedulePublish(); };
     observeEach(m_tokens, changed, m_model._isPlaying, m_model._isStopped, m_model._playingTitle,
                 m_model._playingSubtitle, m_model._playingArtwork, m_model._playingDuration,
-                m_model._eagerEntry, m_model._queue);
+                m_model._eagerEntry, m_model._queue, m_model._playingItemIDForArtwork);
     // Shuffle and repeat live in the player's state, which announces its changes beforehand.
     connect(&ApplicationMusicPlayer::shared().state(), &ApplicationMusicPlayerState::objectWillChange, this,
             &MprisService::schedulePublish);

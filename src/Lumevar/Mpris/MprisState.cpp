@@ -1,8 +1,10 @@
 #include "Lumevar/Mpris/MprisState.h"
 
+#include "Lumevar/Artwork/ArtworkImageCache.h"
 #include "Lumevar/Model/MainViewModel.h"
 
 #include <QDBusObjectPath>
+#include <QFileInfo>
 #include <QUrl>
 
 namespace Mpris {
@@ -54,6 +56,19 @@ std::optional<QUrl> artURL(const std::optional<Artwork> &artwork)
         return url;
     return std::nullopt;
 }
+
+// The settled artwork's file in the artwork cache: the same picture the player bar and the
+// song-change notification show.
+std::optional<QUrl> cachedArtURL(const MainViewModel &model)
+{
+    const std::optional<QString> &id = model._playingItemIDForArtwork();
+    if (!id)
+        return std::nullopt;
+    const QString file = ArtworkImageCache::shared().fileOfKey(*id);
+    if (file.isEmpty() || !QFileInfo::exists(file))
+        return std::nullopt;
+    return QUrl::fromLocalFile(file);
+}
 } // namespace
 
 QVariantMap metadata(const MainViewModel &model)
@@ -71,7 +86,9 @@ QVariantMap metadata(const MainViewModel &model)
     const double duration = model._playingDuration() > 0 ? model._playingDuration() : item->duration;
     if (duration > 0)
         map.insert(QStringLiteral("mpris:length"), microseconds(duration));
-    if (const std::optional<QUrl> url = artURL(model._playingArtwork() ? model._playingArtwork() : item->artwork))
+    if (const std::optional<QUrl> url = cachedArtURL(model))
+        map.insert(QStringLiteral("mpris:artUrl"), url->toString());
+    else if (const std::optional<QUrl> url = artURL(model._playingArtwork() ? model._playingArtwork() : item->artwork))
         map.insert(QStringLiteral("mpris:artUrl"), url->toString());
     return map;
 }

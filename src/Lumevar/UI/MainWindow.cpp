@@ -4,7 +4,9 @@
 #include "Lumevar/App/Updater.h"
 #include "Lumevar/UI/Icons.h"
 #include "Lumevar/UI/KeyboardShortcutsWindow.h"
-#include "Lumevar/UI/PlayerReadout.h"
+#include "Lumevar/UI/Panels/FloatingPanel.h"
+#include "Lumevar/UI/Panels/PanelFrames.h"
+#include "Lumevar/UI/Player/PlayerView.h"
 #include "Lumevar/UI/SelectionList.h"
 #include "Lumevar/UI/ToastView.h"
 #include "Lumevar/UI/NoticeBanner.h"
@@ -358,10 +360,13 @@ void MainWindow::buildCentre()
     m_notice = new NoticeBanner(centre);
     grid->addWidget(m_notice, 0, 0);
 
-    m_readout = new PlayerReadout(m_model, centre);
-    m_readout->setObjectName(QStringLiteral("playerReadout"));
-    grid->addWidget(m_readout, 2, 0);
+    // The player bar floats over the bottom of the window; this row keeps the lists' last rows clear of it.
+    grid->setRowMinimumHeight(2, int(PanelFrames::playerHeight) - int(PanelFrames::panelInset));
     setCentralWidget(centre);
+
+    m_playerView = new PlayerView(m_model);
+    m_playerPanel = new FloatingPanel(m_playerView, FloatingPanel::Material::bar, &PanelFrames::playerFrame, this);
+    m_playerPanel->setObjectName(QStringLiteral("playerPanel"));
 }
 
 void MainWindow::observeModel()

@@ -1,7 +1,7 @@
 #pragma once
 // The main window ("main"): menus, toolbar, the library as three plain lists side by side (root
-// containers, the selected container, the songs of the selected collection), a one-line player
-// readout, and the overlays (toasts, the unavailable screen, the play-error alert). Everything it
+// containers, the selected container, the songs of the selected collection), the floating player
+// bar, and the overlays (toasts, the unavailable screen, the play-error alert). Everything it
 // shows is read from the models and every user action goes to them; it holds no state of its own
 // beyond the widgets.
 //
@@ -19,7 +19,8 @@
 class LumevarApp;
 class MainViewModel;
 class KeyboardShortcutsWindow;
-class PlayerReadout;
+class FloatingPanel;
+class PlayerView;
 class QActionGroup;
 class QLabel;
 class QMenu;
@@ -55,6 +56,8 @@ public:
     QString unavailableDescription() const;
     QString visibleNotice() const;
     QString toolbarTitle() const;
+    PlayerView *playerView() const { return m_playerView; }
+    FloatingPanel *playerPanel() const { return m_playerPanel; }
     // Re-reads every enable rule and title from the model (also run on each model change).
     void refreshChrome();
 
@@ -95,7 +98,8 @@ private:
     QActionGroup *m_repeatGroup = nullptr;
     SelectionList *m_lists[3] = {};
     QWidget *m_listsArea = nullptr;
-    PlayerReadout *m_readout = nullptr;
+    FloatingPanel *m_playerPanel = nullptr;
+    PlayerView *m_playerView = nullptr;
     ToastView *m_addToast = nullptr;
     ToastView *m_syncToast = nullptr;
     UnavailableView *m_unavailable = nullptr;

@@ -1,0 +1,96 @@
+#include "Lumevar/Notifications/SongChangeNotifier.h"
+
+#include "Lumevar/Artwork/ArtworkImageCache.h"
+#include "Lumevar/Model/ErrorReporting.h"
+#include "Lumevar/Model/MainViewModel.h"
+#include "Lumevar/Notifications/DesktopNotifications.h"
+#include "Lumevar/Settings/AppearanceSettings.h"
+#include "Support/Error.h"
+#include "Support/Log.h"
+#include "Support/UserDefaults.h"
+
+#include <QFileInfo>
+#include <QPointer>
+
+SongChangeNotifier::SongChangeNotifier(MainViewModel &model, DesktopNotifications &notifications, QObject *parent)
+    : QObject(parent), m_model(model), m_notifications(notifications),
+      m_switchedOn(AppearanceSettings::postNotificationsWhenSongChanges())
+{
+    // The desktop asks no permission for notifications: turning the switch on is all it takes,
+    // and that is counted once per turn from off to on.
+    connect(&UserDefaults::standard(), &UserDefaults::changed, this, [this](const QString &key) {
+        if (key != AppearanceKeys::postNotificationsWhenSongChanges)
+            return;
+        const bool on = AppearanceSettings::postNotificationsWhenSongChanges();
+        if (on && !m_switchedOn)
+            sendAppSignal(AppSignal::subscribeNotifications);
+        m_switchedOn = on;
+    });
+}
+
+void SongChangeNotifier::install()
+{
+    QPointer self(this);
+    m_model.setArtworkTask([self](std::optional<PlaybackItem> item, CancellationToken token) -> QCoro::Task<void> {
+        if (self)
+            co_await self->settleArtwork(std::move(item), std::move(token));
+    });
+}
+
+QCoro::Task<void> SongChangeNotifier::settleArtwork(std::optional<PlaybackItem> item, CancellationToken token)
+{
+    if (!item)
+        co_return;
+    QPointer self(this);
+    const QString id = item->songIDForArtwork;
+    const std::optional<QUrl> url = item->artwork ? std::optional<QUrl>(item->artwork->url(artworkPixels, artworkPixels)) : std::nullopt;
+    try {
+        co_await ArtworkImageCache::shared().thumbnail(url, id);
+    } catch (const CancellationError &) {
+    } catch (...) {
+        // A missing picture doesn't stop the rest: the notification goes out without one.
+        Log::error(Log::images(), "Failed to load player artwork: %@", errorFromCurrentException());
+    }
+    if (!self)
+        co_return;
+    if (token.isCancelled()) {
+        Log::debug(Log::images(), "Loading player artwork cancelled");
+        co_return;
+    }
+    notifyIfSongChanged(*item);
+    m_model._playingItemIDForArtwork.set(id);
+}
+
+void SongChangeNotifier::notifyIfSongChanged(const PlaybackItem &item)
+{
+    // The same song refreshed (a queue change, a pause) is no change.
+    if (m_model._playingItemIDForArtwork() == item.songIDForArtwork)
+        return;
+    postSongNotification(item);
+}
+
+void SongChangeNotifier::postSongNotification(const PlaybackItem &item)
+{
+    // Entries without a song behind them are not announced.
+    if (!item.songID)
+        return;
+    if (!AppearanceSettings::postNotificationsWhenSongChanges()) {
+        Log::debug(Log::app(), "Notifications are disabled, skipping notification post");
+        return;
+    }
+    detach([](DesktopNotifications &notifications, PlaybackItem item) -> QCoro::Task<void> {
+        Log::info(Log::app(), "Posting notification for song: %s", item.title);
+        DesktopNotifications::Notification notification{item.title, item.subtitle.value_or(QString()), std::nullopt};
+        // The service reads the cached file itself; without one the notification has no picture.
+        const QString file = ArtworkImageCache::shared().fileOfKey(item.songIDForArtwork);
+        if (!file.isEmpty() && QFileInfo(file).isReadable())
+            notification.imagePath = file;
+        try {
+            co_await notifications.post(notification);
+        } catch (...) {
+            const Error error = errorFromCurrentException();
+            Log::error(Log::app(), "Failed to add notification request: %@", error);
+            reportError(error, QStringLiteral("notification_request"));
+        }
+    }(m_notifications, item));
+}

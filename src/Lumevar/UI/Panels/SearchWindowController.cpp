@@ -1,0 +1,81 @@
+#include "Lumevar/UI/Panels/SearchWindowController.h"
+
+#include "Lumevar/UI/Panels/FloatingPanel.h"
+#include "Lumevar/UI/Panels/PanelFrames.h"
+#include "Support/Log.h"
+
+#include <QApplication>
+
+SearchWindowController::SearchWindowController(QWidget *content, QWidget *window)
+    : QObject(window), m_lastHeight(PanelFrames::searchInitialHeight)
+{
+    m_panel = new FloatingPanel(content, FloatingPanel::Material::popover,
+                                [this](QSizeF size) { return PanelFrames::searchFrame(size, m_lastHeight); }, window);
+    m_panel->setObjectName(QStringLiteral("searchPanel"));
+    m_panel->hide();
+}
+
+SearchWindowController::~SearchWindowController() { disconnect(m_focusConnection); }
+
+void SearchWindowController::setVisible(bool visible)
+{
+    if (visible)
+        attach();
+    else if (m_attached)
+        detach();
+}
+
+void SearchWindowController::attach()
+{
+    if (m_attached) {
+        qCInfo(Log::app()) << "Search child window already has a parent, not adding again";
+        return;
+    }
+    m_attached = true;
+    m_focusBefore = QApplication::focusWidget();
+    m_panel->reframe();
+    m_panel->show();
+    m_panel->raise();
+    m_panel->content()->setFocus(Qt::PopupFocusReason);
+    m_focusConnection = connect(qApp, &QApplication::focusChanged, this, &SearchWindowController::focusChanged);
+}
+
+void SearchWindowController::detach()
+{
+    if (!m_attached)
+        return;
+    m_attached = false;
+    disconnect(m_focusConnection);
+    const bool hadFocus = holds(QApplication::focusWidget());
+    m_panel->hide();
+    // Dismissed from inside (Escape, a chosen result): the keys go back to where they were.
+    if (hadFocus && m_focusBefore)
+        m_focusBefore->setFocus(Qt::PopupFocusReason);
+}
+
+void SearchWindowController::onResize(qreal height)
+{
+    m_lastHeight = height;
+    if (m_attached)
+        m_panel->reframe();
+}
+
+bool SearchWindowController::holds(const QWidget *widget) const
+{
+    for (; widget; widget = widget->parentWidget()) {
+        if (widget == m_panel)
+            return true;
+        // A popup opened from the panel (a completion list, a context menu) keeps the panel open.
+        if (widget->isWindow() && !(widget->windowType() == Qt::Popup || widget->windowType() == Qt::ToolTip))
+            return false;
+    }
+    return false;
+}
+
+void SearchWindowController::focusChanged(QWidget *old, QWidget *now)
+{
+    if (!m_attached || holds(now) || !holds(old))
+        return;
+    if (onClose)
+        onClose();
+}

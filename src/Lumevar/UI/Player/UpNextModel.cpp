@@ -1,0 +1,137 @@
+#include "Lumevar/UI/Player/UpNextModel.h"
+
+#include "Lumevar/Model/MainViewModel.h"
+#include "LumevarCore/Records.h"
+#include "Platform/Music/ApplicationMusicPlayer.h"
+
+#include <QDataStream>
+#include <QIODevice>
+#include <QMimeData>
+#include <algorithm>
+
+namespace {
+const QString rowsMimeType = QStringLiteral("application/x-lumevar-up-next-rows");
+}
+
+UpNextModel::UpNextModel(MainViewModel &model, QObject *parent) : QAbstractListModel(parent), m_model(model)
+{
+    m_tokens.push_back(observeChanges(m_model._queue, [this] { reload(); }));
+    m_entries = m_model._queue();
+}
+
+void UpNextModel::reload()
+{
+    beginResetModel();
+    m_entries = m_model._queue();
+    endResetModel();
+}
+
+int UpNextModel::rowCount(const QModelIndex &parent) const { return parent.isValid() ? 0 : int(m_entries.size()); }
+
+QVariant UpNextModel::data(const QModelIndex &index, int role) const
+{
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
+        return {};
+    const MusicPlayerQueueEntry &entry = m_entries.at(index.row());
+    switch (role) {
+    case Qt::DisplayRole:
+    case Qt::ToolTipRole:
+        return entry.title;
+    case EntryIDRole:
+        return entry.id;
+    case ArtworkIDRole:
+        return songIDForArtwork(entry);
+    case ArtworkURLRole:
+        return entry.artwork ? QVariant(entry.artwork->url(artworkPixels, artworkPixels)) : QVariant();
+    default:
+        return {};
+    }
+}
+
+Qt::ItemFlags UpNextModel::flags(const QModelIndex &index) const
+{
+    const Qt::ItemFlags base = QAbstractListModel::flags(index);
+    return index.isValid() ? base | Qt::ItemIsDragEnabled : base | Qt::ItemIsDropEnabled;
+}
+
+Qt::DropActions UpNextModel::supportedDropActions() const { return Qt::MoveAction; }
+
+QStringList UpNextModel::mimeTypes() const { return {rowsMimeType}; }
+
+QMimeData *UpNextModel::mimeData(const QModelIndexList &indexes) const
+{
+    QByteArray bytes;
+    QDataStream stream(&bytes, QIODevice::WriteOnly);
+    QList<int> rows;
+    for (const QModelIndex &index : indexes)
+        rows.append(index.row());
+    stream << rows;
+    auto *data = new QMimeData;
+    data->setData(rowsMimeType, bytes);
+    return data;
+}
+
+bool UpNextModel::canDropMimeData(const QMimeData *data, Qt::DropAction action, int, int, const QModelIndex &parent) const
+{
+    return action == Qt::MoveAction && data->hasFormat(rowsMimeType) && !parent.isValid();
+}
+
+bool UpNextModel::dropMimeData(const QMimeData *data, Qt::DropAction action, int row, int column, const QModelIndex &parent)
+{
+    if (!canDropMimeData(data, action, row, column, parent))
+        return false;
+    QList<int> rows;
+    QDataStream stream(data->data(rowsMimeType));
+    stream >> rows;
+    moveEntriesAt(rows, row < 0 ? rowCount() : row);
+    // The move is done here; returning false keeps the view from removing the dragged rows itself.
+    return false;
+}
+
+QList<int> UpNextModel::playerOffsets(const QStringList &ids) const
+{
+    const QList<MusicPlayerQueueEntry> &entries = ApplicationMusicPlayer::shared().queue().entries();
+    QList<int> offsets;
+    for (int offset = 0; offset < entries.size(); ++offset) {
+        if (ids.contains(entries.at(offset).id))
+            offsets.append(offset);
+    }
+    return offsets;
+}
+
+void UpNextModel::removeEntriesAt(const QList<int> &rows)
+{
+    QStringList ids;
+    for (const int row : rows) {
+        if (row >= 0 && row < m_entries.size())
+            ids.append(m_entries.at(row).id);
+    }
+    const QList<int> offsets = playerOffsets(ids);
+    if (offsets.isEmpty())
+        return;
+    ApplicationMusicPlayer::shared().queue().removeEntries(offsets);
+    m_model.refreshPlayerEntry();
+}
+
+void UpNextModel::moveEntriesAt(const QList<int> &rows, int destination)
+{
+    QStringList ids;
+    for (const int row : rows) {
+        if (row >= 0 && row < m_entries.size())
+            ids.append(m_entries.at(row).id);
+    }
+    const QList<int> offsets = playerOffsets(ids);
+    if (offsets.isEmpty())
+        return;
+    const QList<MusicPlayerQueueEntry> &entries = ApplicationMusicPlayer::shared().queue().entries();
+    // Before the entry shown at `destination`, or after the last shown entry (the queue's end).
+    int target = int(entries.size());
+    if (destination >= 0 && destination < m_entries.size()) {
+        const QString before = m_entries.at(destination).id;
+        const auto found = std::find_if(entries.begin(), entries.end(), [&](const auto &entry) { return entry.id == before; });
+        if (found != entries.end())
+            target = int(found - entries.begin());
+    }
+    ApplicationMusicPlayer::shared().queue().moveEntries(offsets, target);
+    m_model.refreshPlayerEntry();
+}

@@ -1,0 +1,133 @@
+// The floating panels' frame arithmetic, and the search panel's controller over a plain window:
+// attach and detach, the focus, the content's height and dismissal when the focus leaves.
+
+#include "Lumevar/UI/Panels/FloatingPanel.h"
+#include "Lumevar/UI/Panels/PanelFrames.h"
+#include "Lumevar/UI/Panels/SearchWindowController.h"
+
+#include <QApplication>
+#include <QLineEdit>
+#include <QTest>
+#include <gtest/gtest.h>
+
+using namespace PanelFrames;
+
+TEST(PanelFramesTest, WidthFollowsTheWindowBetweenItsBounds)
+{
+    const std::pair<qreal, qreal> table[] = {
+        {400, 360}, {520, 360}, {521, 361}, {700, 540}, {760, 600}, {761, 600}, {900, 600}, {3000, 600},
+    };
+    for (const auto &[window, width] : table)
+        EXPECT_EQ(panelWidth(window), width) << window;
+}
+
+TEST(PanelFramesTest, PlayerRestsCentredOnTheBottomEdge)
+{
+    EXPECT_EQ(playerFrame({400, 500}), QRectF(12, 440, 376, 60));
+    EXPECT_EQ(playerFrame({700, 300}), QRectF(72, 240, 556, 60));
+    EXPECT_EQ(playerFrame({900, 80}), QRectF(142, 20, 616, 60));
+    // An odd leftover splits in halves.
+    EXPECT_EQ(playerFrame({401, 500}).x(), 12.5);
+}
+
+TEST(PanelFramesTest, SearchHangsBelowTheToolbarAsTallAsTheWindowLeaves)
+{
+    // Room below the top offset: 300 - 60 - 44 - 24 = 172.
+    EXPECT_EQ(searchFrame({700, 300}, 500), QRectF(72, 60, 556, 188));
+    EXPECT_EQ(searchFrame({700, 300}, 44), QRectF(72, 60, 556, 60));
+    EXPECT_EQ(searchFrame({400, 900}, 500), QRectF(12, 60, 376, 516));
+    // A window too short for the field alone gives an empty backdrop, not a negative height.
+    EXPECT_EQ(searchFrame({700, 100}, 44), QRectF(72, 60, 556, 16));
+}
+
+class SearchWindowControllerTest : public ::testing::Test {
+protected:
+    SearchWindowControllerTest()
+    {
+        window.resize(700, 500);
+        field = new QLineEdit(&window);
+        content = new QLineEdit;
+        controller = new SearchWindowController(content, &window);
+        controller->onClose = [this] {
+            ++closes;
+            controller->setVisible(false);
+        };
+        window.show();
+        QApplication::setActiveWindow(&window);
+        field->setFocus();
+        QCoreApplication::processEvents();
+    }
+
+    QWidget window;
+    QLineEdit *field;
+    QLineEdit *content;
+    SearchWindowController *controller;
+    int closes = 0;
+};
+
+TEST_F(SearchWindowControllerTest, AttachFramesTheContentAndGivesItTheKeys)
+{
+    EXPECT_FALSE(controller->panel()->isVisible());
+    controller->setVisible(true);
+    EXPECT_TRUE(controller->panel()->isVisible());
+    EXPECT_EQ(controller->panel()->geometry(), QRect(72, 60, 556, 60));
+    EXPECT_TRUE(content->hasFocus());
+    EXPECT_EQ(content->geometry(), QRect(8, 8, 540, 44));
+    // Attaching again changes nothing, and the focus is watched once: one dismissal per focus loss.
+    controller->attach();
+    field->setFocus();
+    EXPECT_EQ(closes, 1);
+    EXPECT_FALSE(controller->panel()->isVisible());
+}
+
+TEST_F(SearchWindowControllerTest, ContentHeightIsKeptAcrossClosingAndFollowsTheWindow)
+{
+    controller->onResize(200); // not attached: kept for later
+    controller->setVisible(true);
+    EXPECT_EQ(controller->panel()->geometry(), QRect(72, 60, 556, 216));
+    window.resize(400, 300);
+    EXPECT_EQ(controller->panel()->geometry(), QRect(12, 60, 376, 188));
+    controller->onResize(100);
+    EXPECT_EQ(controller->panel()->geometry(), QRect(12, 60, 376, 116));
+    controller->setVisible(false);
+    controller->setVisible(true);
+    EXPECT_EQ(controller->lastHeight(), 100);
+    EXPECT_EQ(controller->panel()->geometry().height(), 116);
+}
+
+TEST_F(SearchWindowControllerTest, DismissedOnlyWhenTheFocusLeavesThePanel)
+{
+    auto *inner = new QLineEdit(content);
+    controller->setVisible(true);
+    inner->setFocus(); // moving inside the panel keeps it
+    EXPECT_EQ(closes, 0);
+    field->setFocus();
+    EXPECT_EQ(closes, 1);
+    EXPECT_FALSE(controller->isAttached());
+    // Focus changes while detached are not the panel's business.
+    content->setFocus();
+    field->setFocus();
+    EXPECT_EQ(closes, 1);
+}
+
+TEST_F(SearchWindowControllerTest, ClosingFromInsideGivesTheKeysBack)
+{
+    controller->setVisible(true);
+    ASSERT_TRUE(content->hasFocus());
+    controller->setVisible(false);
+    EXPECT_TRUE(field->hasFocus());
+    EXPECT_EQ(closes, 0);
+}
+
+TEST(FloatingPanelTest, StaysAboveWidgetsAddedLater)
+{
+    QWidget window;
+    window.resize(600, 400);
+    auto *panel = new FloatingPanel(new QWidget, FloatingPanel::Material::bar, &playerFrame, &window);
+    window.show();
+    auto *later = new QWidget(&window);
+    later->show();
+    EXPECT_EQ(window.children().last(), panel);
+    EXPECT_EQ(panel->geometry(), QRect(72, 340, 456, 60));
+    EXPECT_EQ(panel->backdropRect(), QRectF(8, 8, 440, 44));
+}

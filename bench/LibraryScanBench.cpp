@@ -3,14 +3,30 @@
 // the folder walk and TagLib reading alone, and the whole library build (index and
 // recommendations) on top. Reports files per second.
 //
+// Then a large folder (LUMEVAR_BENCH_FILES files, 100,000 unless set; small MP3s whose ID3v2.4
+// tags are written directly, which is fast) for what a relaunch costs with the scan cache: a new
+// service brought to a current library when nothing changed, against the floor of only listing
+// the folder (what the file system alone costs); and one file added while the library is
+// watched and mirrored in a store: from the write until the store holds the new song.
+// LUMEVAR_BENCH_KEEP=1 keeps that folder (its path is printed) to run the application on it.
+//
 //   cmake --build build/default --target LibraryScanBench && build/default/bench/LibraryScanBench
 
+#include "LumevarCore/LocalDatabase.h"
+#include "LumevarCore/SyncEngine.h"
 #include "Platform/LocalLibrary/FolderScanner.h"
+#include "Platform/LocalLibrary/FolderWalk.h"
 #include "Platform/LocalLibrary/LibraryIndex.h"
+#include "Platform/LocalLibrary/LocalLibraryService.h"
 #include "Platform/LocalLibrary/LocalRecommendations.h"
+#include "Platform/Music/MusicService.h"
+#include "Support/NotificationCenter.h"
 
 #include <QCoreApplication>
+#include <QCoroTask>
 #include <QDir>
+#include <QEventLoop>
+#include <QTimer>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QLoggingCategory>
@@ -187,17 +203,162 @@ void BM_ScanWithEmptyArtworkCache(benchmark::State &state)
 }
 BENCHMARK(BM_ScanWithEmptyArtworkCache)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 
+// ---- A large folder ----
+
+int largeFileCount()
+{
+    const int count = qEnvironmentVariableIntValue("LUMEVAR_BENCH_FILES");
+    return count > 0 ? count : 100000;
+}
+
+// An ID3v2.4 tag with UTF-8 text frames, made by hand: TagLib would take minutes for 100,000.
+QByteArray id3Tag(const QList<std::pair<const char *, QString>> &frames)
+{
+    const auto syncsafe = [](quint32 n) {
+        QByteArray b(4, '\0');
+        for (int i = 3; i >= 0; --i, n >>= 7)
+            b[i] = char(n & 0x7f);
+        return b;
+    };
+    QByteArray body;
+    for (const auto &[id, value] : frames) {
+        const QByteArray payload = '\x03' + value.toUtf8();
+        body += QByteArray(id) + syncsafe(quint32(payload.size())) + QByteArray(2, '\0') + payload;
+    }
+    return QByteArray("ID3\x04\x00\x00", 6) + syncsafe(quint32(body.size())) + body;
+}
+
+QByteArray largeFile(int i)
+{
+    static const QByteArray audio = silentMp3();
+    const int album = i / tracksPerAlbum;
+    return id3Tag({{"TIT2", QStringLiteral("Sóng %1").arg(i)},
+                   {"TPE1", QStringLiteral("Artíst %1").arg(album / albumsPerArtist)},
+                   {"TALB", QStringLiteral("Álbum %1").arg(album)},
+                   {"TRCK", QString::number(i % tracksPerAlbum + 1)}}) +
+           audio;
+}
+
+QString largePath(const QString &root, int i)
+{
+    const int album = i / tracksPerAlbum;
+    return QStringLiteral("%1/Artíst %2/Álbum %3/%4 Sóng %5.mp3").arg(root).arg(album / albumsPerArtist).arg(album).arg(i % tracksPerAlbum + 1, 2, 10, QLatin1Char('0')).arg(i);
+}
+
+class LargeLibrary {
+public:
+    static LargeLibrary &shared()
+    {
+        static LargeLibrary library;
+        return library;
+    }
+    QString folder() const { return m_music.path(); }
+    QString cache() const { return m_cache.path(); }
+    int count() const { return m_count; }
+
+private:
+    LargeLibrary() : m_count(largeFileCount())
+    {
+        // LUMEVAR_BENCH_KEEP=1 leaves the folder for a run of the application on it.
+        if (qEnvironmentVariableIntValue("LUMEVAR_BENCH_KEEP") == 1)
+            m_music.setAutoRemove(false);
+        QElapsedTimer timer;
+        timer.start();
+        for (int i = 0; i < m_count; ++i) {
+            const QString path = largePath(folder(), i);
+            if (i % tracksPerAlbum == 0)
+                QDir().mkpath(QFileInfo(path).absolutePath());
+            QFile file(path);
+            if (!file.open(QIODevice::WriteOnly) || file.write(largeFile(i)) < 0)
+                std::abort();
+        }
+        std::fprintf(stderr, "Wrote %d files to %s in %.1f s\n", m_count, qPrintable(folder()), timer.elapsed() / 1000.0);
+        // The first launch: everything read once, the scan cache written.
+        timer.restart();
+        LocalLibraryService service(folder(), cache());
+        if (!QCoro::waitFor(service.libraryRevision()))
+            std::abort();
+        std::fprintf(stderr, "First scan of %d files in %.1f s\n", m_count, timer.elapsed() / 1000.0);
+    }
+
+    int m_count;
+    QTemporaryDir m_music;
+    QTemporaryDir m_cache;
+};
+
+// The floor of a relaunch: listing the folder and looking at each file, nothing read.
+void BM_Large_ListFolderFloor(benchmark::State &state)
+{
+    LargeLibrary &library = LargeLibrary::shared();
+    const QByteArray root = QFile::encodeName(library.folder());
+    for (auto _ : state) {
+        const FolderWalk::Listing listing = FolderWalk::list(root, [](const QByteArray &name) { return FolderScanner::isAudioFileName(name); });
+        if (listing.files.size() != library.count())
+            state.SkipWithError("files missing from the listing");
+    }
+    state.counters["files"] = library.count();
+}
+BENCHMARK(BM_Large_ListFolderFloor)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+
+// A relaunch with nothing changed: a new service, its cache read from disk, every file looked
+// at, the library built; the revision is what the application compares with the store's.
+void BM_Large_RelaunchUnchanged(benchmark::State &state)
+{
+    LargeLibrary &library = LargeLibrary::shared();
+    for (auto _ : state) {
+        LocalLibraryService service(library.folder(), library.cache());
+        if (!QCoro::waitFor(service.libraryRevision()))
+            state.SkipWithError("no revision");
+    }
+    state.counters["files"] = library.count();
+}
+BENCHMARK(BM_Large_RelaunchUnchanged)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+
+// One file added while the application runs: from the write, through the watcher, the scan of
+// what changed and the store's sync, until the store holds the song.
+void BM_Large_OneFileAddedVisible(benchmark::State &state)
+{
+    LargeLibrary &library = LargeLibrary::shared();
+    QTemporaryDir storeFolder;
+    LocalDatabase database(storeFolder.filePath(QStringLiteral("local.db")));
+    QCoro::waitFor(database.open());
+    LocalLibraryService service(library.folder(), library.cache());
+    QCoro::waitFor(SyncEngine(database, service).syncAll(nullptr));
+    const QString added = QStringLiteral("%1/Added").arg(library.folder());
+    QDir().mkpath(added);
+    // Let the watcher settle on the new folder before timing.
+    QCoro::waitFor(service.rescan());
+    int next = library.count();
+    for (auto _ : state) {
+        QEventLoop loop;
+        const auto token = NotificationCenter::shared().addObserver(MusicService::libraryDidChangeNotification, [&loop] { loop.quit(); });
+        QTimer::singleShot(10000, &loop, &QEventLoop::quit);
+        QFile file(QStringLiteral("%1/new %2.mp3").arg(added).arg(next));
+        if (!file.open(QIODevice::WriteOnly) || file.write(largeFile(next)) < 0)
+            std::abort();
+        file.close();
+        ++next;
+        loop.exec();
+        QCoro::waitFor(SyncEngine(database, service).syncAll(nullptr));
+        const QString title = QStringLiteral("Sóng %1").arg(next - 1);
+        if (!QCoro::waitFor(database.hasSong(title, std::nullopt, std::nullopt)))
+            state.SkipWithError("the new song did not arrive");
+    }
+    QCoro::waitFor(database.close());
+    state.counters["files"] = library.count();
+}
+BENCHMARK(BM_Large_OneFileAddedVisible)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+
 } // namespace
 
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
     // One summary line per scan is enough; the per-file notices would drown the results.
-    QLoggingCategory::setFilterRules(QStringLiteral("com.dunmoor.Lumevar.collection.info=false"));
+    QLoggingCategory::setFilterRules(QStringLiteral("com.dunmoor.Lumevar.collection.info=false\ncom.dunmoor.Lumevar.sync.info=false"));
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 1;
-    Library::shared();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     return 0;

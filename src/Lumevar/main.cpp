@@ -12,6 +12,7 @@
 #include "Lumevar/Notifications/SongChangeNotifier.h"
 #include "Lumevar/UI/DockMenu.h"
 #include "Lumevar/UI/MainWindow.h"
+#include "LumevarCore/LocalDatabase.h"
 #include "Platform/LocalLibrary/LocalLibraryService.h"
 #include "Platform/Music/ApplicationMusicPlayer.h"
 #include "Platform/Music/MpvAudioEngine.h"
@@ -21,6 +22,7 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QCoroTask>
 #include <QDBusConnection>
 #include <QIcon>
 #include <clocale>
@@ -88,5 +90,8 @@ int main(int argc, char *argv[])
     mpris.registerOn(QDBusConnection::sessionBus());
 
     window.show();
-    return application.exec();
+    const int status = application.exec();
+    // A clean quit folds the store's write-ahead log back, so that local.db alone is the library.
+    QCoro::waitFor(LocalDatabase::shared().close());
+    return status;
 }

@@ -2,6 +2,7 @@
 
 #include "LumevarCore/StoreActor.h"
 #include "LumevarCore/StoreReads.h"
+#include "LumevarCore/StoreRecovery.h"
 #include "LumevarCore/StoreSchema.h"
 #include "LumevarCore/StoreSearch.h"
 #include "LumevarCore/StoreWrites.h"
@@ -25,18 +26,35 @@ public:
     {
         return actor.run(std::move(job), StoreActor::Access::write);
     }
+
+    // The song records load right after an open, while the application builds its window, so
+    // that the first song list finds them in memory. Nobody waits for this job: it reports its
+    // own failure.
+    void preloadSongs()
+    {
+        actor.run([](StoreState &state) {
+            if (!state.db.isOpen())
+                return;
+            try {
+                state.songs.preload(state.db);
+            } catch (const StoreError &error) {
+                state.songs.forget();
+                Log::error(Log::app(), "Failed to read the songs of the local store: %@", error);
+            }
+        }, StoreActor::Access::unchecked);
+    }
 };
 
 namespace {
 
 LocalDatabase *installedDatabase = nullptr;
 
-QCoro::Task<void> openQuietly(LocalDatabase *database)
+QCoro::Task<void> openInBackground(LocalDatabase *database)
 {
     try {
-        co_await database->open();
+        co_await database->openOrRebuild();
     } catch (...) {
-        // Callers meet the failure again as a StoreError on their first call.
+        // Cancelled with the process; callers would meet a failure as a StoreError.
     }
 }
 
@@ -53,10 +71,12 @@ LocalDatabase &LocalDatabase::shared()
     static LocalDatabase *database = [] {
         const QString path = defaultPath();
         const QString folder = QFileInfo(path).absolutePath();
+        // A folder that cannot be made is no reason to stop: the store then lives in memory for
+        // this run and the application says so.
         if (!QDir().mkpath(folder))
-            qFatal("Failed to create LocalDatabase: %s", qUtf8Printable(QStringLiteral("cannot create the folder %1").arg(folder)));
+            Log::error(Log::app(), "Failed to create LocalDatabase: cannot create the folder %@", folder);
         auto *made = new LocalDatabase(path);
-        openQuietly(made);
+        openInBackground(made);
         return made;
     }();
     return *database;
@@ -87,25 +107,53 @@ QCoro::Task<void> LocalDatabase::open()
             throw;
         }
     }, StoreActor::Access::unchecked);
-    // The song records load right after, while the application builds its window, so that the
-    // first song list finds them in memory. Nobody waits for this job: it reports its own failure.
-    m_d->actor.run([](StoreState &state) {
-        if (!state.db.isOpen())
-            return;
-        try {
-            state.songs.preload(state.db);
-        } catch (const StoreError &error) {
-            state.songs.forget();
-            Log::error(Log::app(), "Failed to read the songs of the local store: %@", error);
-        }
-    }, StoreActor::Access::unchecked);
+    m_d->preloadSongs();
     return opening;
+}
+
+QCoro::Task<StoreCondition> LocalDatabase::openOrRebuild()
+{
+    QCoro::Task<StoreCondition> opening = m_d->actor.run([path = m_d->path](StoreState &state) {
+        state.condition = StoreRecovery::openOrRebuild(state, path);
+        return state.condition;
+    }, StoreActor::Access::unchecked);
+    m_d->preloadSongs();
+    return opening;
+}
+
+QCoro::Task<StoreCondition> LocalDatabase::condition()
+{
+    return m_d->actor.run([](StoreState &state) { return state.condition; }, StoreActor::Access::unchecked);
+}
+
+namespace {
+
+void checkpointNow(SqliteConnection &db)
+{
+    // TRUNCATE waits for no reader (this connection is the only one) and leaves a log of 0 bytes.
+    SqliteQuery checkpoint = db.query("PRAGMA wal_checkpoint(TRUNCATE)");
+    if (checkpoint.next() && checkpoint.int64(0) != 0)
+        Log::notice(Log::app(), "The store's write-ahead log could not be folded back (busy)");
+}
+
+} // namespace
+
+QCoro::Task<void> LocalDatabase::checkpoint()
+{
+    return m_d->actor.run([](StoreState &state) { checkpointNow(state.db); });
 }
 
 QCoro::Task<void> LocalDatabase::close()
 {
     return m_d->actor.run([](StoreState &state) {
         state.songs.forget();
+        if (state.db.isOpen()) {
+            try {
+                checkpointNow(state.db);
+            } catch (const StoreError &error) {
+                Log::error(Log::app(), "Failed to fold the store's write-ahead log back: %@", error);
+            }
+        }
         state.db.close();
     }, StoreActor::Access::unchecked);
 }

@@ -7,6 +7,7 @@
 
 #include "LumevarCore/Records.h"
 #include "LumevarCore/SearchResult.h"
+#include "LumevarCore/StoreCondition.h"
 
 #include <QCoroTask>
 #include <QString>
@@ -23,8 +24,8 @@ public:
     LocalDatabase &operator=(const LocalDatabase &) = delete;
 
     // The store of the process: "local.db" in the folder "Lumevar" of the application data
-    // directory, opened in the background on first use. Stops the process with
-    // "Failed to create LocalDatabase: …" when the folder cannot be made.
+    // directory, opened in the background with openOrRebuild() on first use. A folder that cannot
+    // be made is logged; the store then lives in memory for the run (see condition()).
     static LocalDatabase &shared();
     // Tests and start-up may install another instance.
     static void setShared(LocalDatabase *database);
@@ -33,7 +34,19 @@ public:
 
     const QString &path() const;
 
+    // Opens the file as it is; throws StoreError when it cannot (later calls then throw too).
     QCoro::Task<void> open();
+    // Opens the file, healing what can be healed: a damaged file is moved aside and a new store
+    // made; a file or folder that cannot be written leaves the run with a store in memory. Never
+    // throws for the file's sake. See StoreRecovery.h.
+    QCoro::Task<StoreCondition> openOrRebuild();
+    // What the last openOrRebuild() found; waits for it when it is still running. A store opened
+    // with open() reports ready.
+    QCoro::Task<StoreCondition> condition();
+    // Folds the write-ahead log back into the file and truncates it, so the file alone holds the
+    // whole library. Cheap when the log is empty; a no-op for a store in memory.
+    QCoro::Task<void> checkpoint();
+    // Checkpoints, then closes.
     QCoro::Task<void> close();
 
     QCoro::Task<QList<LocalPlaylist>> allPlaylists(SortDescriptor<LocalPlaylist> sortDescriptor);

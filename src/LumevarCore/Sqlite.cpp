@@ -133,9 +133,11 @@ void SqliteConnection::open(const QString &path)
     }();
     Q_UNUSED(configured);
     close();
+    m_lastError = 0;
     const int rc = sqlite3_open_v2(path.toUtf8().constData(), &m_db,
                                    SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
     if (rc != SQLITE_OK) {
+        m_lastError = m_db ? sqlite3_extended_errcode(m_db) : rc;
         const QString message = m_db ? QString::fromUtf8(sqlite3_errmsg(m_db)) : QString::fromUtf8(sqlite3_errstr(rc));
         sqlite3_close(m_db);
         m_db = nullptr;
@@ -156,12 +158,22 @@ void SqliteConnection::close()
     }
 }
 
+void SqliteConnection::closeWithoutCheckpoint()
+{
+    if (m_db)
+        sqlite3_db_config(m_db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    close();
+}
+
+bool SqliteConnection::isReadOnly() const { return m_db && sqlite3_db_readonly(m_db, "main") == 1; }
+
 void SqliteConnection::execute(const char *sql)
 {
     if (!m_db)
         throw StoreError(StoreError::notOpen, QStringLiteral("The store is not open"));
     char *message = nullptr;
     if (sqlite3_exec(m_db, sql, nullptr, nullptr, &message) != SQLITE_OK) {
+        m_lastError = sqlite3_extended_errcode(m_db);
         const QString text = QString::fromUtf8(message ? message : sqlite3_errmsg(m_db));
         sqlite3_free(message);
         throw StoreError(StoreError::queryFailed, text);
@@ -198,8 +210,9 @@ qint64 SqliteConnection::lastInsertRowID() const { return sqlite3_last_insert_ro
 
 int SqliteConnection::changes() const { return sqlite3_changes(m_db); }
 
-void SqliteConnection::fail(const char *what) const
+void SqliteConnection::fail(const char *what)
 {
+    m_lastError = m_db ? sqlite3_extended_errcode(m_db) : SQLITE_MISUSE;
     const QString message = m_db ? QString::fromUtf8(sqlite3_errmsg(m_db)) : QStringLiteral("no connection");
     throw StoreError(StoreError::queryFailed, QStringLiteral("%1 failed: %2").arg(QLatin1String(what), message));
 }

@@ -79,7 +79,12 @@ public:
     // Opens or creates the file. Throws StoreError(openFailed).
     void open(const QString &path);
     void close();
+    // Closes without folding the write-ahead log into the file: for a file that is about to be
+    // moved aside as damaged, which must keep the bytes it had.
+    void closeWithoutCheckpoint();
     bool isOpen() const { return m_db != nullptr; }
+    // Whether SQLite opened the main database read-only (the file cannot be written).
+    bool isReadOnly() const;
 
     // Runs one or more statements without results.
     void execute(const char *sql);
@@ -92,10 +97,13 @@ public:
     qint64 lastInsertRowID() const;
     int changes() const;
 
-    [[noreturn]] void fail(const char *what) const;
+    [[noreturn]] void fail(const char *what);
+    // SQLite's extended result code of the last failure this connection threw for (0: none).
+    int lastErrorCode() const { return m_lastError; }
 
 private:
     sqlite3 *m_db = nullptr;
+    int m_lastError = 0;
     QHash<QByteArray, sqlite3_stmt *> m_statements;
 };
 

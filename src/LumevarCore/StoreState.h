@@ -3,6 +3,7 @@
 // the store's worker thread and touched only there.
 
 #include "LumevarCore/SongRecords.h"
+#include "LumevarCore/StoreCondition.h"
 #include "LumevarCore/Sqlite.h"
 #include "Support/Error.h"
 
@@ -15,6 +16,8 @@ struct StoreState {
     SongRecords songs;
     // Why the last open() failed, for the calls that follow it.
     std::optional<StoreError> openFailure;
+    // What the last openOrRebuild() found.
+    StoreCondition condition;
     // Per running song sync (by generation), the library songs it found unchanged and left
     // unwritten: its sweep keeps them. Lost with the process, as is the sweep it serves.
     QHash<qint64, QSet<qint64>> unchangedSongs;

@@ -231,6 +231,9 @@ QCoro::Task<void> SyncEngine::syncAll(Progress *progress)
         }
         token.checkCancellation();
     }
+    // The whole library was rewritten or confirmed: fold the log back now, while nothing reads,
+    // so that the file alone is the library and the log does not grow from sync to sync.
+    co_await database.checkpoint();
     if (guard && guard->completedUnitCount() < guard->totalUnitCount())
         guard->setCompletedUnitCount(guard->totalUnitCount());
 }

@@ -15,4 +15,11 @@ void keepLargeBlocksInHeap()
 #endif
 }
 
+void releaseFreeMemory()
+{
+#if defined(__GLIBC__)
+    malloc_trim(0);
+#endif
+}
+
 } // namespace Allocator

@@ -9,4 +9,8 @@ namespace Allocator {
 // the pages. Call once at start-up, before other threads run. Does nothing on other C libraries.
 void keepLargeBlocksInHeap();
 
+// Gives the free pages of the heap back to the system. For the end of a large one-off job (a scan
+// of the music folder, a full sync), whose transient blocks would otherwise stay resident.
+void releaseFreeMemory();
+
 } // namespace Allocator

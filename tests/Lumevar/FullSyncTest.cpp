@@ -2,10 +2,16 @@
 
 #include "ModelTestFixture.h"
 
+#include "Support/NotificationCenter.h"
+#include "Support/Observable.h"
 #include "Support/Progress.h"
-#include <QCoreApplication>
-#include <QElapsedTimer>
 #include "Support/UserDefaults.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
 
 using Op = FakeMusicService::Operation;
 
@@ -71,4 +77,72 @@ TEST_F(FullSyncTest, FailedSyncHidesTheToastAndLeavesTheFlag)
     ASSERT_FALSE(telemetry.errors.isEmpty());
     EXPECT_EQ(telemetry.errors.first().name, QStringLiteral("error_sync"));
     EXPECT_EQ(model->_navigationPath().size(), 2); // the launch goes on
+}
+
+TEST_F(FullSyncTest, AStoreThatStartsEmptyIsFilledAtLaunchAndTheUserIsTold)
+{
+    UserDefaults::standard().set(MainViewModel::performedFullSyncKey, true);
+    // A foreign file where the store should be: rebuilt, synced at once, and said so.
+    const QString path = directory.filePath(QStringLiteral("damaged/local.db"));
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile garbage(path);
+    ASSERT_TRUE(garbage.open(QIODevice::WriteOnly));
+    garbage.write(QByteArray(40000, '\x7f'));
+    garbage.close();
+    LocalDatabase rebuilt(path);
+    ASSERT_EQ(runTask(rebuilt.openOrRebuild()).kind, StoreCondition::Kind::rebuilt);
+    LocalDatabase::setShared(&rebuilt);
+    finish(model->start());
+    EXPECT_EQ(runTask(rebuilt.allLibrarySongs({LocalSong::SortKey::order})).size(), 2);
+    EXPECT_TRUE(model->_storeNotice().contains(QStringLiteral("rebuilt"))) << model->_storeNotice().toStdString();
+    EXPECT_TRUE(model->_storeNotice().contains(QStringLiteral("local.db.damaged-")));
+    runTask(rebuilt.close());
+
+    // A store in memory: synced at each launch, so the launch is never remembered as synced.
+    UserDefaults::standard().removePersistentDomain();
+    QFile blocker(directory.filePath(QStringLiteral("blocked")));
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    LocalDatabase memory(directory.filePath(QStringLiteral("blocked/local.db")));
+    ASSERT_EQ(runTask(memory.openOrRebuild()).kind, StoreCondition::Kind::temporary);
+    LocalDatabase::setShared(&memory);
+    MainViewModel second;
+    finish(second.start());
+    EXPECT_EQ(runTask(memory.allLibrarySongs({LocalSong::SortKey::order})).size(), 2);
+    EXPECT_TRUE(second._storeNotice().contains(QStringLiteral("cannot save"))) << second._storeNotice().toStdString();
+    EXPECT_FALSE(UserDefaults::standard().boolValue(MainViewModel::performedFullSyncKey));
+    runTask(memory.close());
+    LocalDatabase::setShared(database.get());
+}
+
+TEST_F(FullSyncTest, ALibraryThatChangesByItselfIsSyncedQuietlyOnlyWhenItsRevisionMoves)
+{
+    // Mirrored before, at revision r1: a launch at r1 does not sync.
+    service.revision = QStringLiteral("r1");
+    finish(model->performFullSync());
+    EXPECT_EQ(UserDefaults::standard().stringValue(MainViewModel::syncedLibraryRevisionKey), QStringLiteral("r1"));
+    MainViewModel launched;
+    service.resetCallCounts();
+    finish(launched.start());
+    EXPECT_EQ(service.callCount(Op::librarySongs), 0);
+    const int version = launched._libraryVersion();
+
+    // The library changes on disk: the notification brings it in, without the toast.
+    bool toastShown = false;
+    const ObservationTrackingToken toast = observeChanges(launched._showSyncingToast, [&](bool, bool now) { toastShown = toastShown || now; });
+    service.library.songs.append(FakeMusicService::song(QStringLiteral("new"), QStringLiteral("New Song")));
+    service.revision = QStringLiteral("r2");
+    NotificationCenter::shared().post(MusicService::libraryDidChangeNotification);
+    ASSERT_TRUE(spinUntil([&] { return launched._libraryVersion() > version; }));
+    EXPECT_EQ(runTask(database->allLibrarySongs({LocalSong::SortKey::order})).size(), 3);
+    EXPECT_FALSE(toastShown);
+    EXPECT_EQ(UserDefaults::standard().stringValue(MainViewModel::syncedLibraryRevisionKey).value_or(QStringLiteral("none")), QStringLiteral("r2"));
+
+    // A relaunch after a change made while the application was not running catches up.
+    service.library.songs.removeFirst();
+    service.revision = QStringLiteral("r3");
+    MainViewModel relaunched;
+    finish(relaunched.start());
+    ASSERT_TRUE(spinUntil([&] { return relaunched._libraryVersion() > 0; }));
+    EXPECT_EQ(runTask(database->allLibrarySongs({LocalSong::SortKey::order})).size(), 2);
 }

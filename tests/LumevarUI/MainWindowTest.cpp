@@ -13,8 +13,12 @@
 #include "Lumevar/UI/Navigator/PaneController.h"
 #include "Lumevar/UI/Navigator/PaneScreen.h"
 #include "Lumevar/UI/Settings/SettingsWindow.h"
+#include "Lumevar/UI/UnavailableView.h"
 #include "Support/Log.h"
 #include "Support/UserDefaults.h"
+
+#include <QPalette>
+#include <QToolButton>
 
 #include <QAction>
 #include <QApplication>
@@ -218,7 +222,14 @@ TEST_F(MainWindowTest, RefusedAccessShowsTheUnavailableScreenAndTryAgainStarts)
     ASSERT_TRUE(spinUntil([&] { return app->_notAuthorized(); }));
     settle();
     EXPECT_EQ(window->visibleOverlay(), QStringLiteral("Welcome to Lumevar"));
+    EXPECT_EQ(window->unavailableDescription(), UnavailableView::descriptionText()); // a streaming account's words
     EXPECT_FALSE(main()._selectedContainerKindID().has_value());
+
+    // A service that knows why (a music folder that is missing) has its own words shown.
+    service.reason = QStringLiteral("The music folder “/gone” does not exist.");
+    runTask(app->tryAgain());
+    settle();
+    EXPECT_EQ(window->unavailableDescription(), service.reason);
 
     // Still refused: nothing changes.
     runTask(app->tryAgain());
@@ -356,4 +367,36 @@ TEST_F(MainWindowTest, ShortcutsWindowListsTheKeysTheMenusReallyUse)
     ASSERT_NE(shortcuts, nullptr);
     EXPECT_TRUE(shortcuts->isVisible());
     EXPECT_EQ(shortcuts->windowTitle(), QStringLiteral("Keyboard Shortcuts"));
+}
+
+TEST_F(MainWindowTest, ANoticeAboutTheStoreShowsAcrossTheTopUntilClosed)
+{
+    settle();
+    EXPECT_EQ(window->visibleNotice(), QString());
+    main()._storeNotice.set(QStringLiteral("Lumevar's library data was damaged and has been rebuilt."));
+    settle();
+    EXPECT_EQ(window->visibleNotice(), main()._storeNotice());
+    // LUMEVAR_SHOTS=<folder> keeps a picture of the banner in a dark palette, to look at.
+    if (const QString shots = qEnvironmentVariable("LUMEVAR_SHOTS"); !shots.isEmpty()) {
+        QPalette dark;
+        dark.setColor(QPalette::Window, QColor(0x2b, 0x2b, 0x2b));
+        dark.setColor(QPalette::WindowText, Qt::white);
+        dark.setColor(QPalette::Base, QColor(0x1e, 0x1e, 0x1e));
+        dark.setColor(QPalette::Text, Qt::white);
+        dark.setColor(QPalette::Button, QColor(0x3a, 0x3a, 0x3a));
+        dark.setColor(QPalette::ButtonText, Qt::white);
+        dark.setColor(QPalette::ToolTipBase, QColor(0x4a, 0x44, 0x2a));
+        dark.setColor(QPalette::ToolTipText, Qt::white);
+        window->setPalette(dark);
+        window->resize(700, 400);
+        window->show();
+        settle();
+        window->grab().save(shots + QStringLiteral("/notice-dark.png"));
+    }
+    auto *banner = window->findChild<QWidget *>(QStringLiteral("noticeBanner"));
+    ASSERT_NE(banner, nullptr);
+    auto *close = banner->findChild<QToolButton *>();
+    ASSERT_NE(close, nullptr);
+    close->click();
+    EXPECT_EQ(window->visibleNotice(), QString());
 }

@@ -1,6 +1,7 @@
 // The libmpv engine on real files with the null audio output (which still plays in real time):
 // loading, position, end of file, failures, and the player advancing on it. Waits run a real event
 // loop against a QTimer deadline, so a broken engine fails the test instead of hanging it.
+#include "Platform/LocalLibrary/LocalLibraryService.h"
 #include "Platform/Music/ApplicationMusicPlayer.h"
 #include "Platform/Music/MpvAudioEngine.h"
 #include "fakes/FakeMusicService.h"
@@ -15,6 +16,8 @@
 #include <QTemporaryDir>
 #include <QTimer>
 #include <cmath>
+#include <cstdio>
+#include <unistd.h>
 #include <functional>
 #include <gtest/gtest.h>
 
@@ -110,6 +113,24 @@ TEST_F(MpvAudioEngineTest, PlaysAFileToItsEndAndReportsFailures)
     ASSERT_TRUE(waitUntil([&] { return failures.count() == 2; }));
     EXPECT_TRUE(failures.last().first().toString().contains(QStringLiteral("junk.wav")));
     EXPECT_EQ(loaded.count(), 3);
+}
+
+TEST_F(MpvAudioEngineTest, PlaysAFileWhoseNameIsNotUtf8)
+{
+    MpvAudioEngine engine(nullOutput());
+    QSignalSpy loaded(&engine, &AudioEngine::loaded);
+    QSignalSpy failures(&engine, &AudioEngine::failed);
+    writeSineWav(path("plain.wav"), 0.6);
+    const QByteArray bytes = QFile::encodeName(dir.path()) + "/caf\xe9 \xff.wav";
+    ASSERT_EQ(std::rename(QFile::encodeName(path("plain.wav")).constData(), bytes.constData()), 0);
+
+    engine.load(LocalLibraryService::localFileURL(bytes));
+    ASSERT_TRUE(waitUntil([&] { return loaded.count() == 1 || failures.count() > 0; }));
+    EXPECT_TRUE(failures.isEmpty()) << failures.value(0).value(0).toString().toStdString();
+    EXPECT_NEAR(engine.duration(), 0.6, 0.05);
+    engine.stop();
+    // QTemporaryDir cannot name this file to remove it.
+    ::unlink(bytes.constData());
 }
 
 TEST_F(MpvAudioEngineTest, PlayerAdvancesAtTheEndOfARealFile)

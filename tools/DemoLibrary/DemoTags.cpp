@@ -6,6 +6,7 @@
 #include <QImage>
 #include <QLinearGradient>
 #include <QPainter>
+#include <algorithm>
 #include <random>
 
 #include <taglib/attachedpictureframe.h>
@@ -13,6 +14,7 @@
 #include <taglib/flacfile.h>
 #include <taglib/flacpicture.h>
 #include <taglib/id3v2tag.h>
+#include <taglib/infotag.h>
 #include <taglib/mpegfile.h>
 #include <taglib/tpropertymap.h>
 #include <taglib/vorbisfile.h>
@@ -64,14 +66,38 @@ bool write(const QString &path, const Tags &tags, const QByteArray &coverJpeg, Q
             *error = QStringLiteral("TagLib cannot open %1").arg(path);
         return false;
     }
+    if (tags.riffInfoOnly) {
+        auto *wav = dynamic_cast<TagLib::RIFF::WAV::File *>(ref.file());
+        if (!wav) {
+            if (error)
+                *error = QStringLiteral("%1 is not a WAV file").arg(path);
+            return false;
+        }
+        TagLib::RIFF::Info::Tag *info = wav->InfoTag();
+        info->setTitle(toTagLib(tags.title));
+        info->setArtist(toTagLib(tags.artist));
+        info->setAlbum(toTagLib(tags.album));
+        info->setGenre(toTagLib(tags.genre));
+        info->setTrack(unsigned(std::max(0, tags.track)));
+        if (!wav->save(TagLib::RIFF::WAV::File::Info)) {
+            if (error)
+                *error = QStringLiteral("TagLib cannot save %1").arg(path);
+            return false;
+        }
+        return true;
+    }
     TagLib::PropertyMap map = ref.file()->properties();
     setText(map, "TITLE", tags.title);
     setText(map, "ARTIST", tags.artist);
+    for (const QString &artist : tags.moreArtists)
+        map["ARTIST"].append(toTagLib(artist));
+    if (tags.compilation)
+        setText(map, "COMPILATION", QStringLiteral("1"));
     setText(map, "ALBUM", tags.album);
     setText(map, "ALBUMARTIST", tags.albumArtist);
     setText(map, "GENRE", tags.genre);
     setText(map, "DATE", tags.date);
-    setText(map, "TRACKNUMBER", tags.track > 0 ? QString::number(tags.track) : QString());
+    setText(map, "TRACKNUMBER", !tags.trackText.isEmpty() ? tags.trackText : tags.track > 0 ? QString::number(tags.track) : QString());
     setText(map, "DISCNUMBER", tags.disc > 0 ? QString::number(tags.disc) : QString());
     ref.file()->setProperties(map);
 

@@ -4,6 +4,7 @@
 #include <QByteArray>
 #include <QColor>
 #include <QString>
+#include <QStringList>
 #include <optional>
 
 namespace DemoTags {
@@ -17,6 +18,11 @@ struct Tags {
     QString date;        // "2019" or "2019-05-03"
     int track = 0;       // 0: none
     int disc = 0;        // 0: none
+    // What taggers write beyond the plain fields, for the library tests:
+    QStringList moreArtists; // further ARTIST values after artist (an ID3v2.4 list, repeated fields)
+    bool compilation = false; // COMPILATION=1 (ID3v2 TCMP, Vorbis COMPILATION)
+    QString trackText;        // the track number's text as written, instead of track
+    bool riffInfoOnly = false; // WAV: title, artist, album, genre and track in RIFF INFO, no ID3v2 tag
 };
 
 // Writes the tags, and the picture as the front cover when given (ID3v2 APIC for MP3 and WAV,

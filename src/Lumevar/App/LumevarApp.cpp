@@ -45,7 +45,8 @@ LumevarApp::LumevarApp(Environment environment, QObject *parent) : QObject(paren
     m_updater = Updater::shared();
     if (m_updater)
         m_updater->setAutomaticallyChecksForUpdates(true);
-    // 3. The one store, opening in the background; stops the process when it cannot be made.
+    // 3. The one store, opening in the background; a damaged one is rebuilt, one that cannot be
+    //    written is kept in memory (MainViewModel::start() tells the user).
     LocalDatabase::shared();
     // 4. Fallback values of the settings.
     UserDefaults::standard().registerDefaults(registeredDefaults());
@@ -73,7 +74,11 @@ QCoro::Task<bool> LumevarApp::authorize()
 {
     QPointer<LumevarApp> self(this);
     const MusicAuthorizationStatus status = co_await MusicService::shared().requestAuthorization();
-    co_return self && status == MusicAuthorizationStatus::authorized;
+    if (!self)
+        co_return false;
+    const bool authorized = status == MusicAuthorizationStatus::authorized;
+    _unavailableReason.set(authorized ? QString() : MusicService::shared().unavailableReason());
+    co_return authorized;
 }
 
 QCoro::Task<void> LumevarApp::firstAppear()

@@ -65,6 +65,9 @@ public:
 
     // The main view's state: true after the service refused access, until "Try Again" succeeds.
     Observable<bool> _notAuthorized{false};
+    // The service's own words for why it refused (e.g. which music folder is missing); empty when
+    // the screen's standard words apply.
+    Observable<QString> _unavailableReason;
 
     // As the main window first appears: authorization, then start, then the preload.
     QCoro::Task<void> firstAppear();

@@ -20,6 +20,7 @@
 #include "Lumevar/Model/NavigationTypes.h"
 #include "LumevarCore/Records.h"
 #include "Platform/Music/ApplicationMusicPlayer.h"
+#include "Support/NotificationCenter.h"
 #include "Support/Observable.h"
 #include "Support/Task.h"
 
@@ -178,9 +179,23 @@ public:
     Observable<bool> _showSyncingToast{false};
     Observable<std::shared_ptr<Progress>> _syncProgress;
 
+    // A message about the store for the window to show, empty for none: the store was damaged
+    // and rebuilt, or it cannot be written and the library lives in memory for this run.
+    Observable<QString> _storeNotice;
+    // Counts the syncs that changed the store behind the lists' backs; the window reloads the
+    // lists on screen when it moves.
+    Observable<int> _libraryVersion{0};
+    // The revision of the service's library that the store last mirrored (see
+    // MusicService::libraryRevision()).
+    static inline const QString syncedLibraryRevisionKey = QStringLiteral("syncedLibraryRevision");
+
     // Mirrors the whole library into the store with the "Syncing Library" toast up. Reports its
     // own errors; on success remembers performedFullSyncKey.
     QCoro::Task<void> performFullSync();
+    // For a service that knows when its library changed: mirrors it again, without the toast,
+    // when its revision differs from the one the store last mirrored. Runs again when asked
+    // while it runs. Reports its own errors.
+    QCoro::Task<void> syncLibraryChanges();
     // Fills in playlists that are known but still empty; reports its own errors.
     QCoro::Task<void> syncEmptyPlaylistContents();
     // Launch: the first full sync if none succeeded yet, the empty-playlist task, the Playlists
@@ -208,4 +223,12 @@ private:
     std::unique_ptr<ScheduledCall> m_queueDebounce;
     bool m_holdingAddToast = false;
     QList<QMetaObject::Connection> m_playerConnections;
+    // Full sync state: the store lives in memory this run (nothing learnt may be remembered as
+    // synced), a change sync runs, another was asked for meanwhile.
+    QCoro::Task<bool> runSync(bool showToast);
+    bool m_storeIsTemporary = false;
+    bool m_changeSyncRunning = false;
+    bool m_changeSyncAgain = false;
+    std::optional<QString> m_syncedRevision;
+    NotificationToken m_libraryChangeToken;
 };

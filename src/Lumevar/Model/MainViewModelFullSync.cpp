@@ -1,36 +1,122 @@
 // Full sync coordination and the launch of the model: when the whole library is mirrored into
-// the store, the progress toast that shows it, and the filling-in of empty playlists.
+// the store, the progress toast that shows it, the filling-in of empty playlists, and the syncs
+// that follow a library that changed by itself (a local folder).
 
 #include "Lumevar/Model/MainViewModel.h"
 
 #include "Lumevar/Model/ErrorReporting.h"
 #include "LumevarCore/LocalDatabase.h"
 #include "LumevarCore/SyncEngine.h"
+#include "Platform/Music/MusicService.h"
+#include "Support/Allocator.h"
 #include "Support/Log.h"
 #include "Support/Progress.h"
 #include "Support/UserDefaults.h"
 
+#include <QFileInfo>
 #include <QPointer>
 
-QCoro::Task<void> MainViewModel::performFullSync()
+namespace {
+
+QString noticeFor(const StoreCondition &condition)
 {
-    _showSyncingToast.set(true);
+    switch (condition.kind) {
+    case StoreCondition::Kind::ready:
+        return {};
+    case StoreCondition::Kind::rebuilt:
+        return QStringLiteral("Lumevar's library data was damaged and has been rebuilt from your music. The damaged file "
+                              "was kept as %1.")
+            .arg(QFileInfo(condition.damagedCopy).fileName());
+    case StoreCondition::Kind::temporary:
+        return QStringLiteral("Lumevar cannot save its library data (%1). Your music plays, but the library is read anew "
+                              "at every launch.")
+            .arg(condition.reason);
+    }
+    return {};
+}
+
+} // namespace
+
+QCoro::Task<bool> MainViewModel::runSync(bool showToast)
+{
+    if (showToast)
+        _showSyncingToast.set(true);
     // The finished progress stays in the field until the next full sync replaces it.
     auto progress = std::make_shared<Progress>();
     _syncProgress.set(progress);
     QPointer self(this);
+    bool succeeded = false;
     try {
+        // The revision is taken before the listing, so a change made during the sync is seen
+        // as a change afterwards, never missed.
+        const std::optional<QString> revision = co_await MusicService::shared().libraryRevision();
         SyncEngine engine(LocalDatabase::shared());
         co_await engine.syncAll(progress.get());
-        UserDefaults::standard().set(performedFullSyncKey, true);
+        // A store in memory is gone at the next launch: what it mirrored is not remembered.
+        const StoreCondition condition = co_await LocalDatabase::shared().condition();
+        if (self)
+            self->m_storeIsTemporary = condition.kind == StoreCondition::Kind::temporary;
+        if (self && revision) {
+            self->m_syncedRevision = revision;
+            if (!self->m_storeIsTemporary)
+                UserDefaults::standard().set(syncedLibraryRevisionKey, *revision);
+        }
+        succeeded = true;
     } catch (...) {
-        // The stored flag stays as it was, so the next launch tries again.
         const Error error = errorFromCurrentException();
         ErrorReporter::shared().reportError(error, QStringLiteral("sync"));
         Log::error(Log::sync(), "Failed to perform full sync: %@", error);
     }
-    if (self)
+    if (self && showToast)
         self->_showSyncingToast.set(false);
+    // A full sync makes and drops pages of songs by the hundred thousand.
+    Allocator::releaseFreeMemory();
+    co_return self && succeeded;
+}
+
+QCoro::Task<void> MainViewModel::performFullSync()
+{
+    QPointer self(this);
+    const bool succeeded = co_await runSync(true);
+    // A failed sync leaves the stored flag as it was, so the next launch tries again. A store in
+    // memory is gone at the next launch, which must sync again.
+    if (!self || !succeeded)
+        co_return;
+    if (!m_storeIsTemporary)
+        UserDefaults::standard().set(performedFullSyncKey, true);
+    _libraryVersion.set(_libraryVersion() + 1);
+}
+
+QCoro::Task<void> MainViewModel::syncLibraryChanges()
+{
+    if (m_changeSyncRunning) {
+        m_changeSyncAgain = true;
+        co_return;
+    }
+    m_changeSyncRunning = true;
+    QPointer self(this);
+    do {
+        m_changeSyncAgain = false;
+        std::optional<QString> revision;
+        try {
+            revision = co_await MusicService::shared().libraryRevision();
+        } catch (...) {
+            Log::error(Log::sync(), "Failed to read the library for changes: %@", errorFromCurrentException());
+        }
+        if (!self)
+            co_return;
+        const std::optional<QString> synced =
+            m_syncedRevision ? m_syncedRevision : UserDefaults::standard().stringValue(syncedLibraryRevisionKey);
+        if (!revision || revision == synced)
+            continue;
+        Log::info(Log::sync(), "The library changed; syncing it");
+        const bool succeeded = co_await runSync(false);
+        if (!self)
+            co_return;
+        if (succeeded)
+            _libraryVersion.set(_libraryVersion() + 1);
+    } while (m_changeSyncAgain);
+    m_changeSyncRunning = false;
 }
 
 QCoro::Task<void> MainViewModel::syncEmptyPlaylistContents()
@@ -50,7 +136,20 @@ QCoro::Task<void> MainViewModel::start()
     QPointer self(this);
     // A first launch waits here for the whole mirror, so that the lists appear with content; a
     // failed sync lets the launch go on with what the store has.
-    if (!UserDefaults::standard().boolValue(performedFullSyncKey)) {
+    bool firstSync = !UserDefaults::standard().boolValue(performedFullSyncKey);
+    if (firstSync) {
+        co_await performFullSync();
+        if (!self)
+            co_return;
+    }
+    // A store that was rebuilt or lives in memory starts empty, whatever the settings remember.
+    const StoreCondition condition = co_await LocalDatabase::shared().condition();
+    if (!self)
+        co_return;
+    m_storeIsTemporary = condition.kind == StoreCondition::Kind::temporary;
+    _storeNotice.set(noticeFor(condition));
+    if (!firstSync && condition.startsEmpty()) {
+        firstSync = true;
         co_await performFullSync();
         if (!self)
             co_return;
@@ -60,4 +159,11 @@ QCoro::Task<void> MainViewModel::start()
     _selectedContainerKindID.set(ContainerKind(ContainerKind::playlists).id());
     _navigationPath.set({NavigationItem::root(), NavigationItem::container(ContainerKind::playlists)});
     subscribeToPlayer();
+    // A library that changes by itself is followed from now on; one that changed while the
+    // application was not running is caught up with in the background.
+    m_libraryChangeToken = NotificationCenter::shared().addObserver(MusicService::libraryDidChangeNotification, [this] {
+        detach(syncLibraryChanges());
+    });
+    if (!firstSync)
+        detach(syncLibraryChanges());
 }

@@ -13,6 +13,7 @@
 #include "Lumevar/UI/Search/SearchView.h"
 #include "Lumevar/UI/Settings/SettingsWindow.h"
 #include "Lumevar/UI/ToastView.h"
+#include "Lumevar/UI/NoticeBanner.h"
 #include "Lumevar/UI/UnavailableView.h"
 #include "Support/Log.h"
 #include "Support/Progress.h"
@@ -284,18 +285,21 @@ void MainWindow::buildCentre()
         ArtworkSource{}, this);
     m_listsArea = m_panes->view();
     m_listsArea->setParent(centre);
-    grid->addWidget(m_listsArea, 0, 0);
+    grid->addWidget(m_listsArea, 1, 0);
 
     m_addToast = new ToastView(QStringLiteral("checkmark.circle"), QStringLiteral("Added to Library"), false, centre);
     m_syncToast = new ToastView(QStringLiteral("arrow.trianglehead.2.clockwise.rotate.90"), QStringLiteral("Syncing Library"), true, centre);
     m_unavailable = new UnavailableView(centre);
     connect(m_unavailable, &UnavailableView::tryAgainRequested, this, [this] { detach(m_app.tryAgain()); });
-    grid->addWidget(m_unavailable, 0, 0);
-    grid->addWidget(m_addToast, 0, 0, Qt::AlignCenter);
-    grid->addWidget(m_syncToast, 0, 0, Qt::AlignCenter);
+    grid->addWidget(m_unavailable, 1, 0);
+    grid->addWidget(m_addToast, 1, 0, Qt::AlignCenter);
+    grid->addWidget(m_syncToast, 1, 0, Qt::AlignCenter);
+    // A notice takes its own row above the lists, hiding none of them.
+    m_notice = new NoticeBanner(centre);
+    grid->addWidget(m_notice, 0, 0);
 
     // The player bar floats over the bottom of the window; this row keeps the lists' last rows clear of it.
-    grid->setRowMinimumHeight(1, int(PanelFrames::playerHeight) - int(PanelFrames::panelInset));
+    grid->setRowMinimumHeight(2, int(PanelFrames::playerHeight) - int(PanelFrames::panelInset));
     setCentralWidget(centre);
 
     m_playerView = new PlayerView(m_model);
@@ -334,7 +338,10 @@ void MainWindow::observeModel()
 
     const auto overlays = [this] { refreshOverlays(); };
     observeEach(m_tokens, overlays, m_model._showAddToast, m_model._showSyncingToast, m_model._syncProgress);
-    m_tokens.push_back(observeChanges(m_app._notAuthorized, overlays));
+    observeEach(m_tokens, overlays, m_app._notAuthorized, m_app._unavailableReason);
+    m_tokens.push_back(observeChanges(m_model._storeNotice, [this] { m_notice->setText(m_model._storeNotice()); }));
+    // A sync the user did not start (a changed music folder) refreshes the list on screen.
+    m_tokens.push_back(observeChanges(m_model._libraryVersion, [this] { loadSelectedContainer(false); }));
     m_tokens.push_back(observeChanges(m_model._showPlayError, [this] { refreshPlayError(); }));
 }
 
@@ -371,6 +378,33 @@ void MainWindow::refreshChrome()
 
 QString MainWindow::toolbarTitle() const { return m_title->text(); }
 
+void MainWindow::loadSelectedContainer(bool sync)
+{
+    const std::optional<ContainerKind> kind = m_model.selectedContainerKind();
+    if (!kind)
+        return;
+    switch (kind->value()) {
+    case ContainerKind::playlists:
+        detach(m_app.playlistsViewModel().load(sync));
+        break;
+    case ContainerKind::albums:
+        detach(m_app.albumsViewModel().load(sync));
+        break;
+    case ContainerKind::artists:
+        detach(m_app.artistsViewModel().load(sync));
+        break;
+    case ContainerKind::songs:
+        detach(m_app.topLevelSongsViewModel().loadSongs(sync));
+        break;
+    case ContainerKind::madeForYou:
+        detach(m_app.madeForYouViewModel().loadMadeForYou());
+        break;
+    case ContainerKind::stations:
+        detach(m_app.stationsViewModel().loadStations());
+        break;
+    }
+}
+
 void MainWindow::openSearch(SearchPickerSelection source)
 {
     SearchViewModel &search = m_app.searchViewModel();
@@ -401,6 +435,7 @@ void MainWindow::refreshOverlays()
     const bool notAuthorized = !add && !syncing && m_app._notAuthorized();
     m_addToast->setVisible(add);
     m_syncToast->setVisible(syncing);
+    m_unavailable->setReason(m_app._unavailableReason());
     m_unavailable->setVisible(notAuthorized);
 
     // While the library syncs, the lists are dimmed and take no input.
@@ -438,6 +473,10 @@ QString MainWindow::visibleOverlay() const
         return UnavailableView::titleText();
     return {};
 }
+
+QString MainWindow::unavailableDescription() const { return m_unavailable->shownDescription(); }
+
+QString MainWindow::visibleNotice() const { return m_notice->isHidden() ? QString() : m_notice->text(); }
 
 void MainWindow::refreshPlayError()
 {

@@ -33,6 +33,7 @@ class SearchWindowController;
 class SettingsWindow;
 class ToastView;
 class UnavailableView;
+class NoticeBanner;
 
 class MainWindow : public QMainWindow {
     Q_OBJECT
@@ -53,6 +54,9 @@ public:
     PaneController *paneController() const { return m_panes; }
     // The overlay on top now: "Added to Library", "Syncing Library", "Welcome to Lumevar" or empty.
     QString visibleOverlay() const;
+    // The words of the unavailable screen, and the notice across the top (empty when hidden).
+    QString unavailableDescription() const;
+    QString visibleNotice() const;
     QString toolbarTitle() const;
     PlayerView *playerView() const { return m_playerView; }
     FloatingPanel *playerPanel() const { return m_playerPanel; }
@@ -87,6 +91,8 @@ private:
     void refreshOverlays();
     void refreshPlayError();
     void rebuildSortMenu();
+    // Reloads the lists of the selected container from the store (after a sync nobody started).
+    void loadSelectedContainer(bool sync);
     void playPause();
     QAction *addAction(QMenu *menu, const QString &name, const QString &text, const QKeySequence &key = {});
 
@@ -101,6 +107,7 @@ private:
     ToastView *m_addToast = nullptr;
     ToastView *m_syncToast = nullptr;
     UnavailableView *m_unavailable = nullptr;
+    NoticeBanner *m_notice = nullptr;
     QLabel *m_title = nullptr;
     QToolButton *m_sortButton = nullptr;
     QMenu *m_sortMenu = nullptr;

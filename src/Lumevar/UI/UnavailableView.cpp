@@ -28,13 +28,17 @@ UnavailableView::UnavailableView(QWidget *parent) : QWidget(parent), m_tryAgain(
     font.setBold(true);
     title->setFont(font);
     title->setAlignment(Qt::AlignCenter);
-    auto *description = new QLabel(descriptionText(), this);
-    description->setWordWrap(true);
-    description->setAlignment(Qt::AlignCenter);
+    m_description = new QLabel(descriptionText(), this);
+    m_description->setWordWrap(true);
+    m_description->setAlignment(Qt::AlignCenter);
     layout->addWidget(symbol);
     layout->addWidget(title);
-    layout->addWidget(description);
+    layout->addWidget(m_description);
     layout->addWidget(m_tryAgain, 0, Qt::AlignHCenter);
     layout->addStretch();
     connect(m_tryAgain, &QPushButton::clicked, this, &UnavailableView::tryAgainRequested);
 }
+
+void UnavailableView::setReason(const QString &reason) { m_description->setText(reason.isEmpty() ? descriptionText() : reason); }
+
+QString UnavailableView::shownDescription() const { return m_description->text(); }

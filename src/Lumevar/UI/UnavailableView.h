@@ -1,9 +1,11 @@
 #pragma once
 // The screen shown in place of the library when the music service refuses access: a symbol, a
-// title, an explanation and one button to ask again.
+// title, an explanation and one button to ask again. The explanation is the service's own reason
+// when it gives one (a music folder that is missing, say), else the streaming account's words.
 
 #include <QWidget>
 
+class QLabel;
 class QPushButton;
 
 class UnavailableView : public QWidget {
@@ -15,10 +17,14 @@ public:
     static QString descriptionText();
 
     QPushButton *tryAgainButton() const { return m_tryAgain; }
+    // The service's reason; empty restores descriptionText().
+    void setReason(const QString &reason);
+    QString shownDescription() const;
 
 Q_SIGNALS:
     void tryAgainRequested();
 
 private:
     QPushButton *m_tryAgain;
+    QLabel *m_description;
 };

@@ -1,107 +1,191 @@
 #include "Platform/LocalLibrary/FolderScanner.h"
 
 #include "Platform/LocalLibrary/ArtworkExtractor.h"
+#include "Platform/LocalLibrary/FolderWalk.h"
 #include "Platform/LocalLibrary/PlaylistFileReader.h"
+#include "Platform/LocalLibrary/ScanCache.h"
 #include "Platform/LocalLibrary/TrackReader.h"
 #include "Support/Log.h"
 
+#include <QCryptographicHash>
 #include <QDir>
-#include <QDirIterator>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QFileInfo>
 #include <QSet>
 #include <QThread>
 #include <QtConcurrent>
 #include <algorithm>
 
+namespace {
+
+QByteArray suffixOf(const QByteArray &name)
+{
+    const qsizetype dot = name.lastIndexOf('.');
+    return dot < 0 ? QByteArray() : name.mid(dot + 1).toLower();
+}
+
+bool isListed(const QByteArray &name)
+{
+    return FolderScanner::isAudioFileName(name) || PlaylistFileReader::isPlaylistFile(QString::fromUtf8(name));
+}
+
+struct MoveKey {
+    quint64 inode;
+    qint64 size;
+    qint64 modifiedNs;
+    bool operator==(const MoveKey &) const = default;
+};
+
+size_t qHash(const MoveKey &key, size_t seed = 0) { return qHashMulti(seed, key.inode, key.size, key.modifiedNs); }
+
+} // namespace
+
 FolderScanner::FolderScanner(QString folder, QString artworkCacheFolder)
     : m_folder(QDir::cleanPath(QFileInfo(folder).absoluteFilePath())), m_artworkCacheFolder(std::move(artworkCacheFolder))
 {
 }
 
-bool FolderScanner::isAudioFile(const QString &path)
+bool FolderScanner::isAudioFileName(const QByteArray &name)
 {
-    static const QSet<QString> suffixes = {
-        QStringLiteral("mp3"), QStringLiteral("flac"), QStringLiteral("ogg"), QStringLiteral("oga"),
-        QStringLiteral("opus"), QStringLiteral("m4a"), QStringLiteral("m4b"), QStringLiteral("mp4"),
-        QStringLiteral("aac"), QStringLiteral("wav"), QStringLiteral("aif"), QStringLiteral("aiff"),
-        QStringLiteral("wv"), QStringLiteral("ape"), QStringLiteral("mpc"), QStringLiteral("wma"),
-    };
-    return suffixes.contains(QFileInfo(path).suffix().toLower());
+    static const QSet<QByteArray> suffixes = {"mp3", "flac", "ogg", "oga", "opus", "m4a", "m4b", "mp4",
+                                              "aac", "wav", "aif", "aiff", "wv",  "ape", "mpc", "wma"};
+    return suffixes.contains(suffixOf(name));
 }
 
-ScanResult FolderScanner::scan(const std::atomic<bool> *stop) const
+bool FolderScanner::isAudioFile(const QString &path) { return isAudioFileName(QFileInfo(path).fileName().toUtf8()); }
+
+ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) const
 {
     QElapsedTimer timer;
     timer.start();
-
     const auto stopped = [stop] { return stop && stop->load(std::memory_order_relaxed); };
-    QStringList audioPaths;
-    QStringList playlistPaths;
-    QDirIterator it(m_folder, QDir::Files | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
-    while (it.hasNext() && !stopped()) {
-        const QString path = QDir::cleanPath(it.next());
-        if (isAudioFile(path))
-            audioPaths.append(path);
-        else if (PlaylistFileReader::isPlaylistFile(path))
-            playlistPaths.append(path);
+
+    const QByteArray root = QFile::encodeName(m_folder);
+    FolderWalk::Listing listing = FolderWalk::list(root, &isListed, stop);
+    QList<FolderWalk::Entry> audio;
+    QList<FolderWalk::Entry> playlistFiles;
+    QCryptographicHash revision(QCryptographicHash::Sha1);
+    for (FolderWalk::Entry &entry : listing.files) {
+        revision.addData(entry.path);
+        revision.addData(QByteArrayView(reinterpret_cast<const char *>(&entry.size), sizeof entry.size));
+        revision.addData(QByteArrayView(reinterpret_cast<const char *>(&entry.modifiedNs), sizeof entry.modifiedNs));
+        const qsizetype slash = entry.path.lastIndexOf('/');
+        (isAudioFileName(entry.path.mid(slash + 1)) ? audio : playlistFiles).append(std::move(entry));
     }
-    // Directory order depends on the file system; sorted paths make every scan alike.
-    audioPaths.sort();
-    playlistPaths.sort();
+
+    // What the last scan read and still holds: files with the same size and time are taken as
+    // they were. Files that are gone may have moved: a new file with the inode, size and time of
+    // a vanished one keeps its identity.
+    const QHash<QByteArray, ScanCache::Entry> previous = cache ? cache->entries() : QHash<QByteArray, ScanCache::Entry>();
+    const qsizetype rootLength = root.size() + (root.endsWith('/') ? 0 : 1);
+    QSet<QByteArray> present;
+    present.reserve(audio.size());
+    for (const FolderWalk::Entry &entry : std::as_const(audio))
+        present.insert(entry.path);
+    QHash<MoveKey, QByteArray> vanished;
+    for (auto it = previous.cbegin(); it != previous.cend(); ++it) {
+        if (it->track && !present.contains(it.key()))
+            vanished.insert({it->inode, it->size, it->modifiedNs}, it->track->identity);
+    }
+
+    QList<std::optional<ScannedTrack>> tracks(audio.size());
+    QList<qsizetype> toRead;
+    QSet<QByteArray> identities;
+    for (qsizetype i = 0; i < audio.size(); ++i) {
+        const FolderWalk::Entry &entry = audio[i];
+        const auto cached = previous.constFind(entry.path);
+        const bool unchanged = cached != previous.cend() && cached->size == entry.size && cached->modifiedNs == entry.modifiedNs;
+        // A reused track whose extracted picture was cleaned away is read again to restore it.
+        if (unchanged && cached->track && (cached->track->artworkPath.isEmpty() || QFileInfo::exists(cached->track->artworkPath))) {
+            tracks[i] = cached->track;
+            // The cache keeps the path as bytes only; its text forms are made again here.
+            tracks[i]->path = FolderWalk::displayName(entry.path);
+            tracks[i]->relativePath = FolderWalk::displayName(entry.path.mid(rootLength));
+            identities.insert(cached->track->identity);
+        } else if (!unchanged || cached->track) {
+            toRead.append(i);
+        }
+    }
 
     // Reading tags is most of the work: contiguous runs of the sorted paths go to the worker
     // threads, so the files of one directory mostly share one extractor (and its cover lookup).
     // Embedded pictures are named by their content, so two workers may store the same one safely.
-    struct Chunk {
-        QList<ScannedTrack> tracks;
-        int skipped = 0;
-    };
     constexpr qsizetype filesPerWorkerAtLeast = 64;
-    const qsizetype workers = std::clamp<qsizetype>(audioPaths.size() / filesPerWorkerAtLeast, 1,
+    const qsizetype workers = std::clamp<qsizetype>(toRead.size() / filesPerWorkerAtLeast, 1,
                                                     std::max(1, QThread::idealThreadCount()));
-    QList<QStringList> runs;
+    QList<QList<qsizetype>> runs;
     for (qsizetype w = 0; w < workers; ++w) {
-        const qsizetype begin = audioPaths.size() * w / workers;
-        const qsizetype end = audioPaths.size() * (w + 1) / workers;
-        runs.append(audioPaths.mid(begin, end - begin));
+        const qsizetype begin = toRead.size() * w / workers;
+        const qsizetype end = toRead.size() * (w + 1) / workers;
+        runs.append(toRead.mid(begin, end - begin));
     }
-    const auto readRun = [this, &stopped](const QStringList &paths) {
-        Chunk chunk;
+    const auto readRun = [&](const QList<qsizetype> &indexes) {
         ArtworkExtractor artwork(m_artworkCacheFolder);
-        chunk.tracks.reserve(paths.size());
-        for (const QString &path : paths) {
+        for (const qsizetype index : indexes) {
             if (stopped())
                 break;
-            if (auto track = TrackReader::read(path, m_folder, artwork))
-                chunk.tracks.append(std::move(*track));
-            else
-                ++chunk.skipped;
+            tracks[index] = TrackReader::read(audio[index].path, root, artwork);
         }
-        return chunk;
+        return 0;
     };
-    QList<Chunk> chunks;
     if (runs.size() == 1)
-        chunks.append(readRun(runs.first()));
+        readRun(runs.first());
     else
-        chunks = QtConcurrent::blockingMapped<QList<Chunk>>(runs, readRun);
+        QtConcurrent::blockingMapped<QList<int>>(runs, readRun);
 
     ScanResult result;
-    result.tracks.reserve(audioPaths.size());
-    for (Chunk &chunk : chunks) {
-        result.tracks.append(std::move(chunk.tracks));
-        result.skippedFiles += chunk.skipped;
+    result.readFiles = int(toRead.size());
+    result.tracks.reserve(audio.size());
+    QHash<QByteArray, ScanCache::Entry> entries;
+    entries.reserve(audio.size());
+    for (qsizetype i = 0; i < audio.size(); ++i) {
+        const FolderWalk::Entry &entry = audio[i];
+        std::optional<ScannedTrack> &track = tracks[i];
+        if (track && track->identity.isEmpty()) {
+            // A file read again keeps its identity; one read for the first time was moved from a
+            // vanished path, or is new at its own path.
+            const auto cached = previous.constFind(entry.path);
+            QByteArray identity = cached != previous.cend() && cached->track ? cached->track->identity
+                                                                             : vanished.take({entry.inode, entry.size, entry.modifiedNs});
+            if (identity.isEmpty() || identities.contains(identity))
+                identity = entry.path.mid(rootLength);
+            // A new file at a path that a moved one still uses as its identity.
+            while (identities.contains(identity))
+                identity += '~';
+            track->identity = identity;
+            identities.insert(identity);
+        }
+        if (track)
+            result.tracks.append(*track);
+        else
+            ++result.skippedFiles;
+        if (!stopped() || track) {
+            // Without the text forms of the path: a third of a track's size, made again on reuse.
+            std::optional<ScannedTrack> kept = std::move(track);
+            if (kept) {
+                kept->path.clear();
+                kept->relativePath.clear();
+            }
+            entries.insert(entry.path, {entry.size, entry.modifiedNs, entry.inode, std::move(kept)});
+        }
     }
     if (stopped())
         return result;
-    for (const QString &path : std::as_const(playlistPaths)) {
-        if (auto playlist = PlaylistFileReader::read(path)) {
+    // Only a folder that changed rewrites the cache.
+    if (cache && (!toRead.isEmpty() || entries.size() != previous.size() || !vanished.isEmpty()))
+        cache->replace(std::move(entries));
+
+    for (const FolderWalk::Entry &entry : std::as_const(playlistFiles)) {
+        if (auto playlist = PlaylistFileReader::read(FolderWalk::displayName(entry.path))) {
             playlist->relativePath = QDir(m_folder).relativeFilePath(playlist->path);
             result.playlists.append(std::move(*playlist));
         }
     }
+    result.revision = revision.result().toHex();
+    result.folders = std::move(listing.folders);
 
-    Log::info(Log::collection(), "Scanned %@: %d songs, %d playlists, %d unreadable files in %d ms", m_folder,
-              int(result.tracks.size()), int(result.playlists.size()), result.skippedFiles, int(timer.elapsed()));
+    Log::info(Log::collection(), "Scanned %@: %d songs (%d read now), %d playlists, %d unreadable files in %d ms", m_folder,
+              int(result.tracks.size()), result.readFiles, int(result.playlists.size()), result.skippedFiles, int(timer.elapsed()));
     return result;
 }

@@ -3,6 +3,7 @@
 #include "Platform/LocalLibrary/LocalIdentifiers.h"
 #include "Support/Log.h"
 
+#include <QFile>
 #include <QUrl>
 #include <algorithm>
 
@@ -47,19 +48,6 @@ bool inAlbumOrder(const Song &a, const Song &b)
     return byTitle != 0 ? byTitle < 0 : a.id < b.id;
 }
 
-// Album title (songs without an album last), then the album order.
-bool inArtistOrder(const Song &a, const Song &b)
-{
-    const QString albumA = LocalIdentifiers::nameKey(a.albumTitle.value_or(QString()));
-    const QString albumB = LocalIdentifiers::nameKey(b.albumTitle.value_or(QString()));
-    if (albumA != albumB) {
-        if (albumA.isEmpty() || albumB.isEmpty())
-            return albumB.isEmpty();
-        return albumA < albumB;
-    }
-    return inAlbumOrder(a, b);
-}
-
 template <typename T>
 void sortByID(QList<T> &items)
 {
@@ -82,7 +70,8 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
     m_songs.reserve(scan.tracks.size());
     for (const ScannedTrack &track : scan.tracks) {
         Song song;
-        song.id = LocalIdentifiers::make(LocalIdentifiers::song, track.relativePath);
+        song.id = track.identity.isEmpty() ? LocalIdentifiers::make(LocalIdentifiers::song, track.relativePath)
+                                           : LocalIdentifiers::songID(track.identity);
         song.title = track.title;
         song.artistName = optionalText(track.artist);
         song.albumTitle = optionalText(track.album);
@@ -98,7 +87,7 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
         song.playParameters = PlayParameters{song.id, QStringLiteral("song")};
         songByPath.insert(track.path, song.id);
         trackIDs.append(song.id);
-        m_paths.insert(song.id, track.path);
+        m_paths.insert(song.id, track.fileName.isEmpty() ? QFile::encodeName(track.path) : track.fileName);
         m_songs.append(std::move(song));
     }
     sortByID(m_songs);
@@ -115,12 +104,18 @@ void LibraryIndex::addAlbums(const QList<ScannedTrack> &tracks, const QList<Musi
 {
     QHash<MusicItemID, QList<qsizetype>> tracksByAlbum;
     QList<MusicItemID> order;
+    QHash<QString, MusicItemID> idByText; // normalising and hashing once per distinct album
     for (qsizetype i = 0; i < tracks.size(); ++i) {
         const ScannedTrack &track = tracks[i];
         if (track.album.isEmpty())
             continue;
-        const QString key = LocalIdentifiers::nameKey(albumArtistOf(track)) + u'\x1f' + LocalIdentifiers::nameKey(track.album);
-        const MusicItemID id = LocalIdentifiers::make(LocalIdentifiers::album, key);
+        const QString text = albumArtistOf(track) + u'\x1f' + track.album;
+        auto known = idByText.constFind(text);
+        if (known == idByText.constEnd()) {
+            const QString key = LocalIdentifiers::nameKey(albumArtistOf(track)) + u'\x1f' + LocalIdentifiers::nameKey(track.album);
+            known = idByText.insert(text, LocalIdentifiers::make(LocalIdentifiers::album, key));
+        }
+        const MusicItemID id = *known;
         auto &members = tracksByAlbum[id];
         if (members.isEmpty())
             order.append(id);
@@ -167,8 +162,20 @@ void LibraryIndex::addArtists(const QList<ScannedTrack> &tracks, const QList<Mus
     QHash<MusicItemID, QList<qsizetype>> tracksByArtist;
     QHash<MusicItemID, QString> names;
     QList<MusicItemID> order;
-    const auto artistID = [](const QString &name) {
-        return LocalIdentifiers::make(LocalIdentifiers::artist, LocalIdentifiers::nameKey(name));
+    // Normalising and hashing a name is the costly part: once per distinct text, not per track.
+    QHash<QString, QString> keyByName;
+    QHash<QString, MusicItemID> idByName;
+    const auto nameKey = [&keyByName](const QString &name) {
+        auto known = keyByName.constFind(name);
+        if (known == keyByName.constEnd())
+            known = keyByName.insert(name, LocalIdentifiers::nameKey(name));
+        return *known;
+    };
+    const auto artistID = [&idByName, &nameKey](const QString &name) {
+        auto known = idByName.constFind(name);
+        if (known == idByName.constEnd())
+            known = idByName.insert(name, LocalIdentifiers::make(LocalIdentifiers::artist, nameKey(name)));
+        return *known;
     };
     for (qsizetype i = 0; i < tracks.size(); ++i) {
         const ScannedTrack &track = tracks[i];
@@ -186,7 +193,7 @@ void LibraryIndex::addArtists(const QList<ScannedTrack> &tracks, const QList<Mus
         const ScannedTrack &track = tracks[i];
         if (track.albumArtist.isEmpty())
             continue;
-        if (LocalIdentifiers::nameKey(track.albumArtist) == LocalIdentifiers::nameKey(track.artist))
+        if (nameKey(track.albumArtist) == nameKey(track.artist))
             continue; // already the artist's song
         const auto found = tracksByArtist.find(artistID(track.albumArtist));
         if (found != tracksByArtist.end())
@@ -195,16 +202,31 @@ void LibraryIndex::addArtists(const QList<ScannedTrack> &tracks, const QList<Mus
 
     for (const MusicItemID &id : std::as_const(order)) {
         const QList<qsizetype> &members = tracksByArtist[id];
-        QList<Song> songs;
+        // Album title (songs without an album last), then the album order; each album's key is
+        // made once, not in every comparison.
+        struct Member {
+            QString albumKey;
+            const Song *song;
+        };
+        std::vector<Member> songs;
+        songs.reserve(size_t(members.size()));
         QStringList genres;
         for (const qsizetype index : members) {
-            songs.append(*song(trackIDs[index]));
+            const Song *member = song(trackIDs[index]);
+            songs.push_back({nameKey(member->albumTitle.value_or(QString())), member});
             genres.append(tracks[index].genre);
         }
-        std::sort(songs.begin(), songs.end(), inArtistOrder);
+        std::sort(songs.begin(), songs.end(), [](const Member &a, const Member &b) {
+            if (a.albumKey != b.albumKey) {
+                if (a.albumKey.isEmpty() || b.albumKey.isEmpty())
+                    return b.albumKey.isEmpty();
+                return a.albumKey < b.albumKey;
+            }
+            return inAlbumOrder(*a.song, *b.song);
+        });
         QList<MusicItemID> songIDs;
-        for (const Song &s : std::as_const(songs))
-            songIDs.append(s.id);
+        for (const Member &m : songs)
+            songIDs.append(m.song->id);
 
         Artist artist;
         artist.id = id;

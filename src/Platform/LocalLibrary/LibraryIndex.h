@@ -29,7 +29,8 @@ public:
 
     const Song *song(const MusicItemID &id) const;
     const Artist *artist(const MusicItemID &id) const;
-    QString filePath(const MusicItemID &songID) const { return m_paths.value(songID); }
+    // The song's file as the file system names it (bytes); empty for an unknown song.
+    QByteArray filePath(const MusicItemID &songID) const { return m_paths.value(songID); }
 
     // The tracks of a collection in its order: a playlist's own, an album's by disc and track, an
     // artist's by album, then disc and track. Nothing for an unknown identifier.
@@ -58,7 +59,7 @@ private:
     QList<Genre> m_genres;
     QHash<MusicItemID, qsizetype> m_songIndex;
     QHash<MusicItemID, qsizetype> m_artistIndex;
-    QHash<MusicItemID, QString> m_paths;
+    QHash<MusicItemID, QByteArray> m_paths;
     QHash<MusicItemID, QList<MusicItemID>> m_albumSongs;
     QHash<MusicItemID, QList<MusicItemID>> m_artistSongs;
     QHash<MusicItemID, QList<MusicItemID>> m_playlistSongs;

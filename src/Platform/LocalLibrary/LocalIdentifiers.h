@@ -18,6 +18,11 @@ inline constexpr const char *recommendation = "rec";
 // "<prefix>.<16 hex digits>" from the key after Unicode and case normalisation.
 MusicItemID make(const char *prefix, const QString &key);
 
+// A song's identifier from the relative path (as bytes) it was first seen at. A UTF-8 path gives
+// make(song, path); other bytes are hashed as they are, so names that differ only in bytes
+// that are not UTF-8 stay apart.
+MusicItemID songID(const QByteArray &identity);
+
 // The key of a name: trimmed, Unicode NFC, case-folded, so "The Band" and "the band " match.
 QString nameKey(const QString &name);
 

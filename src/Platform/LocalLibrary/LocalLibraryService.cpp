@@ -1,24 +1,35 @@
 #include "Platform/LocalLibrary/LocalLibraryService.h"
 
 #include "Platform/LocalLibrary/FolderScanner.h"
+#include "Platform/LocalLibrary/FolderWatcher.h"
+#include "Platform/LocalLibrary/ScanCache.h"
 #include "Platform/LocalLibrary/LibraryIndex.h"
 #include "Platform/LocalLibrary/LocalRecommendations.h"
+#include "Support/Allocator.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
+#include "Support/NotificationCenter.h"
+#include "Support/Task.h"
 #include "Support/UserDefaults.h"
 
 #include <QCoroFuture>
+#include <QCryptographicHash>
 #include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
 #include <QFileInfo>
 #include <QPointer>
 #include <QRandomGenerator>
 #include <QStandardPaths>
 #include <QtConcurrent>
 #include <algorithm>
+#include <unistd.h>
 
 struct LocalLibraryService::Snapshot {
     LibraryIndex index;
     LocalRecommendations recommendations;
+    QByteArray revision;
+    QList<QByteArray> folders;
 };
 
 namespace {
@@ -36,6 +47,13 @@ LibraryPage<T> pageOf(const QList<T> &all, int offset, int limit)
 
 } // namespace
 
+QUrl LocalLibraryService::localFileURL(const QByteArray &path)
+{
+    // Built from the bytes, percent-encoded: a name that is not UTF-8 survives the trip to the
+    // audio engine, which opens the file by the same bytes.
+    return QUrl::fromEncoded(QByteArray("file://") + path.toPercentEncoding("/"), QUrl::StrictMode);
+}
+
 LocalLibraryService::LocalLibraryService(QString folder, QString artworkCacheFolder, QObject *parent)
     : QObject(parent),
       m_folder(QDir::cleanPath(QFileInfo(folder).absoluteFilePath())),
@@ -46,6 +64,13 @@ LocalLibraryService::LocalLibraryService(QString folder, QString artworkCacheFol
       m_stopScan(std::make_shared<std::atomic<bool>>(false))
 {
     m_scanPool.setMaxThreadCount(1);
+    m_scanCache = std::make_shared<ScanCache>(QFile::encodeName(m_folder), scanCacheFile());
+}
+
+QString LocalLibraryService::scanCacheFile() const
+{
+    const QByteArray key = QCryptographicHash::hash(QFile::encodeName(m_folder), QCryptographicHash::Sha1).toHex().left(16);
+    return m_artworkCacheFolder + QStringLiteral("/scans/") + QString::fromLatin1(key) + QStringLiteral(".cache");
 }
 
 LocalLibraryService::~LocalLibraryService()
@@ -80,6 +105,20 @@ MusicAuthorizationStatus LocalLibraryService::checkFolder() const
 
 MusicAuthorizationStatus LocalLibraryService::authorizationStatus() const { return m_status; }
 
+QString LocalLibraryService::unavailableReason() const
+{
+    const QFileInfo info(m_folder);
+    if (!info.exists())
+        return QStringLiteral("The music folder “%1” does not exist. If it is on a disk, connect the disk and try again.")
+            .arg(m_folder);
+    if (!info.isDir())
+        return QStringLiteral("“%1” is not a folder. Lumevar needs the folder that holds your music.").arg(m_folder);
+    if (!info.isReadable() || !info.isExecutable())
+        return QStringLiteral("Lumevar is not allowed to read the music folder “%1”. Check its permissions and try again.")
+            .arg(m_folder);
+    return {};
+}
+
 QCoro::Task<MusicAuthorizationStatus> LocalLibraryService::requestAuthorization()
 {
     m_status = checkFolder();
@@ -92,11 +131,27 @@ void LocalLibraryService::startScan()
 {
     const int generation = ++m_scanGeneration;
     Log::debug(Log::collection(), "Scanning %@ (scan %d)", m_folder, generation);
-    m_scan = QtConcurrent::run(&m_scanPool, [folder = m_folder, cache = m_artworkCacheFolder, stop = m_stopScan] {
-        const ScanResult scan = FolderScanner(folder, cache).scan(stop.get());
+    m_scan = QtConcurrent::run(&m_scanPool, [folder = m_folder, cache = m_artworkCacheFolder, stop = m_stopScan,
+                                             scanCache = m_scanCache, first = generation == 1] {
+        if (first)
+            scanCache->load();
+        ScanResult scan = FolderScanner(folder, cache).scan(stop.get(), scanCache.get());
+        QElapsedTimer timer;
+        timer.start();
+        if (!stop->load() && scanCache->isDirty())
+            scanCache->save();
+        const qint64 saved = timer.elapsed();
         auto snapshot = std::make_shared<Snapshot>();
         snapshot->index = LibraryIndex(scan);
+        const qint64 indexed = timer.elapsed();
         snapshot->recommendations = LocalRecommendations(snapshot->index);
+        Log::debug(Log::collection(), "Scan cache saved in %d ms, library built in %d ms, recommendations in %d ms",
+                   int(saved), int(indexed - saved), int(timer.elapsed() - indexed));
+        snapshot->revision = scan.revision;
+        snapshot->folders = std::move(scan.folders);
+        // The scan's own lists go with this job; what it leaves is the snapshot and the cache.
+        scan = ScanResult();
+        Allocator::releaseFreeMemory();
         return std::shared_ptr<const Snapshot>(std::move(snapshot));
     });
 }
@@ -135,9 +190,48 @@ QCoro::Task<std::shared_ptr<const LocalLibraryService::Snapshot>> LocalLibrarySe
         m_scan.reset();
         m_snapshot = snapshot;
         m_stationQueues.clear();
+        // From the first scan on, the folders it found are watched.
+        if (!m_watcher) {
+            m_watcher = new FolderWatcher(this);
+            connect(m_watcher, &FolderWatcher::changed, this, [this] { detach(readFolderChange()); });
+        }
+        m_watcher->watch(snapshot->folders);
         Q_EMIT libraryChanged();
     }
     co_return snapshot;
+}
+
+QCoro::Task<void> LocalLibraryService::readFolderChange()
+{
+    QPointer self(this);
+    const QByteArray before = m_snapshot ? m_snapshot->revision : QByteArray();
+    try {
+        co_await rescan();
+    } catch (const CancellationError &) {
+        co_return;
+    } catch (const Error &error) {
+        // A folder that went away (an unmounted disk) keeps the library as it was.
+        Log::notice(Log::collection(), "Failed to read a change of the music folder: %@", error);
+        co_return;
+    }
+    if (!self || !m_snapshot || m_snapshot->revision == before)
+        co_return;
+    Q_EMIT folderChangeRead();
+    NotificationCenter::shared().post(libraryDidChangeNotification);
+}
+
+QCoro::Task<std::optional<QString>> LocalLibraryService::libraryRevision()
+{
+    QPointer self(this);
+    // A library read once and watched whole is current; otherwise the folder is read again,
+    // which costs a look at each file and a read of the new ones only.
+    if (m_snapshot && !m_scan && !(m_watcher && m_watcher->isComplete()))
+        co_await rescan();
+    else
+        co_await library();
+    if (!self || !m_snapshot)
+        co_return std::nullopt;
+    co_return QString::fromLatin1(m_snapshot->revision);
 }
 
 QCoro::Task<void> LocalLibraryService::rescan()
@@ -277,10 +371,10 @@ QCoro::Task<void> LocalLibraryService::addToLibrary(MusicItemID songID)
 QCoro::Task<QUrl> LocalLibraryService::playableURL(PlayParameters parameters)
 {
     const auto snapshot = co_await library();
-    const QString path = snapshot->index.filePath(parameters.id);
+    const QByteArray path = snapshot->index.filePath(parameters.id);
     if (path.isEmpty() || (!parameters.kind.isEmpty() && parameters.kind != QLatin1String("song")))
         throw MusicError(MusicError::unplayable, QStringLiteral("%1 is not a song of the library").arg(parameters.id.rawValue()));
-    if (!QFileInfo::exists(path))
-        throw MusicError(MusicError::unplayable, QStringLiteral("%1 has been removed").arg(path));
-    co_return QUrl::fromLocalFile(path);
+    if (::access(path.constData(), R_OK) != 0)
+        throw MusicError(MusicError::unplayable, QStringLiteral("%1 has been removed").arg(QString::fromUtf8(path)));
+    co_return localFileURL(path);
 }

@@ -1,8 +1,11 @@
 #pragma once
 // The embedded music service: the user's music folder, scanned with TagLib. Songs, albums, artists
 // and .m3u playlists come from the folder; recommendations are made from it; there is no remote
-// catalog. The folder is scanned once, lazily, on the first call that needs the library, on a
-// worker thread; callers that arrive while a scan runs wait for that same scan.
+// catalog. The folder is scanned lazily, on the first call that needs the library, on a worker
+// thread; callers that arrive while a scan runs wait for that same scan. A scan reads only the
+// files that are new or changed since the last one (ScanCache, kept in the cache folder across
+// runs). After the first scan the folder is watched: a change is read in the background and
+// announced with MusicService::libraryDidChangeNotification.
 
 #include "Platform/Music/MusicService.h"
 
@@ -13,6 +16,8 @@
 #include <atomic>
 #include <memory>
 
+class FolderWatcher;
+class ScanCache;
 class UserDefaults;
 
 class LocalLibraryService : public QObject, public MusicService {
@@ -36,11 +41,21 @@ public:
 
     const QString &folder() const { return m_folder; }
 
-    // Reads the folder again. Calls made meanwhile wait for the new library.
+    // The file: URL of a path given as bytes; the bytes come back from
+    // QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1()).
+    static QUrl localFileURL(const QByteArray &path);
+
+    // Reads the folder again (only what changed). Calls made meanwhile wait for the new library.
     QCoro::Task<void> rescan();
+    // The library's revision. Reads the folder first unless it is watched whole and read already.
+    QCoro::Task<std::optional<QString>> libraryRevision() override;
+    // Where the scan cache of this folder is kept.
+    QString scanCacheFile() const;
 
     MusicAuthorizationStatus authorizationStatus() const override;
     QCoro::Task<MusicAuthorizationStatus> requestAuthorization() override;
+    // Names the folder and says what is wrong with it: missing, not a folder, not readable.
+    QString unavailableReason() const override;
 
     QCoro::Task<LibraryPage<Playlist>> libraryPlaylists(int offset, int limit) override;
     QCoro::Task<LibraryPage<Album>> libraryAlbums(int offset, int limit) override;
@@ -65,6 +80,8 @@ public:
 Q_SIGNALS:
     // A scan finished and the library may have changed.
     void libraryChanged();
+    // A change on disk was read; emitted with the notification.
+    void folderChangeRead();
 
 private:
     struct Snapshot;
@@ -72,6 +89,7 @@ private:
     // The current library, scanning first when there is none or a scan is running.
     QCoro::Task<std::shared_ptr<const Snapshot>> library();
     void startScan();
+    QCoro::Task<void> readFolderChange();
     MusicAuthorizationStatus checkFolder() const;
     QList<MusicItemID> nextStationSongs(const MusicItemID &stationID, const QList<MusicItemID> &pool, int count);
 
@@ -80,6 +98,9 @@ private:
     MusicAuthorizationStatus m_status;
     QThreadPool m_scanPool;
     std::shared_ptr<std::atomic<bool>> m_stopScan;
+    // Touched only by scans, which run one at a time on m_scanPool.
+    std::shared_ptr<ScanCache> m_scanCache;
+    FolderWatcher *m_watcher = nullptr;
     std::shared_ptr<const Snapshot> m_snapshot;
     std::optional<QFuture<std::shared_ptr<const Snapshot>>> m_scan;
     int m_scanGeneration = 0;

@@ -2,6 +2,7 @@
 // What a scan of the music folder learns about one audio file and one playlist file, before the
 // library index turns them into songs, albums, artists and playlists. Empty strings mean "absent".
 
+#include <QByteArray>
 #include <QDateTime>
 #include <QList>
 #include <QString>
@@ -9,12 +10,17 @@
 #include <optional>
 
 struct ScannedTrack {
-    QString path;         // absolute, cleaned
-    QString relativePath; // to the library folder; the key of the song's identifier
+    QByteArray fileName;  // absolute, as the file system has it: what is opened and played
+    QString path;         // the same, shown as text (bytes that are not UTF-8 become U+FFFD)
+    QString relativePath; // to the library folder, as text
+    // The relative path under which the file was first seen, as bytes: the key of the song's
+    // identifier, kept when the file is renamed or moved within the folder.
+    QByteArray identity;
     QString title;        // the file name without extension when the file has no title tag
-    QString artist;
+    QString artist;       // every artist, joined for showing ("A, B & C")
+    QStringList artists;  // the same, one name each
     QString album;
-    QString albumArtist;
+    QString albumArtist;  // "Various Artists" for a compilation without one
     QString genre;
     std::optional<QDateTime> releaseDate;
     std::optional<int> trackNumber;
@@ -36,4 +42,8 @@ struct ScanResult {
     QList<ScannedTrack> tracks;         // sorted by path
     QList<ScannedPlaylist> playlists;   // sorted by path
     int skippedFiles = 0;               // audio files that could not be read
+    int readFiles = 0;                  // audio files whose tags were read this time (not reused)
+    // Changes whenever a file or playlist is added, removed, renamed or modified.
+    QByteArray revision;
+    QList<QByteArray> folders;          // every folder read, for watching
 };

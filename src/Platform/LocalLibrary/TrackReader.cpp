@@ -1,6 +1,8 @@
 #include "Platform/LocalLibrary/TrackReader.h"
 
 #include "Platform/LocalLibrary/ArtworkExtractor.h"
+#include "Platform/LocalLibrary/FolderWalk.h"
+#include "Platform/LocalLibrary/TagText.h"
 #include "Support/Log.h"
 
 #include <QDir>
@@ -8,23 +10,65 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 
+#include <sys/stat.h>
+
 #include <taglib/audioproperties.h>
 #include <taglib/fileref.h>
+#include <taglib/infotag.h>
 #include <taglib/tag.h>
 #include <taglib/tpropertymap.h>
+#include <taglib/wavfile.h>
 
 namespace TrackReader {
 
 namespace {
 
-QString toQString(const TagLib::String &text) { return QString::fromStdString(text.to8Bit(true)).trimmed(); }
+QString toQString(const TagLib::String &text) { return TagText::clean(QString::fromStdString(text.to8Bit(true))); }
+
+QStringList allProperties(const TagLib::PropertyMap &properties, const char *key)
+{
+    QStringList values;
+    const auto it = properties.find(key);
+    if (it != properties.end()) {
+        for (const TagLib::String &value : it->second)
+            values.append(toQString(value));
+    }
+    return values;
+}
 
 QString firstProperty(const TagLib::PropertyMap &properties, const char *key)
 {
-    const auto it = properties.find(key);
-    if (it == properties.end() || it->second.isEmpty())
-        return {};
-    return toQString(it->second.front());
+    const QStringList values = allProperties(properties, key);
+    return values.isEmpty() ? QString() : values.first();
+}
+
+std::optional<int> clampedNumber(unsigned int number)
+{
+    if (number == 0)
+        return std::nullopt;
+    return int(std::min<unsigned int>(number, TagText::largestNumber));
+}
+
+// WAV files often carry their tags only in the RIFF INFO chunk, which the generic tag of a WAV
+// file may not show: what the other tags left empty is taken from there.
+void fillFromRiffInfo(TagLib::File *file, ScannedTrack &track)
+{
+    auto *wav = dynamic_cast<TagLib::RIFF::WAV::File *>(file);
+    if (!wav || !wav->hasInfoTag())
+        return;
+    const TagLib::RIFF::Info::Tag *info = wav->InfoTag();
+    if (track.title.isEmpty())
+        track.title = toQString(info->title());
+    if (track.artists.isEmpty())
+        track.artists = TagText::distinctNames({toQString(info->artist())});
+    if (track.album.isEmpty())
+        track.album = toQString(info->album());
+    if (track.genre.isEmpty())
+        track.genre = toQString(info->genre());
+    if (!track.trackNumber)
+        track.trackNumber = clampedNumber(info->track());
+    if (!track.releaseDate && info->year() > 0 && info->year() <= unsigned(TagText::largestNumber))
+        track.releaseDate = QDateTime(QDate(int(info->year()), 1, 1), QTime(0, 0), Qt::UTC);
 }
 
 } // namespace
@@ -52,14 +96,18 @@ std::optional<int> parseLeadingNumber(const QString &text)
     const QRegularExpressionMatch match = pattern.match(text);
     if (!match.hasMatch())
         return std::nullopt;
-    const int number = match.captured(1).toInt();
-    return number > 0 ? std::optional<int>(number) : std::nullopt;
+    // Digits beyond what any real track or disc number has are clamped, not wrapped.
+    bool fits = false;
+    const qlonglong number = match.captured(1).left(12).toLongLong(&fits);
+    if (!fits || number <= 0)
+        return std::nullopt;
+    return int(std::min<qlonglong>(number, TagText::largestNumber));
 }
 
-std::optional<ScannedTrack> read(const QString &path, const QString &libraryFolder, ArtworkExtractor &artwork)
+std::optional<ScannedTrack> read(const QByteArray &fileName, const QByteArray &libraryFolder, ArtworkExtractor &artwork)
 {
-    const QFileInfo info(path);
-    TagLib::FileRef ref(QFile::encodeName(path).constData(), true, TagLib::AudioProperties::Average);
+    const QString path = FolderWalk::displayName(fileName);
+    TagLib::FileRef ref(fileName.constData(), true, TagLib::AudioProperties::Average);
     if (ref.isNull() || !ref.audioProperties()) {
         Log::notice(Log::collection(), "Skipping %@: not a readable audio file", path);
         return std::nullopt;
@@ -71,33 +119,53 @@ std::optional<ScannedTrack> read(const QString &path, const QString &libraryFold
     }
 
     ScannedTrack track;
+    track.fileName = fileName;
     track.path = path;
-    track.relativePath = QDir(libraryFolder).relativeFilePath(path);
+    const qsizetype rootLength = libraryFolder.size() + (libraryFolder.endsWith('/') ? 0 : 1);
+    track.relativePath = fileName.startsWith(libraryFolder) ? FolderWalk::displayName(fileName.mid(rootLength))
+                                                            : QDir(FolderWalk::displayName(libraryFolder)).relativeFilePath(path);
     track.duration = milliseconds / 1000.0;
-    track.modified = info.lastModified().toUTC();
+    struct stat info {};
+    if (::stat(fileName.constData(), &info) == 0)
+        track.modified = QDateTime::fromMSecsSinceEpoch(qint64(info.st_mtim.tv_sec) * 1000 + info.st_mtim.tv_nsec / 1000000, Qt::UTC);
 
+    const TagLib::PropertyMap properties = ref.file()->properties();
+    track.title = firstProperty(properties, "TITLE");
+    // Several artists come as several values (an ID3v2.4 list, repeated Vorbis fields): kept
+    // apart, where the generic tag would run them together with a space.
+    track.artists = TagText::distinctNames(allProperties(properties, "ARTIST"));
+    track.album = firstProperty(properties, "ALBUM");
+    track.albumArtist = TagText::joinArtists(allProperties(properties, "ALBUMARTIST"));
+    track.genre = firstProperty(properties, "GENRE");
+    track.trackNumber = parseLeadingNumber(firstProperty(properties, "TRACKNUMBER"));
+    track.discNumber = parseLeadingNumber(firstProperty(properties, "DISCNUMBER"));
+    track.releaseDate = parseReleaseDate(firstProperty(properties, "DATE"));
     if (const TagLib::Tag *tag = ref.tag()) {
-        track.title = toQString(tag->title());
-        track.artist = toQString(tag->artist());
-        track.album = toQString(tag->album());
-        track.genre = toQString(tag->genre());
-        if (tag->track() > 0)
-            track.trackNumber = int(tag->track());
-        if (tag->year() > 0)
+        if (track.title.isEmpty())
+            track.title = toQString(tag->title());
+        if (track.artists.isEmpty())
+            track.artists = TagText::distinctNames({toQString(tag->artist())});
+        if (track.album.isEmpty())
+            track.album = toQString(tag->album());
+        if (track.genre.isEmpty())
+            track.genre = toQString(tag->genre());
+        if (!track.trackNumber)
+            track.trackNumber = clampedNumber(tag->track());
+        if (!track.releaseDate && tag->year() > 0 && tag->year() <= unsigned(TagText::largestNumber))
             track.releaseDate = QDateTime(QDate(int(tag->year()), 1, 1), QTime(0, 0), Qt::UTC);
     }
-    const TagLib::PropertyMap properties = ref.file()->properties();
-    track.albumArtist = firstProperty(properties, "ALBUMARTIST");
-    track.discNumber = parseLeadingNumber(firstProperty(properties, "DISCNUMBER"));
-    // A full date is better than the year alone.
-    if (const auto date = parseReleaseDate(firstProperty(properties, "DATE")))
-        track.releaseDate = date;
+    fillFromRiffInfo(ref.file(), track);
+    track.artist = TagText::joinArtists(track.artists);
+    // A compilation without an album artist is one album, not one per track artist.
+    const QString compilation = firstProperty(properties, "COMPILATION");
+    if (track.albumArtist.isEmpty() && (compilation == QLatin1String("1") || compilation.compare(QLatin1String("true"), Qt::CaseInsensitive) == 0))
+        track.albumArtist = QStringLiteral("Various Artists");
     if (track.title.isEmpty())
-        track.title = info.completeBaseName();
+        track.title = TagText::clean(QFileInfo(path).completeBaseName());
 
     track.artworkPath = artwork.extractEmbedded(*ref.file());
     if (track.artworkPath.isEmpty())
-        track.artworkPath = artwork.coverBeside(info.absolutePath());
+        track.artworkPath = artwork.coverBeside(QFileInfo(path).absolutePath());
     return track;
 }
 

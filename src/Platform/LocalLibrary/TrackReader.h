@@ -11,12 +11,14 @@ namespace TrackReader {
 
 // The track, or nothing (with one log line) when TagLib cannot read the file or finds no audio.
 // libraryFolder is the cleaned absolute path of the scanned folder.
-std::optional<ScannedTrack> read(const QString &path, const QString &libraryFolder, ArtworkExtractor &artwork);
+// fileName and libraryFolder are absolute paths as bytes. The identity is left for the scanner.
+std::optional<ScannedTrack> read(const QByteArray &fileName, const QByteArray &libraryFolder, ArtworkExtractor &artwork);
 
 // "2019-05-03", "2019-05", "2019" or "2019-05-03T10:00:00" as a UTC date; nothing when unreadable.
 std::optional<QDateTime> parseReleaseDate(const QString &text);
 
-// The leading number of "3" or "3/12"; nothing for zero or text without a number.
+// The leading number of "3" or "3/12", at most TagText::largestNumber; nothing for zero or text
+// without a number.
 std::optional<int> parseLeadingNumber(const QString &text);
 
 } // namespace TrackReader

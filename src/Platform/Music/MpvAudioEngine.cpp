@@ -145,7 +145,10 @@ void MpvAudioEngine::load(const QUrl &url)
         d->failLater(QStringLiteral("Cannot play %1: the audio engine is not available").arg(url.toDisplayString()));
         return;
     }
-    const QByteArray target = url.isLocalFile() ? url.toLocalFile().toUtf8() : url.toString(QUrl::FullyEncoded).toUtf8();
+    // A local file goes by its bytes, decoded from the URL's percent-encoding rather than through
+    // text, so a name that is not UTF-8 opens as it is.
+    const QByteArray target = url.isLocalFile() ? QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1())
+                                                : url.toString(QUrl::FullyEncoded).toUtf8();
     const char *args[] = {"loadfile", target.constData(), "replace", nullptr};
     mpv_node result{};
     if (const int rc = mpv_command_ret(d->mpv, args, &result); rc < 0) {

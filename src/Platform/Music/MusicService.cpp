@@ -11,3 +11,5 @@ MusicService &MusicService::shared()
 }
 
 void MusicService::setShared(MusicService *service) { installedService = service; }
+
+QCoro::Task<std::optional<QString>> MusicService::libraryRevision() { co_return std::nullopt; }

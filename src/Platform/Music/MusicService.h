@@ -29,6 +29,16 @@ public:
     // Authorization. A denied backend makes the application show its unavailable screen.
     virtual MusicAuthorizationStatus authorizationStatus() const = 0;
     virtual QCoro::Task<MusicAuthorizationStatus> requestAuthorization() = 0;
+    // Why access is refused, in words for the unavailable screen; empty when the screen's own
+    // words (a streaming account not signed in) fit.
+    virtual QString unavailableReason() const { return {}; }
+
+    // A backend that can tell when its library changed (a local folder can; a remote service is
+    // polled at most daily instead) answers with a text that changes whenever the library does,
+    // and posts libraryDidChangeNotification when it notices a change by itself. Others answer
+    // nothing. May take as long as reading the library.
+    virtual QCoro::Task<std::optional<QString>> libraryRevision();
+    static inline const QString libraryDidChangeNotification = QStringLiteral("musicLibraryDidChange");
 
     // The library, in pages of at most limit items, in a stable order.
     virtual QCoro::Task<LibraryPage<Playlist>> libraryPlaylists(int offset, int limit) = 0;

@@ -44,6 +44,9 @@ public:
     // Authorization: the current status, and the one requestAuthorization() moves to.
     MusicAuthorizationStatus status = MusicAuthorizationStatus::authorized;
     MusicAuthorizationStatus statusAfterRequest = MusicAuthorizationStatus::authorized;
+    // What unavailableReason() and libraryRevision() answer.
+    QString reason;
+    std::optional<QString> revision;
 
     // The library, in the order the pages hand it out.
     struct Library {
@@ -98,6 +101,12 @@ public:
 
     MusicAuthorizationStatus authorizationStatus() const override { return status; }
     QCoro::Task<MusicAuthorizationStatus> requestAuthorization() override;
+    QString unavailableReason() const override { return reason; }
+    QCoro::Task<std::optional<QString>> libraryRevision() override
+    {
+        std::optional<QString> answer = revision; // co_return of a member would move from it
+        co_return answer;
+    }
 
     QCoro::Task<LibraryPage<Playlist>> libraryPlaylists(int offset, int limit) override;
     QCoro::Task<LibraryPage<Album>> libraryAlbums(int offset, int limit) override;

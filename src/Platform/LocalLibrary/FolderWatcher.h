@@ -1,0 +1,44 @@
+#pragma once
+// Watches the folders of a music library for files that come, go or change, and reports a burst
+// of changes once it has settled: after quietDelay seconds without news, and no later than
+// longestDelay seconds after the first, so a long copy still shows up as it goes. At most
+// maxFolders folders are watched (the system's watches are limited); names that are not UTF-8
+// cannot be watched. isComplete() says whether every folder is. Times run on Clock::shared().
+
+#include <QObject>
+#include <QSet>
+#include <QString>
+#include <memory>
+
+class QFileSystemWatcher;
+class ScheduledCall;
+
+class FolderWatcher : public QObject {
+    Q_OBJECT
+public:
+    static constexpr double quietDelay = 0.3;   // seconds
+    static constexpr double longestDelay = 1.0; // seconds
+    static constexpr int maxFolders = 20000;
+
+    explicit FolderWatcher(QObject *parent = nullptr);
+    ~FolderWatcher() override;
+
+    // Watches exactly these folders (absolute paths as bytes) from now on.
+    void watch(const QList<QByteArray> &folders);
+    bool isComplete() const { return m_complete; }
+    int watchedCount() const { return int(m_watched.size()); }
+
+Q_SIGNALS:
+    // Something changed in a watched folder; bursts come as one.
+    void changed();
+
+private:
+    void noteChange();
+    void settle();
+
+    QFileSystemWatcher *m_watcher;
+    QSet<QString> m_watched;
+    bool m_complete = true;
+    double m_firstChange = -1;
+    std::unique_ptr<ScheduledCall> m_settle;
+};

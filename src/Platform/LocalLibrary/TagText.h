@@ -1,0 +1,23 @@
+#pragma once
+// Texts as tags hold them, made fit to show in one row: line breaks, tabs and other control
+// characters become single spaces, the characters that change the writing direction of what
+// follows (embeddings, overrides, isolates) are dropped, runs of white space shrink to one, and
+// the ends are trimmed. Several artists are shown the way players show them.
+
+#include <QString>
+#include <QStringList>
+
+namespace TagText {
+
+QString clean(const QString &text);
+
+// "A", "A & B", "A, B & C". Empty and repeated names (ignoring case) are left out.
+QString joinArtists(const QStringList &names);
+
+// The names of a list, cleaned, empty and repeated ones left out, in their order.
+QStringList distinctNames(const QStringList &names);
+
+// Track, disc and year numbers beyond this are taken as this.
+inline constexpr int largestNumber = 9999;
+
+} // namespace TagText

@@ -1,0 +1,320 @@
+// The local library on real collections: scans that read only what changed, renames seen as
+// moves, names that are not UTF-8, symbolic links to folders, tags as taggers write them, and a
+// folder watched while the application runs.
+#include "LocalLibraryTestSupport.h"
+
+#include "Platform/LocalLibrary/LibraryIndex.h"
+#include "Platform/LocalLibrary/LocalLibraryService.h"
+#include "Platform/LocalLibrary/ScanCache.h"
+#include "Platform/LocalLibrary/TagText.h"
+#include "Platform/Music/MusicService.h"
+#include "Support/NotificationCenter.h"
+#include "TestKit/AsyncTest.h"
+
+#include <QSignalSpy>
+#include <cstdio>
+#include <unistd.h>
+
+using namespace LocalLibraryTestSupport;
+
+namespace {
+
+struct Library {
+    QTemporaryDir music;
+    QTemporaryDir cache;
+    QString folder() const { return music.path(); }
+    QString cacheFile() const { return cache.filePath(QStringLiteral("scan.cache")); }
+    // A scan as a new process makes it: the cache read from its file, and saved after.
+    ScanResult scan() const
+    {
+        ScanCache scanCache(QFile::encodeName(music.path()), cacheFile());
+        scanCache.load();
+        ScanResult result = FolderScanner(music.path(), cache.path()).scan(nullptr, &scanCache);
+        scanCache.save();
+        return result;
+    }
+};
+
+QStringList titlesOf(const ScanResult &scan)
+{
+    QStringList titles;
+    for (const ScannedTrack &track : scan.tracks)
+        titles.append(track.title);
+    titles.sort();
+    return titles;
+}
+
+const Song *songTitled(const LibraryIndex &index, const QString &title)
+{
+    for (const Song &song : index.songs())
+        if (song.title == title)
+            return &song;
+    return nullptr;
+}
+
+void renameBytes(const QByteArray &from, const QByteArray &to) { ASSERT_EQ(std::rename(from.constData(), to.constData()), 0); }
+
+} // namespace
+
+TEST(LocalLibraryScan, ALaterScanReadsOnlyNewAndChangedFilesAndTheRevisionFollows)
+{
+    Library library;
+    const QString f = library.folder();
+    writeTrack(f, QStringLiteral("a/1.mp3"), tags(QStringLiteral("One"), QStringLiteral("A"), QStringLiteral("Album")));
+    writeTrack(f, QStringLiteral("a/2.flac"), tags(QStringLiteral("Two"), QStringLiteral("A"), QStringLiteral("Album")));
+    writeTrack(f, QStringLiteral("b/3.ogg"), tags(QStringLiteral("Three"), QStringLiteral("B")));
+    writeFile(f + QStringLiteral("/b/broken.mp3"), QByteArray(3000, '\x11'));
+
+    const ScanResult first = library.scan();
+    EXPECT_EQ(first.readFiles, 4);
+    EXPECT_EQ(first.skippedFiles, 1);
+    EXPECT_EQ(titlesOf(first), (QStringList{"One", "Three", "Two"}));
+
+    // Nothing changed: nothing is read, not even the broken file, and the songs are the same.
+    const ScanResult unchanged = library.scan();
+    EXPECT_EQ(unchanged.readFiles, 0);
+    EXPECT_EQ(unchanged.skippedFiles, 1);
+    EXPECT_EQ(unchanged.revision, first.revision);
+    EXPECT_EQ(LibraryIndex(unchanged).songs(), LibraryIndex(first).songs());
+
+    // A retagged file and a new one are read; a deleted one leaves.
+    writeTrack(f, QStringLiteral("a/2.flac"), tags(QStringLiteral("Two (Live)"), QStringLiteral("A"), QStringLiteral("Album")));
+    writeTrack(f, QStringLiteral("c/4.wav"), tags(QStringLiteral("Four"), QStringLiteral("C")));
+    ASSERT_TRUE(QFile::remove(f + QStringLiteral("/b/3.ogg")));
+    const ScanResult changed = library.scan();
+    EXPECT_EQ(changed.readFiles, 2);
+    EXPECT_NE(changed.revision, first.revision);
+    EXPECT_EQ(titlesOf(changed), (QStringList{"Four", "One", "Two (Live)"}));
+    // A retagged file is still the same song.
+    EXPECT_EQ(songTitled(LibraryIndex(changed), QStringLiteral("Two (Live)"))->id,
+              songTitled(LibraryIndex(first), QStringLiteral("Two"))->id);
+
+    // A damaged cache costs a full read, nothing else.
+    writeFile(library.cacheFile(), QByteArray("LVSC") + QByteArray(50, '\xff'));
+    const ScanResult afterDamage = library.scan();
+    EXPECT_EQ(afterDamage.readFiles, 4);
+    EXPECT_EQ(titlesOf(afterDamage), titlesOf(changed));
+}
+
+TEST(LocalLibraryScan, ARenamedOrMovedFileKeepsItsIdentifier)
+{
+    Library library;
+    const QString f = library.folder();
+    writeTrack(f, QStringLiteral("in/old name.mp3"), tags(QStringLiteral("Moved"), QStringLiteral("A")));
+    writeTrack(f, QStringLiteral("in/stays.mp3"), tags(QStringLiteral("Stays"), QStringLiteral("A")));
+    const MusicItemID before = songTitled(LibraryIndex(library.scan()), QStringLiteral("Moved"))->id;
+
+    ASSERT_TRUE(QDir().mkpath(f + QStringLiteral("/elsewhere")));
+    ASSERT_TRUE(QFile::rename(f + QStringLiteral("/in/old name.mp3"), f + QStringLiteral("/elsewhere/new name.mp3")));
+    const ScanResult moved = library.scan();
+    EXPECT_EQ(moved.readFiles, 1);
+    const LibraryIndex index(moved);
+    ASSERT_NE(songTitled(index, QStringLiteral("Moved")), nullptr);
+    EXPECT_EQ(songTitled(index, QStringLiteral("Moved"))->id, before);
+    EXPECT_EQ(QString::fromUtf8(index.filePath(before)), f + QStringLiteral("/elsewhere/new name.mp3"));
+
+    // A new file at the old path is another song.
+    writeTrack(f, QStringLiteral("in/old name.mp3"), tags(QStringLiteral("Newcomer"), QStringLiteral("B")));
+    const LibraryIndex again(library.scan());
+    EXPECT_EQ(songTitled(again, QStringLiteral("Moved"))->id, before);
+    EXPECT_NE(songTitled(again, QStringLiteral("Newcomer"))->id, before);
+    EXPECT_EQ(again.songs().size(), 3);
+}
+
+TEST(LocalLibraryScan, NamesThatAreNotUtf8AreFoundShownAndResolvedToTheirBytes)
+{
+    Library library;
+    const QByteArray root = QFile::encodeName(library.folder());
+    writeTrack(library.folder(), QStringLiteral("tmp1.mp3"), tags(QStringLiteral("Latin-1 name"), QStringLiteral("A")));
+    writeTrack(library.folder(), QStringLiteral("tmp2.mp3"), tags(QStringLiteral("Odd folder"), QStringLiteral("A")));
+    const QByteArray latin1 = root + "/caf\xe9.mp3";
+    const QByteArray oddFolder = root + "/dir \xff";
+    ASSERT_EQ(::mkdir(oddFolder.constData(), 0755), 0);
+    renameBytes(root + "/tmp1.mp3", latin1);
+    renameBytes(root + "/tmp2.mp3", oddFolder + "/song.mp3");
+    // Two names that differ only in a byte that is not UTF-8 stay two songs.
+    writeTrack(library.folder(), QStringLiteral("tmp3.mp3"), tags(QStringLiteral("Twin"), QStringLiteral("A")));
+    renameBytes(root + "/tmp3.mp3", root + "/caf\xe8.mp3");
+
+    LocalLibraryService service(library.folder(), library.cache.path());
+    const QList<Song> songs = runTask(service.librarySongs(0, 10)).items;
+    ASSERT_EQ(songs.size(), 3);
+    QSet<MusicItemID> ids;
+    for (const Song &song : songs) {
+        ids.insert(song.id);
+        const QUrl url = runTask(service.playableURL(*song.playParameters));
+        const QByteArray bytes = QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1());
+        if (song.title == QLatin1String("Latin-1 name"))
+            EXPECT_EQ(bytes, latin1);
+        else if (song.title == QLatin1String("Odd folder"))
+            EXPECT_EQ(bytes, oddFolder + "/song.mp3");
+        else
+            EXPECT_EQ(bytes, root + "/caf\xe8.mp3");
+    }
+    EXPECT_EQ(ids.size(), 3);
+
+    // Shown with a replacement character, never dropped.
+    const ScanResult scan = library.scan();
+    ASSERT_EQ(scan.tracks.size(), 3);
+    EXPECT_TRUE(scan.tracks.first().relativePath.contains(QChar(0xFFFD)));
+
+    // QTemporaryDir cannot name these to remove them.
+    ::unlink(latin1.constData());
+    ::unlink((root + "/caf\xe8.mp3").constData());
+    ::unlink((oddFolder + "/song.mp3").constData());
+    ::rmdir(oddFolder.constData());
+}
+
+TEST(LocalLibraryScan, SymbolicLinksToFoldersAreFollowedEachRealFolderOnce)
+{
+    Library library;
+    QTemporaryDir outside;
+    writeTrack(outside.path(), QStringLiteral("linked.mp3"), tags(QStringLiteral("Linked"), QStringLiteral("A")));
+    writeTrack(library.folder(), QStringLiteral("own/own.mp3"), tags(QStringLiteral("Own"), QStringLiteral("A")));
+    const QString f = library.folder();
+    ASSERT_TRUE(QFile::link(outside.path(), f + QStringLiteral("/link to outside")));
+    ASSERT_TRUE(QFile::link(outside.path(), f + QStringLiteral("/second link")));
+    // A loop back to the library's own root.
+    ASSERT_TRUE(QFile::link(f, f + QStringLiteral("/own/loop")));
+    // A link to a file is a song too; a dangling link is nothing.
+    ASSERT_TRUE(QFile::link(f + QStringLiteral("/own/own.mp3"), f + QStringLiteral("/file link.mp3")));
+    ASSERT_TRUE(QFile::link(f + QStringLiteral("/gone"), f + QStringLiteral("/dangling.mp3")));
+
+    const ScanResult scan = library.scan();
+    EXPECT_EQ(titlesOf(scan), (QStringList{"Linked", "Own", "Own"}));
+    EXPECT_EQ(scan.skippedFiles, 0);
+}
+
+TEST(LocalLibraryScan, TagsAreReadAsTaggersWriteThemAndCleanedForShowing)
+{
+    Library library;
+    const QString f = library.folder();
+    DemoTags::Tags riff = tags(QStringLiteral("Info Title"), QStringLiteral("Info Artist"), QStringLiteral("Info Album"));
+    riff.track = 7;
+    riff.riffInfoOnly = true;
+    writeTrack(f, QStringLiteral("riff.wav"), riff);
+
+    for (const QString &name : {QStringLiteral("list.mp3"), QStringLiteral("list.flac")}) {
+        DemoTags::Tags several = tags(QStringLiteral("Duet ") + name, QStringLiteral("Ann"), QStringLiteral("Pairs"));
+        several.moreArtists = {QStringLiteral("Bob"), QStringLiteral("ann"), QStringLiteral("Cy")};
+        writeTrack(f, name, several);
+    }
+    for (const QString &artist : {QStringLiteral("First"), QStringLiteral("Second")}) {
+        DemoTags::Tags part = tags(QStringLiteral("By ") + artist, artist, QStringLiteral("Hits of the Year"));
+        part.compilation = true;
+        writeTrack(f, QStringLiteral("comp/") + artist + QStringLiteral(".ogg"), part);
+    }
+    DemoTags::Tags hostile = tags(QStringLiteral("Line one\nline two\t\u202Eevil"), QStringLiteral("\u2066Isolated\u2069 Artist"));
+    hostile.trackText = QStringLiteral("99999999999");
+    hostile.disc = 3;
+    writeTrack(f, QStringLiteral("hostile.flac"), hostile);
+
+    const ScanResult scan = library.scan();
+    const LibraryIndex index(scan);
+    const auto track = [&](const QString &title) -> const ScannedTrack & {
+        for (const ScannedTrack &t : scan.tracks)
+            if (t.title == title)
+                return t;
+        ADD_FAILURE() << "no track " << title.toStdString();
+        static const ScannedTrack none;
+        return none;
+    };
+
+    const ScannedTrack &info = track(QStringLiteral("Info Title"));
+    EXPECT_EQ(info.artist, QStringLiteral("Info Artist"));
+    EXPECT_EQ(info.album, QStringLiteral("Info Album"));
+    EXPECT_EQ(info.trackNumber, 7);
+
+    for (const QString &name : {QStringLiteral("list.mp3"), QStringLiteral("list.flac")}) {
+        const ScannedTrack &duet = track(QStringLiteral("Duet ") + name);
+        EXPECT_EQ(duet.artists, (QStringList{"Ann", "Bob", "Cy"})) << name.toStdString();
+        EXPECT_EQ(duet.artist, QStringLiteral("Ann, Bob & Cy")) << name.toStdString();
+    }
+
+    // One album under "Various Artists", not one per track artist.
+    int compilations = 0;
+    for (const Album &album : index.albums()) {
+        if (album.title == QLatin1String("Hits of the Year")) {
+            ++compilations;
+            EXPECT_EQ(album.artistName, QStringLiteral("Various Artists"));
+            EXPECT_EQ(album.trackCount, 2);
+        }
+    }
+    EXPECT_EQ(compilations, 1);
+    EXPECT_EQ(track(QStringLiteral("By First")).artist, QStringLiteral("First"));
+
+    const ScannedTrack &cleaned = track(QStringLiteral("Line one line two evil"));
+    EXPECT_EQ(cleaned.artist, QStringLiteral("Isolated Artist"));
+    EXPECT_EQ(cleaned.trackNumber, TagText::largestNumber);
+    EXPECT_EQ(cleaned.discNumber, 3);
+}
+
+TEST(LocalLibraryScan, JoinedArtistNamesReadAsPlayersShowThem)
+{
+    EXPECT_EQ(TagText::joinArtists({}), QString());
+    EXPECT_EQ(TagText::joinArtists({QStringLiteral(" Solo ")}), QStringLiteral("Solo"));
+    EXPECT_EQ(TagText::joinArtists({QStringLiteral("A"), QStringLiteral(""), QStringLiteral("B")}), QStringLiteral("A & B"));
+    EXPECT_EQ(TagText::clean(QStringLiteral("\u202Bx\u200F  y\r\n")), QStringLiteral("x y"));
+}
+
+TEST(LocalLibraryService, AFolderChangedWhileRunningIsReadAndAnnounced)
+{
+    Library library;
+    const QString f = library.folder();
+    writeTrack(f, QStringLiteral("old/1.mp3"), tags(QStringLiteral("One"), QStringLiteral("A")));
+    writeTrack(f, QStringLiteral("old/2.mp3"), tags(QStringLiteral("Two"), QStringLiteral("A")));
+    LocalLibraryService service(f, library.cache.path());
+    const std::optional<QString> first = runTask(service.libraryRevision());
+    ASSERT_TRUE(first);
+    EXPECT_EQ(runTask(service.librarySongs(0, 10)).totalCount, 2);
+    // Asked again with nothing changed: the same revision.
+    EXPECT_EQ(runTask(service.libraryRevision()), first);
+
+    int announced = 0;
+    const NotificationToken token =
+        NotificationCenter::shared().addObserver(MusicService::libraryDidChangeNotification, [&] { ++announced; });
+    QSignalSpy read(&service, &LocalLibraryService::folderChangeRead);
+
+    // A new file in a watched folder, and a new folder with a file: both arrive.
+    writeTrack(f, QStringLiteral("old/3.mp3"), tags(QStringLiteral("Three"), QStringLiteral("A")));
+    ASSERT_TRUE(read.wait(5000));
+    EXPECT_EQ(announced, 1);
+    EXPECT_EQ(runTask(service.librarySongs(0, 10)).totalCount, 3);
+    EXPECT_NE(runTask(service.libraryRevision()), first);
+
+    writeTrack(f, QStringLiteral("new/4.mp3"), tags(QStringLiteral("Four"), QStringLiteral("B")));
+    ASSERT_TRUE(read.wait(5000));
+    if (runTask(service.librarySongs(0, 10)).totalCount < 4) {
+        // The folder may have been made before its file was written: that file is a second change.
+        ASSERT_TRUE(read.wait(5000));
+    }
+    EXPECT_EQ(runTask(service.librarySongs(0, 10)).totalCount, 4);
+
+    // A deleted file leaves; the song that stays keeps its identifier.
+    const QList<Song> before = runTask(service.librarySongs(0, 10)).items;
+    ASSERT_TRUE(QFile::remove(f + QStringLiteral("/old/1.mp3")));
+    ASSERT_TRUE(read.wait(5000));
+    const QList<Song> after = runTask(service.librarySongs(0, 10)).items;
+    EXPECT_EQ(after.size(), 3);
+    for (const Song &song : after)
+        EXPECT_TRUE(before.contains(song)) << song.title.toStdString();
+}
+
+TEST(LocalLibraryService, TheUnavailableReasonNamesTheFolderAndWhatIsWrong)
+{
+    QTemporaryDir parent;
+    const QString missing = parent.filePath(QStringLiteral("Music"));
+    LocalLibraryService service(missing, parent.filePath(QStringLiteral("cache")));
+    EXPECT_EQ(runTask(service.requestAuthorization()), MusicAuthorizationStatus::denied);
+    EXPECT_TRUE(service.unavailableReason().contains(missing));
+    EXPECT_TRUE(service.unavailableReason().contains(QStringLiteral("does not exist")));
+
+    writeFile(parent.filePath(QStringLiteral("file")), "x");
+    LocalLibraryService onFile(parent.filePath(QStringLiteral("file")), parent.filePath(QStringLiteral("cache")));
+    EXPECT_TRUE(onFile.unavailableReason().contains(QStringLiteral("is not a folder")));
+
+    // Try Again looks again: the folder appears (a disk is connected).
+    ASSERT_TRUE(QDir().mkpath(missing));
+    EXPECT_EQ(runTask(service.requestAuthorization()), MusicAuthorizationStatus::authorized);
+    EXPECT_EQ(service.unavailableReason(), QString());
+}

@@ -76,11 +76,16 @@ LumevarApp::Environment environment()
     return LumevarApp::Environment{[]() -> QCoro::Task<bool> { co_return true; }, [] {}, world().store->path()};
 }
 
-// Turns the event loop until pred holds.
+// Turns the event loop until pred holds; gives up (and says so) after a minute.
 void spin(const std::function<bool()> &pred)
 {
-    while (!pred())
+    QElapsedTimer waited;
+    waited.start();
+    while (!pred()) {
         QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 5);
+        if (waited.elapsed() > 60'000)
+            qFatal("UiBench: the window never reached the awaited state");
+    }
 }
 
 CollectionListView *pane(MainWindow &window, int index)
@@ -93,6 +98,13 @@ CollectionListView *pane(MainWindow &window, int index)
 void showContainer(MainViewModel &model, ContainerKind kind)
 {
     model._selectedContainerKindID.set(kind.id());
+}
+
+// Whether the strip shows kind's list as its second pane.
+bool secondItemIs(MainWindow &window, ContainerKind kind)
+{
+    const QList<NavigationItem> &path = window.paneController()->displayedNavigationPath();
+    return path.size() > 1 && path.at(1) == NavigationItem::container(kind);
 }
 
 bool showsRows(MainWindow &window, int index, int rows)
@@ -257,7 +269,7 @@ void BM_SwitchContainers(benchmark::State &state)
         spin([&] {
             CollectionListView *view = pane(*session.window, 1);
             return view && view->objectName() != QString() && view->model().count() >= expected
-                   && session.window->paneController()->displayedNavigationPath().value(1) == NavigationItem::container(order[next]);
+                   && secondItemIs(*session.window, order[next]);
         });
         session.window->repaint();
         const double ms = double(timer.nsecsElapsed()) / 1e6;
@@ -284,7 +296,7 @@ void BM_ResidentAfterVisitingEveryPane(benchmark::State &state)
             wait.start();
             spin([&] {
                 return wait.elapsed() > 3000
-                       || (session.window->paneController()->displayedNavigationPath().value(1) == NavigationItem::container(kind)
+                       || (secondItemIs(*session.window, kind)
                            && showsRows(*session.window, 1, 1)
                            && (!(kind == ContainerKind::playlists || kind == ContainerKind::albums || kind == ContainerKind::artists)
                                || showsRows(*session.window, 2, 1)));

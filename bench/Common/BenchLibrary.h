@@ -6,6 +6,7 @@
 // process's CPU time and resident memory.
 
 #include "Platform/Music/MusicService.h"
+#include "Support/Error.h"
 
 #include <QCoroTask>
 #include <QEventLoop>

@@ -77,6 +77,8 @@ QPixmap TableCellPainter::tinted(const QString &symbol, double side, const QColo
     if (const auto found = m_symbols.constFind(key); found != m_symbols.constEnd())
         return *found;
     const int pixels = int(std::ceil(side * 2));
+    if (pixels <= 0)
+        return {};
     QPixmap pixmap = Icons::drawnSymbol(symbol).pixmap(pixels, pixels);
     pixmap.setDevicePixelRatio(2);
     {

@@ -190,12 +190,14 @@ void TableCellPainter::paintArtwork(QPainter &painter, const QRectF &rect, const
     }
     if (content.glyph) {
         const double side = glyphPointSize * rect.width() / 32;
+        // On the focused list's selection the accent would vanish in the highlight: white instead.
+        const QColor tint = state.emphasized ? colors.selectedLabel : colors.red;
         if (content.showGlyphBackground) {
-            QColor background = colors.red;
+            QColor background = tint;
             background.setAlphaF(0.15f);
             painter.fillPath(clip, background);
         }
-        const QPixmap glyph = tinted(*content.glyph, side, colors.red);
+        const QPixmap glyph = tinted(*content.glyph, side, tint);
         painter.drawPixmap(QPointF(rect.center().x() - side / 2, rect.center().y() - side / 2), glyph);
     }
     if (display.showsOverlay || display.showsNowPlaying)

@@ -7,9 +7,11 @@
 #include "LumevarCore/StoreWrites.h"
 #include "Support/Log.h"
 
+#include <QCoroFuture>
 #include <QDir>
 #include <QFileInfo>
 #include <QStandardPaths>
+#include <QtConcurrent/QtConcurrentRun>
 
 class LocalDatabase::Private {
 public:
@@ -79,8 +81,9 @@ QCoro::Task<void> LocalDatabase::open()
             StoreSchema::prepare(state.db);
         } catch (const StoreError &error) {
             state.db.close();
+            // No line here: start-up drops the failure, and each later call meets it again as
+            // its own failure, which its caller reports.
             state.openFailure = error;
-            Log::error(Log::app(), "Failed to open the local store: %@", error);
             throw;
         }
     }, StoreActor::Access::unchecked);

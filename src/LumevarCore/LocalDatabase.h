@@ -42,7 +42,10 @@ public:
     QCoro::Task<QList<LocalSong>> allLibrarySongs(SortDescriptor<LocalSong> sortDescriptor);
 
     // A playlist's songs in playlist order, an album's by disc and track, an artist's grouped by
-    // album; order holds the position in the collection.
+    // album; order holds the position in the collection. Only library songs belong to an album
+    // or an artist. An album's songs are those of its title whose album artist (or, lacking one,
+    // artist) is the album's artist: never a same-named album's. An artist's songs are those
+    // with the artist as their artist or as their album artist.
     QCoro::Task<QList<LocalSong>> songs(LocalPlaylist playlist);
     QCoro::Task<QList<LocalSong>> songs(LocalAlbum album);
     QCoro::Task<QList<LocalSong>> songs(LocalArtist artist);
@@ -86,8 +89,9 @@ public:
     // Playlists unknown to the store are skipped.
     QCoro::Task<void> storePlaylistContents(QList<std::pair<QString, QList<Song>>> contents);
     // Stores an album's or an artist's songs as the service lists them now: they join the library
-    // (keeping the library order of those already there) and songs of the collection that the
-    // list no longer holds leave it. Returns the records with order set to their position.
+    // (keeping the library order of those already there). No song leaves the library here, only
+    // through a sync of the library's songs. Returns the collection as songs(for:) reads it
+    // afterwards (listed songs it does not find follow at the end), order set to the position.
     QCoro::Task<QList<LocalSong>> storeCollectionSongs(LocalAlbum album, QList<Song> songs);
     QCoro::Task<QList<LocalSong>> storeCollectionSongs(LocalArtist artist, QList<Song> songs);
     // Adds songs to the end of the library's order (or refreshes them if already there).

@@ -4,24 +4,18 @@
 // back to the awaiting coroutine, which resumes on its own thread.
 
 #include "LumevarCore/StoreState.h"
+#include "LumevarCore/StoreThread.h"
 
-#include <QCoroFuture>
 #include <QCoroTask>
-#include <QThreadPool>
-#include <QtConcurrent/QtConcurrentRun>
 
 #include <exception>
+#include <memory>
 #include <optional>
 #include <type_traits>
 
 class StoreActor {
 public:
-    StoreActor()
-    {
-        m_pool.setMaxThreadCount(1);
-        m_pool.setExpiryTimeout(-1);
-    }
-    ~StoreActor() { m_pool.waitForDone(); }
+    StoreActor() = default;
 
     enum class Access { read, write, unchecked };
 
@@ -49,9 +43,9 @@ private:
     QCoro::Task<Result> runOn(Job job, Access access)
     {
         // Exceptions are caught on the worker and carried as values, so that they arrive as
-        // themselves rather than wrapped by QtConcurrent.
-        QFuture<Outcome<Result>> future = QtConcurrent::run(&m_pool, [this, job = std::move(job), access]() mutable {
-            Outcome<Result> outcome;
+        // themselves on the awaiting thread.
+        auto outcome = std::make_shared<Outcome<Result>>();
+        StoreThread::Done done = m_thread.post([this, job = std::move(job), access, outcome]() mutable {
             try {
                 if (access != Access::unchecked && !m_state.db.isOpen()) {
                     if (m_state.openFailure)
@@ -60,28 +54,25 @@ private:
                 }
                 if constexpr (std::is_void_v<Result>) {
                     job(m_state);
-                    outcome.value.emplace();
+                    outcome->value.emplace();
                 } else {
-                    outcome.value.emplace(job(m_state));
+                    outcome->value.emplace(job(m_state));
                 }
             } catch (...) {
                 if (access == Access::write)
                     m_state.songs.forget();
-                outcome.error = std::current_exception();
+                outcome->error = std::current_exception();
             }
-            return outcome;
         });
-        // Awaited as a void future: a cancelled typed future must never be read.
-        co_await QFuture<void>(future);
-        if (future.isCanceled())
-            throw CancellationError();
-        Outcome<Result> outcome = future.takeResult();
-        if (outcome.error)
-            std::rethrow_exception(outcome.error);
-        if constexpr (!std::is_void_v<Result>)
-            co_return std::move(*outcome.value);
+        co_await done;
+        if (outcome->error)
+            std::rethrow_exception(outcome->error);
+        if constexpr (!std::is_void_v<Result>) {
+            Result result = std::move(*outcome->value);
+            co_return result;
+        }
     }
 
     StoreState m_state;
-    QThreadPool m_pool;
+    StoreThread m_thread; // last: its jobs are done before the state goes
 };

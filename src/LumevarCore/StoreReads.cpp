@@ -137,23 +137,19 @@ QList<LocalSong> playlistSongs(SqliteConnection &db, SongRecords &records, const
 
 QList<LocalSong> albumSongs(SqliteConnection &db, SongRecords &records, const QString &title, const std::optional<QString> &artist)
 {
-    // Songs name their album by text; an album is told apart from namesakes by its artist, which
-    // a song carries as album artist or, lacking one, as its own artist.
+    // Songs name their album by text. Albums of the same title are common (greatest hits,
+    // compilations, self-titled records), so an album is its title and its artist, which a song
+    // carries as album artist or, lacking one, as its own artist; an album without an artist
+    // holds the songs of that title that name no artist at all.
     SqliteQuery query = db.query(
         "SELECT s.pk FROM songs s"
         " WHERE s.album_hash = ?3 AND s.album_fold = ?1 AND s.library_order IS NOT NULL"
-        " AND (?2 IS NULL OR s.album_artist_fold = ?2 OR (s.album_artist_fold IS NULL AND s.artist_fold = ?2))"
+        " AND (CASE WHEN ?2 IS NULL THEN (s.album_artist_fold IS NULL AND s.artist_fold IS NULL)"
+        "  ELSE (s.album_artist_fold = ?2 OR (s.album_artist_fold IS NULL AND s.artist_fold = ?2)) END)"
         " ORDER BY s.disc IS NULL, s.disc, s.track IS NULL, s.track, s.title_key, s.pk");
     const QString folded = TextKeys::fold(title);
     query.bindAll(folded, foldedOrNull(artist), TextKeys::foldHash(folded));
-    std::vector<qint64> rows = rowsOf(query);
-    if (rows.empty() && artist) {
-        // The album's artist may be written differently on its songs: fall back to the title.
-        query.reset();
-        query.bindAll(folded, std::optional<QString>(), TextKeys::foldHash(folded));
-        rows = rowsOf(query);
-    }
-    return records.inOrder(db, rows);
+    return records.inOrder(db, rowsOf(query));
 }
 
 QList<LocalSong> artistSongs(SqliteConnection &db, SongRecords &records, const QString &name)

@@ -150,6 +150,38 @@ DROP INDEX IF EXISTS songs_by_artist_fold;
 DROP INDEX IF EXISTS songs_by_album_artist_fold;
 )sql";
 
+// The full-text indexes over the folded texts (compatibility forms decomposed, accents and case
+// removed) rather than the texts as written, so that the index and a query fold alike: "fire"
+// finds "ﬁre", "abc" finds "ＡＢＣ". Albums keep their artist folded for it. The new triggers and
+// the rebuild of the indexes come with restoreIndexes() right after.
+constexpr const char *migration5 = R"sql(
+ALTER TABLE albums ADD COLUMN artist_fold TEXT;
+DROP TRIGGER IF EXISTS songs_search_insert;
+DROP TRIGGER IF EXISTS songs_search_delete;
+DROP TRIGGER IF EXISTS songs_search_update;
+DROP TRIGGER IF EXISTS albums_search_insert;
+DROP TRIGGER IF EXISTS albums_search_delete;
+DROP TRIGGER IF EXISTS albums_search_update;
+DROP TRIGGER IF EXISTS artists_search_insert;
+DROP TRIGGER IF EXISTS artists_search_delete;
+DROP TRIGGER IF EXISTS artists_search_update;
+DROP TRIGGER IF EXISTS playlists_search_insert;
+DROP TRIGGER IF EXISTS playlists_search_delete;
+DROP TRIGGER IF EXISTS playlists_search_update;
+DROP TABLE songs_search;
+DROP TABLE albums_search;
+DROP TABLE artists_search;
+DROP TABLE playlists_search;
+CREATE VIRTUAL TABLE songs_search USING fts5(title_fold, artist_fold, album_fold, content='songs', content_rowid='pk',
+  tokenize='unicode61 remove_diacritics 2', prefix='1 2 3', detail='column', columnsize=0);
+CREATE VIRTUAL TABLE albums_search USING fts5(title_fold, artist_fold, content='albums', content_rowid='pk',
+  tokenize='unicode61 remove_diacritics 2', prefix='1 2 3', detail='column', columnsize=0);
+CREATE VIRTUAL TABLE artists_search USING fts5(name_fold, content='artists', content_rowid='pk',
+  tokenize='unicode61 remove_diacritics 2', prefix='1 2 3', detail='column', columnsize=0);
+CREATE VIRTUAL TABLE playlists_search USING fts5(name_fold, content='playlists', content_rowid='pk',
+  tokenize='unicode61 remove_diacritics 2', prefix='1 2 3', detail='column', columnsize=0);
+)sql";
+
 // The secondary indexes and the full-text triggers of each library table. A sync that fills an
 // empty table drops them first and makes them again at its end: building an index from sorted
 // rows and the full-text index in one pass costs a fraction of keeping them up row by row.
@@ -165,14 +197,14 @@ constexpr TableIndexes tableIndexes[] = {
     {"playlists", "playlists_search", "playlists_search_insert", R"sql(
 CREATE INDEX IF NOT EXISTS playlists_by_name_fold ON playlists(name_fold);
 CREATE TRIGGER IF NOT EXISTS playlists_search_insert AFTER INSERT ON playlists BEGIN
-  INSERT INTO playlists_search(rowid, name) VALUES (new.pk, new.name);
+  INSERT INTO playlists_search(rowid, name_fold) VALUES (new.pk, new.name_fold);
 END;
 CREATE TRIGGER IF NOT EXISTS playlists_search_delete AFTER DELETE ON playlists BEGIN
-  INSERT INTO playlists_search(playlists_search, rowid, name) VALUES ('delete', old.pk, old.name);
+  INSERT INTO playlists_search(playlists_search, rowid, name_fold) VALUES ('delete', old.pk, old.name_fold);
 END;
-CREATE TRIGGER IF NOT EXISTS playlists_search_update AFTER UPDATE ON playlists WHEN old.name IS NOT new.name BEGIN
-  INSERT INTO playlists_search(playlists_search, rowid, name) VALUES ('delete', old.pk, old.name);
-  INSERT INTO playlists_search(rowid, name) VALUES (new.pk, new.name);
+CREATE TRIGGER IF NOT EXISTS playlists_search_update AFTER UPDATE ON playlists WHEN old.name_fold IS NOT new.name_fold BEGIN
+  INSERT INTO playlists_search(playlists_search, rowid, name_fold) VALUES ('delete', old.pk, old.name_fold);
+  INSERT INTO playlists_search(rowid, name_fold) VALUES (new.pk, new.name_fold);
 END;
 )sql", R"sql(
 DROP INDEX IF EXISTS playlists_by_name_fold;
@@ -183,15 +215,15 @@ DROP TRIGGER IF EXISTS playlists_search_update;
     {"albums", "albums_search", "albums_search_insert", R"sql(
 CREATE INDEX IF NOT EXISTS albums_by_title_fold ON albums(title_fold);
 CREATE TRIGGER IF NOT EXISTS albums_search_insert AFTER INSERT ON albums BEGIN
-  INSERT INTO albums_search(rowid, title, artist) VALUES (new.pk, new.title, new.artist);
+  INSERT INTO albums_search(rowid, title_fold, artist_fold) VALUES (new.pk, new.title_fold, new.artist_fold);
 END;
 CREATE TRIGGER IF NOT EXISTS albums_search_delete AFTER DELETE ON albums BEGIN
-  INSERT INTO albums_search(albums_search, rowid, title, artist) VALUES ('delete', old.pk, old.title, old.artist);
+  INSERT INTO albums_search(albums_search, rowid, title_fold, artist_fold) VALUES ('delete', old.pk, old.title_fold, old.artist_fold);
 END;
 CREATE TRIGGER IF NOT EXISTS albums_search_update AFTER UPDATE ON albums
-WHEN old.title IS NOT new.title OR old.artist IS NOT new.artist BEGIN
-  INSERT INTO albums_search(albums_search, rowid, title, artist) VALUES ('delete', old.pk, old.title, old.artist);
-  INSERT INTO albums_search(rowid, title, artist) VALUES (new.pk, new.title, new.artist);
+WHEN old.title_fold IS NOT new.title_fold OR old.artist_fold IS NOT new.artist_fold BEGIN
+  INSERT INTO albums_search(albums_search, rowid, title_fold, artist_fold) VALUES ('delete', old.pk, old.title_fold, old.artist_fold);
+  INSERT INTO albums_search(rowid, title_fold, artist_fold) VALUES (new.pk, new.title_fold, new.artist_fold);
 END;
 )sql", R"sql(
 DROP INDEX IF EXISTS albums_by_title_fold;
@@ -202,14 +234,14 @@ DROP TRIGGER IF EXISTS albums_search_update;
     {"artists", "artists_search", "artists_search_insert", R"sql(
 CREATE INDEX IF NOT EXISTS artists_by_name_fold ON artists(name_fold);
 CREATE TRIGGER IF NOT EXISTS artists_search_insert AFTER INSERT ON artists BEGIN
-  INSERT INTO artists_search(rowid, name) VALUES (new.pk, new.name);
+  INSERT INTO artists_search(rowid, name_fold) VALUES (new.pk, new.name_fold);
 END;
 CREATE TRIGGER IF NOT EXISTS artists_search_delete AFTER DELETE ON artists BEGIN
-  INSERT INTO artists_search(artists_search, rowid, name) VALUES ('delete', old.pk, old.name);
+  INSERT INTO artists_search(artists_search, rowid, name_fold) VALUES ('delete', old.pk, old.name_fold);
 END;
-CREATE TRIGGER IF NOT EXISTS artists_search_update AFTER UPDATE ON artists WHEN old.name IS NOT new.name BEGIN
-  INSERT INTO artists_search(artists_search, rowid, name) VALUES ('delete', old.pk, old.name);
-  INSERT INTO artists_search(rowid, name) VALUES (new.pk, new.name);
+CREATE TRIGGER IF NOT EXISTS artists_search_update AFTER UPDATE ON artists WHEN old.name_fold IS NOT new.name_fold BEGIN
+  INSERT INTO artists_search(artists_search, rowid, name_fold) VALUES ('delete', old.pk, old.name_fold);
+  INSERT INTO artists_search(rowid, name_fold) VALUES (new.pk, new.name_fold);
 END;
 )sql", R"sql(
 DROP INDEX IF EXISTS artists_by_name_fold;
@@ -223,16 +255,18 @@ CREATE INDEX IF NOT EXISTS songs_by_album_hash ON songs(album_hash);
 CREATE INDEX IF NOT EXISTS songs_by_artist_hash ON songs(artist_hash);
 CREATE INDEX IF NOT EXISTS songs_by_album_artist_hash ON songs(album_artist_hash);
 CREATE TRIGGER IF NOT EXISTS songs_search_insert AFTER INSERT ON songs BEGIN
-  INSERT INTO songs_search(rowid, title, artist, album) VALUES (new.pk, new.title, new.artist, new.album);
+  INSERT INTO songs_search(rowid, title_fold, artist_fold, album_fold) VALUES (new.pk, new.title_fold, new.artist_fold, new.album_fold);
 END;
 CREATE TRIGGER IF NOT EXISTS songs_search_delete AFTER DELETE ON songs BEGIN
-  INSERT INTO songs_search(songs_search, rowid, title, artist, album) VALUES ('delete', old.pk, old.title, old.artist, old.album);
+  INSERT INTO songs_search(songs_search, rowid, title_fold, artist_fold, album_fold)
+  VALUES ('delete', old.pk, old.title_fold, old.artist_fold, old.album_fold);
 END;
 -- An update that leaves the texts alone (a sync marking a row as seen) does not touch the index.
 CREATE TRIGGER IF NOT EXISTS songs_search_update AFTER UPDATE ON songs
-WHEN old.title IS NOT new.title OR old.artist IS NOT new.artist OR old.album IS NOT new.album BEGIN
-  INSERT INTO songs_search(songs_search, rowid, title, artist, album) VALUES ('delete', old.pk, old.title, old.artist, old.album);
-  INSERT INTO songs_search(rowid, title, artist, album) VALUES (new.pk, new.title, new.artist, new.album);
+WHEN old.title_fold IS NOT new.title_fold OR old.artist_fold IS NOT new.artist_fold OR old.album_fold IS NOT new.album_fold BEGIN
+  INSERT INTO songs_search(songs_search, rowid, title_fold, artist_fold, album_fold)
+  VALUES ('delete', old.pk, old.title_fold, old.artist_fold, old.album_fold);
+  INSERT INTO songs_search(rowid, title_fold, artist_fold, album_fold) VALUES (new.pk, new.title_fold, new.artist_fold, new.album_fold);
 END;
 )sql", R"sql(
 DROP INDEX IF EXISTS songs_by_title_fold;
@@ -247,7 +281,7 @@ DROP TRIGGER IF EXISTS songs_search_update;
 
 const TableIndexes &indexesOf(LocalDatabase::LibraryKind kind) { return tableIndexes[size_t(kind)]; }
 
-constexpr std::array migrations{migration1, migration2, migration3, migration4};
+constexpr std::array migrations{migration1, migration2, migration3, migration4, migration5};
 
 // Remakes every collation key when the store was filled under another locale or collation library.
 void refreshCollationKeys(SqliteConnection &db)
@@ -283,6 +317,18 @@ void refreshCollationKeys(SqliteConnection &db)
         }
     }
     db.query("INSERT OR REPLACE INTO meta(key, value) VALUES ('collation', ?1)").bindAll(identity).run();
+}
+
+// Fills the folded album artists of rows stored before the column existed.
+void fillAlbumArtistFolds(SqliteConnection &db)
+{
+    SqliteQuery select = db.query("SELECT pk, artist FROM albums WHERE artist IS NOT NULL");
+    SqliteQuery update = db.query("UPDATE albums SET artist_fold = ?2 WHERE pk = ?1");
+    while (select.next()) {
+        update.bindAll(select.int64(0), TextKeys::fold(select.text(1)));
+        update.run();
+        update.reset();
+    }
 }
 
 // Fills the fingerprint columns of rows stored before they existed.
@@ -330,6 +376,8 @@ void prepare(SqliteConnection &db)
             db.execute(migrations[size_t(next)]);
         if (version > 0 && version < 4)
             fillFoldHashes(db);
+        if (version > 0 && version < 5)
+            fillAlbumArtistFolds(db);
         if (version != currentVersion())
             db.execute(QByteArray("PRAGMA user_version = " + QByteArray::number(currentVersion())).constData());
         refreshCollationKeys(db);

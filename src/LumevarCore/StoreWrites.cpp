@@ -9,6 +9,7 @@
 
 #include <QSet>
 #include <cmath>
+#include <functional>
 
 namespace {
 
@@ -293,35 +294,37 @@ int nextLibraryPosition(StoreState &store)
     return int(store.db.scalar("SELECT coalesce(max(library_order) + 1, 0) FROM songs"));
 }
 
-// Makes the library hold exactly the songs of a collection listing among the collection's
-// songs: the listed songs join (keeping positions they have), the collection's other songs leave.
-QList<LocalSong> storeCollectionSongs(StoreState &store, const QList<Song> &songs, const QList<LocalSong> &before)
+// Stores the songs of a collection listing: they join the library (keeping positions they have)
+// and are refreshed. Nothing leaves the library here: a song the listing lacks may still be in the
+// library (the service may file it elsewhere, or count it differently), and only a listing of the
+// library itself can tell. Returns the collection as the store reads it (stored holds it after the
+// writes), with listed songs the read does not find after it, in the listing's order.
+QList<LocalSong> storeCollectionSongs(StoreState &store, const QList<Song> &songs,
+                                      const std::function<QList<LocalSong>()> &stored)
 {
-    QList<LocalSong> result;
     int next = nextLibraryPosition(store);
-    QSet<QString> listed;
+    QList<qint64> listed;
     for (const Song &song : songs) {
-        const auto stored = upsertSong(store, song, LibraryMode::join, next, 0);
-        if (!stored)
+        const auto row = upsertSong(store, song, LibraryMode::join, next, 0);
+        if (!row)
             continue;
-        if (stored->libraryOrder == next)
+        if (row->libraryOrder == next)
             ++next;
-        const LocalSong *record = store.songs.find(store.db, stored->pk);
-        if (!record || listed.contains(record->identifier))
+        listed.append(row->pk);
+    }
+    QList<LocalSong> result = stored();
+    QSet<QString> found;
+    for (const LocalSong &song : std::as_const(result))
+        found.insert(song.identifier);
+    for (const qint64 pk : std::as_const(listed)) {
+        const LocalSong *record = store.songs.find(store.db, pk);
+        if (!record || found.contains(record->identifier))
             continue;
-        listed.insert(record->identifier);
+        found.insert(record->identifier);
         result.append(*record);
-        result.last().order = int(result.size() - 1);
     }
-    QSet<qint64> left;
-    for (const LocalSong &old : before) {
-        if (listed.contains(old.identifier))
-            continue;
-        SqliteQuery leave = store.db.query("UPDATE songs SET library_order = NULL WHERE id = ?1 RETURNING pk");
-        leave.bindAll(old.identifier);
-        left += touchedRows(leave);
-    }
-    leaveLibrary(store, left);
+    for (qsizetype i = 0; i < result.size(); ++i)
+        result[i].order = int(i);
     return result;
 }
 
@@ -438,13 +441,15 @@ void storeAlbums(SqliteConnection &db, const QList<Album> &albums, qint64 genera
         const auto genre = firstGenre(album.genreNames);
         SqliteQuery q = db.query(
             "INSERT INTO albums(id, title, artist, genre, release_date, added_date, artwork, generation,"
-            " title_key, artist_key, genre_key, title_fold) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12)"
+            " title_key, artist_key, genre_key, title_fold, artist_fold)"
+            " VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13)"
             " ON CONFLICT(id) DO UPDATE SET title = excluded.title, artist = excluded.artist, genre = excluded.genre,"
             " release_date = excluded.release_date, added_date = excluded.added_date, artwork = excluded.artwork,"
             " generation = excluded.generation, title_key = excluded.title_key, artist_key = excluded.artist_key,"
-            " genre_key = excluded.genre_key, title_fold = excluded.title_fold");
+            " genre_key = excluded.genre_key, title_fold = excluded.title_fold, artist_fold = excluded.artist_fold");
         q.bindAll(id, title, artist, genre, album.releaseDate, album.libraryAddedDate, artworkText(album.artwork),
-                  generation, TextKeys::collationKey(title), keyOf(artist), keyOf(genre), TextKeys::fold(title));
+                  generation, TextKeys::collationKey(title), keyOf(artist), keyOf(genre), TextKeys::fold(title),
+                  artist ? std::optional(TextKeys::fold(*artist)) : std::nullopt);
         q.run();
     }
     transaction.commit();
@@ -635,8 +640,9 @@ void storePlaylistContents(StoreState &store, const QList<std::pair<QString, QLi
 QList<LocalSong> storeAlbumSongs(StoreState &store, const LocalAlbum &album, const QList<Song> &songs)
 {
     SqliteTransaction transaction(store.db);
-    const QList<LocalSong> before = StoreReads::albumSongs(store.db, store.songs, album.title, album.artistName);
-    QList<LocalSong> result = storeCollectionSongs(store, songs, before);
+    QList<LocalSong> result = storeCollectionSongs(store, songs, [&store, &album] {
+        return StoreReads::albumSongs(store.db, store.songs, album.title, album.artistName);
+    });
     transaction.commit();
     return result;
 }
@@ -644,8 +650,9 @@ QList<LocalSong> storeAlbumSongs(StoreState &store, const LocalAlbum &album, con
 QList<LocalSong> storeArtistSongs(StoreState &store, const LocalArtist &artist, const QList<Song> &songs)
 {
     SqliteTransaction transaction(store.db);
-    const QList<LocalSong> before = StoreReads::artistSongs(store.db, store.songs, artist.name);
-    QList<LocalSong> result = storeCollectionSongs(store, songs, before);
+    QList<LocalSong> result = storeCollectionSongs(store, songs, [&store, &artist] {
+        return StoreReads::artistSongs(store.db, store.songs, artist.name);
+    });
     transaction.commit();
     return result;
 }

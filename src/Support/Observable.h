@@ -12,7 +12,8 @@
 //
 // - The call comes a turn of the main event loop after the write, never inside it. All writes
 //   between two turns reach fn as one call, with the value from before the first of them and the
-//   latest value; fn decides by itself whether they differ.
+//   latest value; fn decides by itself whether they differ. Writes made by fn itself are not
+//   reported back to it; the next write after the call is.
 // - The animation context current at the first write is replayed: a write inside
 //   runAnimationGroup(0.3, true, ...) gives a call inside a group of 0.3 seconds with implicit
 //   animation allowed, so an animated model change stays animated in every view. A write outside
@@ -127,10 +128,11 @@ private:
         const std::shared_ptr<Chain> chain = weak.lock();
         if (!chain || chain->token.expired())
             return;
-        // Re-arm before the call so that a write made by the call itself is observed too.
-        chain->armed = true;
         const T latest = chain->field->m_value;
         ObservationDetail::replay(context, [&] { chain->onChange(old, latest); });
+        // Armed again only after the call: a write the call makes itself (an observer that
+        // corrects its own field) is not reported back to it, or it would call itself again.
+        chain->armed = true;
     }
 
     T m_value;

@@ -6,6 +6,7 @@
 #include "Lumevar/Library/CollectionViewModel.h"
 #include "Lumevar/Library/RecommendationViewModels.h"
 #include "Lumevar/Library/SongListViewModels.h"
+#include "LumevarCore/SyncEngine.h"
 #include "Support/UserDefaults.h"
 #include "TestKit/AsyncTest.h"
 
@@ -115,6 +116,127 @@ TEST_F(LibraryModelsTest, ArtistsKeepThePreviousSongsWhereAlbumsClear)
     EXPECT_TRUE(albums.selectedSongs.isEmpty()); // ... an album without stored songs shows none
     EXPECT_TRUE(model->_detailSongs().isEmpty());
     EXPECT_EQ(service.callCount(Op::albumTracks) + service.callCount(Op::artistTracks), 0);
+}
+
+namespace {
+
+Song filedSong(const QString &id, const QString &title, const QString &artist, const QString &album,
+               const std::optional<QString> &albumArtist = std::nullopt)
+{
+    Song song = FakeMusicService::song(id, title, artist);
+    song.albumTitle = album;
+    song.albumArtistName = albumArtist;
+    return song;
+}
+
+QStringList songIDs(const QList<LocalSong> &songs)
+{
+    QStringList ids;
+    for (const LocalSong &song : songs)
+        ids.append(song.identifier);
+    return ids;
+}
+
+} // namespace
+
+// Selecting an artist or an album syncs its tracks. Neither may take a song out of the library
+// that the library still lists, and an album never shows a same-named album's songs.
+TEST_F(LibraryModelsTest, CollectionTrackSyncsKeepLibrarySongsAndAlbumsKeepToTheirArtist)
+{
+    const Song smooth = filedSong(QStringLiteral("smooth"), QStringLiteral("Smooth"), QStringLiteral("Santana feat. Rob Thomas"),
+                                  QStringLiteral("Supernatural"), QStringLiteral("Santana"));
+    const Song maria = filedSong(QStringLiteral("maria"), QStringLiteral("Maria Maria"), QStringLiteral("Santana"), QStringLiteral("Supernatural"));
+    const Song waterloo = filedSong(QStringLiteral("waterloo"), QStringLiteral("Waterloo"), QStringLiteral("ABBA"), QStringLiteral("Greatest Hits"));
+    const Song rockYou = filedSong(QStringLiteral("rock"), QStringLiteral("We Will Rock You"), QStringLiteral("Queen"), QStringLiteral("Greatest Hits"));
+    const Song opener = filedSong(QStringLiteral("opener"), QStringLiteral("Opener"), QStringLiteral("Singer C"), QStringLiteral("Mixtape"),
+                                  QStringLiteral("Various Artists"));
+    const Song closer = filedSong(QStringLiteral("closer"), QStringLiteral("Closer"), QStringLiteral("Band A"), QStringLiteral("Mixtape"),
+                                  QStringLiteral("Various Artists"));
+    // Queen's song is not in the store yet: its album has no stored songs.
+    service.library.songs = {smooth, maria, waterloo, opener, closer};
+    service.library.artists = {FakeMusicService::artist(QStringLiteral("santana"), QStringLiteral("Santana")),
+                               FakeMusicService::artist(QStringLiteral("abba"), QStringLiteral("ABBA"))};
+    service.library.albums = {FakeMusicService::album(QStringLiteral("queen"), QStringLiteral("Greatest Hits"), QStringLiteral("Queen")),
+                              FakeMusicService::album(QStringLiteral("abba-hits"), QStringLiteral("Greatest Hits"), QStringLiteral("ABBA")),
+                              FakeMusicService::album(QStringLiteral("mix"), QStringLiteral("Mixtape"), QStringLiteral("Various Artists"))};
+    runTask(SyncEngine(*database, service).syncAll(nullptr));
+    // A service that files an artist's songs by track artist alone, and Queen's album with a song
+    // the library lists only later.
+    service.artistTracks.insert(MusicItemID(QStringLiteral("santana")), {maria});
+    service.albumTracks.insert(MusicItemID(QStringLiteral("queen")), {rockYou});
+
+    DetailSongsViewModel detail(*model);
+    ArtistsViewModel artists(*model, detail);
+    AlbumsViewModel albums(*model, detail);
+    finish(artists.load(false));
+    finish(albums.load(false));
+    const auto stillInLibrary = [this](const Song &song) {
+        EXPECT_TRUE(runTask(database->hasSong(song.title, song.artistName, song.albumTitle))) << song.title.toStdString();
+        const QList<LocalSong> all = runTask(database->allLibrarySongs({LocalSong::SortKey::title}));
+        EXPECT_TRUE(songIDs(all).contains(song.id.rawValue())) << song.title.toStdString();
+    };
+
+    // Santana's songs are theirs as artist and as album artist, before and after the sync.
+    model->_selectedArtistID.set(QStringLiteral("santana"));
+    finish(artists.loadSelectedSongs());
+    EXPECT_EQ(service.callCount(Op::artistTracks), 1);
+    EXPECT_EQ(songIDs(model->_detailSongs()), (QStringList{QStringLiteral("maria"), QStringLiteral("smooth")}));
+    stillInLibrary(smooth);
+    EXPECT_FALSE(runTask(database->search(QStringLiteral("smooth"))).isEmpty());
+
+    // Queen's "Greatest Hits" has no stored songs: with a recent track sync it shows none, not ABBA's.
+    const QString queenKey = AlbumsViewModel::trackSyncKey(QStringLiteral("queen"));
+    defaults.set(queenKey, clock.now());
+    model->_selectedAlbumID.set(QStringLiteral("queen"));
+    finish(albums.loadSelectedSongs());
+    EXPECT_TRUE(model->_detailSongs().isEmpty());
+    // Its track sync brings Queen's song and leaves ABBA's alone.
+    defaults.removeObject(queenKey);
+    finish(albums.loadSelectedSongs());
+    EXPECT_EQ(songIDs(model->_detailSongs()), QStringList{QStringLiteral("rock")});
+    stillInLibrary(waterloo);
+    model->_selectedAlbumID.set(QStringLiteral("abba-hits"));
+    finish(albums.loadSelectedSongs());
+    EXPECT_EQ(songIDs(model->_detailSongs()), QStringList{QStringLiteral("waterloo")});
+
+    // A compilation holds its songs by album artist, in the same order before and after its sync.
+    const QString mixKey = AlbumsViewModel::trackSyncKey(QStringLiteral("mix"));
+    defaults.set(mixKey, clock.now());
+    model->_selectedAlbumID.set(QStringLiteral("mix"));
+    finish(albums.loadSelectedSongs());
+    const QStringList stored = songIDs(model->_detailSongs());
+    EXPECT_EQ(stored, (QStringList{QStringLiteral("closer"), QStringLiteral("opener")}));
+    defaults.removeObject(mixKey);
+    finish(albums.loadSelectedSongs());
+    EXPECT_EQ(songIDs(model->_detailSongs()), stored);
+    stillInLibrary(opener);
+}
+
+TEST_F(LibraryModelsTest, ACancelledSelectedLoadStillShowsItsStoreReadAndStopsBeforeTheSync)
+{
+    service.library.songs = FakeMusicService::songs(3, QStringLiteral("x"));
+    service.library.artists = {FakeMusicService::artist(QStringLiteral("artist"), QStringLiteral("Artist"))};
+    runTask(SyncEngine(*database, service).syncAll(nullptr));
+    DetailSongsViewModel detail(*model);
+    ArtistsViewModel artists(*model, detail);
+    finish(artists.load(false));
+    ASSERT_EQ(model->_selectedArtistID(), QStringLiteral("artist"));
+
+    // Cancelled while the store read is under way (behind a long write): the read lands, the
+    // sync never starts.
+    QList<Song> busy = FakeMusicService::songs(300, QStringLiteral("busy"));
+    for (Song &song : busy)
+        song.artistName = QStringLiteral("Someone Else");
+    const auto written = launch(database->addLibrarySongs(busy));
+    TaskHandle handle;
+    const auto done = launch(artists.loadSelectedSongs(handle.token()));
+    ASSERT_FALSE(*done);
+    handle.cancel();
+    ASSERT_TRUE(spinUntil([&] { return *done; }));
+    EXPECT_EQ(artists.selectedSongs.size(), 3);
+    EXPECT_EQ(model->_detailSongs().size(), 3);
+    EXPECT_EQ(service.callCount(Op::artistTracks), 0);
+    EXPECT_FALSE(defaults.object(ArtistsViewModel::trackSyncKey(QStringLiteral("artist"))).isValid());
 }
 
 TEST_F(LibraryModelsTest, SelectedTrackSyncStampsAfterSuccessOnly)

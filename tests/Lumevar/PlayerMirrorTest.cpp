@@ -5,6 +5,8 @@
 
 #include "Support/NotificationCenter.h"
 
+#include <QLoggingCategory>
+
 namespace {
 
 QStringList titles(const QList<MusicPlayer::Queue::Entry> &entries)
@@ -14,6 +16,33 @@ QStringList titles(const QList<MusicPlayer::Queue::Entry> &entries)
         result.append(entry.title);
     return result;
 }
+
+// Collects the lines written to the playback category's debug level while it lives.
+class PlaybackDebugLines {
+public:
+    PlaybackDebugLines()
+    {
+        lines().clear();
+        QLoggingCategory::setFilterRules(QStringLiteral("com.dunmoor.Lumevar.playback.debug=true"));
+        m_previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context, const QString &message) {
+            if (type == QtDebugMsg && QByteArray(context.category) == "com.dunmoor.Lumevar.playback")
+                lines().append(message);
+        });
+    }
+    ~PlaybackDebugLines()
+    {
+        qInstallMessageHandler(m_previous);
+        QLoggingCategory::setFilterRules(QString());
+    }
+    static QStringList &lines()
+    {
+        static QStringList collected;
+        return collected;
+    }
+
+private:
+    QtMessageHandler m_previous;
+};
 
 } // namespace
 
@@ -119,6 +148,13 @@ TEST_F(PlayerMirrorTest, LibraryCheckAndShareLinkFollowTheShownItem)
     EXPECT_FALSE(model->_shareLink().has_value());
     EXPECT_FALSE(model->_playingTitle().has_value());
     EXPECT_TRUE(model->_queue().isEmpty());
+
+    // A service whose songs have no public page gives no link to share.
+    service.publicSongPages = false;
+    player.setQueue(QList<Song>{FakeMusicService::song(QStringLiteral("local1"), QStringLiteral("Only Here"))});
+    model->refreshPlayerEntry();
+    ASSERT_TRUE(spinUntil([this] { return model->_canAddToLibrary(); }));
+    EXPECT_FALSE(model->_shareLink().has_value());
 }
 
 TEST_F(PlayerMirrorTest, PlayingSourceRestsOnTheSavedPlace)
@@ -137,4 +173,14 @@ TEST_F(PlayerMirrorTest, PlayingSourceRestsOnTheSavedPlace)
     LocalPlaylist playlist;
     playlist.id = album.id;
     EXPECT_FALSE(model->isPlayingSource(playlist)); // another container
+}
+
+TEST_F(PlayerMirrorTest, ThePlaybackStatusLineNamesTheStatus)
+{
+    PlaybackDebugLines log;
+    model->subscribeToPlayer();
+    const QList<LocalSong> songs = localSongs(1);
+    finish(model->playSelection(songs, songs[0].identifier));
+    clock.advance(0.1);
+    EXPECT_TRUE(PlaybackDebugLines::lines().contains(QStringLiteral("Playback status: playing"))) << PlaybackDebugLines::lines().join(u'\n').toStdString();
 }

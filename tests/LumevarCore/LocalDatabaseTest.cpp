@@ -2,6 +2,7 @@
 
 #include "LumevarCore/SyncEngine.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 #include "Support/Progress.h"
 
 #include <QFile>
@@ -165,6 +166,68 @@ TEST_F(StoreTest, SearchRanksNamesThatStartWithTheQueryFirstThenTitleArtistAndAl
               (QStringList{"Deep Ocean", "Deep Oceanic"}));
 }
 
+TEST_F(StoreTest, SearchFindsTheBestHitsAmongMoreThanAnyCutAndOnlyLibrarySongs)
+{
+    // Early rows that match weakly (the artist's name), then the strong hits, then songs known
+    // only from a playlist whose titles match as well as the best.
+    QList<Song> songs;
+    for (int i = 0; i < 2100; ++i)
+        songs.append(makeSong(QStringLiteral("w%1").arg(i), QStringLiteral("Track %1").arg(i), "Lovelace Band", "Weak"));
+    songs.append(makeSong("my", "My Love", "Someone", "X"));
+    songs.append(makeSong("love", "Love", "Someone", "X"));
+    songs.append(makeSong("story", "Love Story", "Someone", "X"));
+    service.library.songs = songs;
+    service.library.playlists = {FakeMusicService::playlist("p", "Elsewhere")};
+    QList<Song> outsiders;
+    for (int i = 0; i < 400; ++i)
+        outsiders.append(makeSong(QStringLiteral("o%1").arg(i), QStringLiteral("Love %1").arg(i), "Someone", "Y"));
+    service.playlistTracks[MusicItemID("p")] = outsiders;
+    syncAll();
+
+    const auto songsFor = [this](const char *query) {
+        const auto sections = runTask(database->search(QString::fromUtf8(query)));
+        return section(sections, "Songs") ? resultNames(*section(sections, "Songs")) : QStringList();
+    };
+    const QStringList love = songsFor("love");
+    ASSERT_EQ(love.size(), 25);
+    EXPECT_EQ(love.mid(0, 3), (QStringList{"Love", "Love Story", "My Love"}));
+    EXPECT_TRUE(love.last().startsWith(QStringLiteral("Track "))); // then the artist's songs
+    const QStringList lov = songsFor("lov");
+    ASSERT_FALSE(lov.isEmpty());
+    EXPECT_EQ(lov.mid(0, 3), (QStringList{"Love", "Love Story", "My Love"}));
+    for (const QString &name : love + lov)
+        EXPECT_FALSE(name.startsWith(QStringLiteral("Love ")) && name != QStringLiteral("Love Story")) << name.toStdString();
+    // Two words: the title holds one, the artist the other.
+    EXPECT_EQ(songsFor("lovelace track 2099").value(0), QStringLiteral("Track 2099"));
+}
+
+TEST_F(StoreTest, SearchFoldsCompatibilityFormsAndOnlyTheStartOfALongQueryCounts)
+{
+    service.library.songs = {makeSong("1", "ﬁre Starter", "ＡＢＣ Band", "Ｎｉｇｈｔｓ"), makeSong("2", "Quiet", "Someone", "X")};
+    service.library.albums = {FakeMusicService::album("a", "Nights", "ＡＢＣ Band")};
+    syncAll();
+    const auto fire = runTask(database->search(QStringLiteral("fire")));
+    ASSERT_TRUE(section(fire, "Songs"));
+    EXPECT_EQ(resultNames(*section(fire, "Songs")), QStringList{"ﬁre Starter"});
+    // The album is found by its full-width artist typed plainly.
+    const auto abc = runTask(database->search(QStringLiteral("abc band")));
+    ASSERT_TRUE(section(abc, "Albums"));
+    EXPECT_EQ(resultNames(*section(abc, "Albums")), QStringList{"Nights"});
+    EXPECT_TRUE(section(abc, "Songs"));
+
+    // A pasted page of text returns at once (its first words match nothing), and what follows
+    // the first few hundred characters is not searched at all.
+    QString pasted = QStringLiteral("quiet");
+    for (int i = 0; i < 2000; ++i)
+        pasted += QStringLiteral(" zzz%1").arg(i);
+    EXPECT_TRUE(runTask(database->search(pasted)).isEmpty());
+    QString padded = QStringLiteral("quiet");
+    padded += QString(2000, QLatin1Char(' ')) + QStringLiteral("zzz");
+    const auto quiet = runTask(database->search(padded));
+    ASSERT_TRUE(section(quiet, "Songs"));
+    EXPECT_EQ(resultNames(*section(quiet, "Songs")), QStringList{"Quiet"});
+}
+
 TEST_F(StoreTest, CollectionSongsComeInCollectionOrder)
 {
     auto track = [](const char *id, const char *title, const char *album, int disc, int number) {
@@ -196,6 +259,37 @@ TEST_F(StoreTest, CollectionSongsComeInCollectionOrder)
     // The playlist's outsider does not join the library.
     EXPECT_EQ(runTask(database->allLibrarySongs({LocalSong::SortKey::title})).size(), 4);
     EXPECT_FALSE(runTask(database->hasSong(QStringLiteral("Not in library"), std::nullopt, std::nullopt)));
+}
+
+TEST_F(StoreTest, AlbumsKeepToTheirArtistAndArtistsHoldTheirAlbumsSongs)
+{
+    Song guest = makeSong("1", "Smooth", "Santana feat. Rob Thomas", "Supernatural");
+    guest.albumArtistName = QStringLiteral("Santana");
+    Song opener = makeSong("5", "Opener", "Singer C", "Mixtape");
+    opener.albumArtistName = QStringLiteral("Various Artists");
+    service.library.songs = {guest, makeSong("2", "Maria Maria", "Santana", "Supernatural"),
+                             makeSong("3", "Waterloo", "ABBA", "Greatest Hits"), makeSong("4", "Untagged", std::nullopt, "Greatest Hits"),
+                             opener};
+    service.library.albums = {FakeMusicService::album("queen", "Greatest Hits", "Queen"), FakeMusicService::album("abba", "Greatest Hits", "ABBA"),
+                              FakeMusicService::album("super", "Supernatural", "SANTANA"), FakeMusicService::album("mix", "Mixtape", "Various Artists")};
+    LocalAlbum nobody;
+    nobody.id = QStringLiteral("nobody");
+    nobody.title = QStringLiteral("Greatest Hits");
+    service.library.artists = {FakeMusicService::artist("santana", "Santana")};
+    syncAll();
+
+    QHash<QString, LocalAlbum> albums;
+    for (const LocalAlbum &album : runTask(database->allAlbums({LocalAlbum::SortKey::title})))
+        albums.insert(album.id, album);
+    // Queen's album has no stored songs and borrows none of ABBA's; an album without an artist
+    // holds the songs of its title that name none; the album artist is matched folded.
+    EXPECT_TRUE(runTask(database->songs(albums.value("queen"))).isEmpty());
+    EXPECT_EQ(titles(runTask(database->songs(albums.value("abba")))), QStringList{"Waterloo"});
+    EXPECT_EQ(titles(runTask(database->songs(nobody))), QStringList{"Untagged"});
+    EXPECT_EQ(titles(runTask(database->songs(albums.value("super")))), (QStringList{"Maria Maria", "Smooth"}));
+    EXPECT_EQ(titles(runTask(database->songs(albums.value("mix")))), QStringList{"Opener"});
+    const LocalArtist santana = runTask(database->allArtists({LocalArtist::SortKey::name})).first();
+    EXPECT_EQ(titles(runTask(database->songs(santana))), (QStringList{"Maria Maria", "Smooth"}));
 }
 
 TEST_F(StoreTest, HasSongMatchesFoldedTextsAndOnlyTheGivenFields)
@@ -288,8 +382,12 @@ TEST_F(StoreTest, RemoteTracksAndInsertsJoinTheLibrary)
     fresh.trackNumber = 1;
     service.albumTracks[MusicItemID("r")] = {fresh};
     const QList<LocalSong> albumSongs = runTask(SyncEngine(*database, service).syncRemoteTracks(album));
-    EXPECT_EQ(titles(albumSongs), QStringList{"New"});
-    // The album no longer lists "Old": it left the library.
+    // "New" joins the library. The album's listing lacks "Old", which stays until a listing of
+    // the library itself says it is gone.
+    EXPECT_EQ(titles(albumSongs), (QStringList{"New", "Old"}));
+    EXPECT_EQ(titles(runTask(database->allLibrarySongs({LocalSong::SortKey::order}))), (QStringList{"Old", "New"}));
+    service.library.songs = {fresh};
+    runTask(SyncEngine(*database, service).syncSongs());
     EXPECT_EQ(titles(runTask(database->allLibrarySongs({LocalSong::SortKey::order}))), QStringList{"New"});
 
     Song added = makeSong("3", "Added", "Band");
@@ -351,8 +449,10 @@ TEST_F(StoreTest, CancellationStopsTheSyncAndLeavesAConsistentStore)
 TEST(StoreOpenTest, AFailedOpenMakesEveryCallThrow)
 {
     QTemporaryDir dir;
+    const qsizetype logged = LogStore::shared().entries().size();
     LocalDatabase missingFolder(dir.filePath(QStringLiteral("no/such/folder/local.db")));
     EXPECT_THROW(runTask(missingFolder.open()), StoreError);
+    EXPECT_EQ(LogStore::shared().entries().size(), logged) << "a failed open is dropped without a word";
     EXPECT_THROW(runTask(missingFolder.allLibrarySongs({LocalSong::SortKey::title})), StoreError);
     EXPECT_THROW(runTask(missingFolder.search(QStringLiteral("a"))), StoreError);
 
@@ -389,6 +489,8 @@ TEST(StoreOpenTest, ReopeningKeepsTheContentAndAnOlderStoreIsBroughtUpToDate)
     ASSERT_EQ(sqlite3_open(path.toUtf8().constData(), &db), SQLITE_OK);
     ASSERT_EQ(sqlite3_exec(db,
                            "DROP INDEX songs_by_album_hash; DROP INDEX songs_by_artist_hash; DROP INDEX songs_by_album_artist_hash;"
+                           "DROP TRIGGER albums_search_insert; DROP TRIGGER albums_search_delete; DROP TRIGGER albums_search_update;"
+                           "ALTER TABLE albums DROP COLUMN artist_fold;"
                            "ALTER TABLE songs DROP COLUMN album_hash; ALTER TABLE songs DROP COLUMN artist_hash;"
                            "ALTER TABLE songs DROP COLUMN album_artist_hash; ALTER TABLE songs DROP COLUMN digest;"
                            "PRAGMA user_version = 1;",
@@ -413,6 +515,50 @@ TEST(StoreOpenTest, ReopeningKeepsTheContentAndAnOlderStoreIsBroughtUpToDate)
     // The next sync finds every song unchanged once the digests are back.
     runTask(SyncEngine(again, service).syncSongs());
     EXPECT_EQ(runTask(again.allLibrarySongs({LocalSong::SortKey::order})).size(), 3);
+}
+
+TEST(StoreOpenTest, AnOlderStoreGetsItsSearchIndexFoldedLikeTheQuery)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("local.db"));
+    FakeMusicService service;
+    service.library.songs = {makeSong("1", "ﬁre Starter", "Someone", "Ｎｉｇｈｔｓ")};
+    service.library.albums = {FakeMusicService::album("a1", "Ｎｉｇｈｔｓ", "ＡＢＣ Band")};
+    {
+        LocalDatabase database(path);
+        runTask(database.open());
+        runTask(SyncEngine(database, service).syncAll(nullptr));
+        runTask(database.close());
+    }
+    // The full-text indexes as the fourth schema had them: over the texts as written.
+    sqlite3 *db = nullptr;
+    ASSERT_EQ(sqlite3_open(path.toUtf8().constData(), &db), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(db,
+                           "DROP TRIGGER songs_search_insert; DROP TRIGGER songs_search_delete; DROP TRIGGER songs_search_update;"
+                           "DROP TRIGGER albums_search_insert; DROP TRIGGER albums_search_delete; DROP TRIGGER albums_search_update;"
+                           "DROP TABLE songs_search; DROP TABLE albums_search;"
+                           "ALTER TABLE albums DROP COLUMN artist_fold;"
+                           "CREATE VIRTUAL TABLE songs_search USING fts5(title, artist, album, content='songs', content_rowid='pk',"
+                           " tokenize='unicode61 remove_diacritics 2', prefix='1 2 3', detail='column', columnsize=0);"
+                           "CREATE VIRTUAL TABLE albums_search USING fts5(title, artist, content='albums', content_rowid='pk',"
+                           " tokenize='unicode61 remove_diacritics 2', prefix='1 2 3', detail='column', columnsize=0);"
+                           "INSERT INTO songs_search(songs_search) VALUES ('rebuild');"
+                           "INSERT INTO albums_search(albums_search) VALUES ('rebuild');"
+                           "PRAGMA user_version = 4;",
+                           nullptr, nullptr, nullptr),
+              SQLITE_OK)
+        << sqlite3_errmsg(db);
+    sqlite3_close(db);
+    ASSERT_EQ(sqliteColumn(path, "SELECT count(*) FROM songs_search WHERE songs_search MATCH 'fire'"), QStringList{"0"});
+
+    LocalDatabase again(path);
+    runTask(again.open());
+    const auto fire = runTask(again.search(QStringLiteral("fire")));
+    ASSERT_TRUE(section(fire, "Songs"));
+    EXPECT_EQ(resultNames(*section(fire, "Songs")), QStringList{"ﬁre Starter"});
+    const auto abc = runTask(again.search(QStringLiteral("abc nights")));
+    ASSERT_TRUE(section(abc, "Albums"));
+    EXPECT_EQ(resultNames(*section(abc, "Albums")), QStringList{"Ｎｉｇｈｔｓ"});
 }
 
 TEST(StoreOpenTest, AStoreFromANewerVersionIsRefusedAndLeftAlone)

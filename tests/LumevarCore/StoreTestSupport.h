@@ -7,8 +7,25 @@
 #include "TestKit/AsyncTest.h"
 
 #include <QTemporaryDir>
+#include <sqlite3.h>
 #include <gtest/gtest.h>
 #include <memory>
+
+// The first column of every row of a query on the store file, read through a connection of its own.
+inline QStringList sqliteColumn(const QString &path, const char *sql)
+{
+    sqlite3 *db = nullptr;
+    QStringList rows;
+    if (sqlite3_open_v2(path.toUtf8().constData(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {
+        sqlite3_stmt *statement = nullptr;
+        if (sqlite3_prepare_v2(db, sql, -1, &statement, nullptr) == SQLITE_OK)
+            while (sqlite3_step(statement) == SQLITE_ROW)
+                rows.append(QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(statement, 0))));
+        sqlite3_finalize(statement);
+    }
+    sqlite3_close(db);
+    return rows;
+}
 
 inline Song makeSong(const QString &id, const QString &title, std::optional<QString> artist = std::nullopt,
                      std::optional<QString> album = std::nullopt, double duration = 200)

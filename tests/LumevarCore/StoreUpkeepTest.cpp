@@ -52,21 +52,6 @@ void expectSame(const Snapshot &warm, const Snapshot &fresh, const char *step)
         EXPECT_TRUE(warm[i].second == fresh[i].second) << step << ": " << warm[i].first.toStdString();
 }
 
-QStringList sqliteColumn(const QString &path, const char *sql)
-{
-    sqlite3 *db = nullptr;
-    QStringList rows;
-    if (sqlite3_open_v2(path.toUtf8().constData(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {
-        sqlite3_stmt *statement = nullptr;
-        if (sqlite3_prepare_v2(db, sql, -1, &statement, nullptr) == SQLITE_OK)
-            while (sqlite3_step(statement) == SQLITE_ROW)
-                rows.append(QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(statement, 0))));
-        sqlite3_finalize(statement);
-    }
-    sqlite3_close(db);
-    return rows;
-}
-
 // Whether the indexes a first sync drops are all there again.
 bool songIndexesPresent(const QString &path)
 {
@@ -144,18 +129,20 @@ TEST_F(StoreUpkeepTest, WarmRecordsMatchAFreshReadAfterEveryKindOfWrite)
     EXPECT_EQ(titles(second), (QStringList{"Sober", "Solo", "Moonset", "Blue Night", "Song of Moon"}));
     EXPECT_TRUE(second.size() == 5 && second[1].artistName == "Band" && !second[4].releaseDate);
 
-    // Library now: 6 3 2 1 4. The album lists 7 but neither 2 (still held by playlist p1) nor 4 (p2).
+    // Library now: 6 3 2 1 4. The album lists 7 but neither 2 nor 4: they stay in the library (only
+    // a listing of the library takes songs out), and the album shows them in track order.
     const LocalAlbum blue = runTask(database->allAlbums({LocalAlbum::SortKey::title})).first();
     service.albumTracks[MusicItemID("blue")] = {track("7", "Blue Moon", "Band", "Blue", 9), songs[3], songs[0]};
     EXPECT_EQ(titles(runTask(SyncEngine(*database, service).syncRemoteTracks(blue))),
-              (QStringList{"Blue Moon", "Blue Night", "Sober"}));
+              (QStringList{"Blue Night", "Moonset", "Song of Moon", "Sober", "Blue Moon"}));
     expectSame(snapshot(*database), freshSnapshot(), "album tracks");
-    // The artist takes 4 back and 8 in; 6 and 7, held by no playlist, leave the table.
+    // The artist takes 8 in; 6 and 7, which it does not list, stay.
     const LocalArtist band = runTask(database->allArtists({LocalArtist::SortKey::name})).first();
     service.artistTracks[MusicItemID("band")] = {songs[1], songs[3], track("8", "Band Song", "Band", "Blue", 5), songs[4]};
     runTask(SyncEngine(*database, service).syncRemoteTracks(band));
     expectSame(snapshot(*database), freshSnapshot(), "artist tracks");
-    EXPECT_EQ(sqliteColumn(path(), "SELECT count(*) FROM songs WHERE id IN ('6', '7')"), QStringList{"0"});
+    EXPECT_EQ(sqliteColumn(path(), "SELECT count(*) FROM songs WHERE id IN ('6', '7') AND library_order IS NOT NULL"),
+              QStringList{"2"});
 
     // Songs added since the latest added date, and a refresh of a library song through addLibrarySongs.
     Song added = track("9", "Moon Dance", "Other", "Grey", 2);
@@ -170,14 +157,15 @@ TEST_F(StoreUpkeepTest, WarmRecordsMatchAFreshReadAfterEveryKindOfWrite)
     runTask(database->addLibrarySongs({track("90", "Outsider Song", "Band", "Far", 4)}));
     expectSame(snapshot(*database), freshSnapshot(), "outsider joins");
     EXPECT_EQ(titles(runTask(database->allLibrarySongs({LocalSong::SortKey::order}))),
-              (QStringList{"Blue Night (Live)", "Blue Night", "Band Song", "Song of Moon", "Moon Dance", "Outsider Song"}));
+              (QStringList{"Sober", "Blue Night (Live)", "Moonset", "Blue Night", "Song of Moon", "Blue Moon", "Band Song",
+                           "Moon Dance", "Outsider Song"}));
 
-    // p1 holds 6 again (known from the playlist alone) but no longer 2, out of the library: 2 goes.
+    // p1 holds 6 again but no longer 2, which the library still lists: 2 stays.
     const QList<LocalPlaylist> playlists = runTask(database->allPlaylists({LocalPlaylist::SortKey::name}));
     service.playlistTracks[MusicItemID("p1")] = {songs[0]};
     runTask(SyncEngine(*database, service).syncRemoteTracks(playlists.first()));
     expectSame(snapshot(*database), freshSnapshot(), "orphan");
-    EXPECT_EQ(sqliteColumn(path(), "SELECT count(*) FROM songs WHERE id = '2'"), QStringList{"0"});
+    EXPECT_EQ(sqliteColumn(path(), "SELECT count(*) FROM songs WHERE id = '2'"), QStringList{"1"});
     EXPECT_EQ(sqliteColumn(path(), "SELECT count(*) FROM songs WHERE id = '90'"), QStringList{"1"});
 
     // p1 leaves the service, and so does song 6 that only it held; a full sync catches up with the rest.

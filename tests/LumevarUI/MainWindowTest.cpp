@@ -11,9 +11,11 @@
 #include "Lumevar/UI/Navigator/CollectionListView.h"
 #include "Lumevar/UI/Navigator/PaneController.h"
 #include "Lumevar/UI/Navigator/PaneScreen.h"
+#include "Support/Log.h"
 #include "Support/UserDefaults.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QFile>
 #include <QTest>
 
@@ -136,6 +138,34 @@ TEST_F(MainWindowTest, OverlaysShowOneAtATimeInTheirOrder)
     EXPECT_EQ(window->visibleOverlay(), QString());
 }
 
+TEST_F(MainWindowTest, SpacePausesWhatPlaysAndOtherwiseResumesAlsoWhileStopped)
+{
+    window->show();
+    QApplication::setActiveWindow(window.get());
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    main()._navigationPath.set({NavigationItem::root(), NavigationItem::container(ContainerKind::playlists)});
+    settle();
+    window->paneController()->screen(0)->view()->setFocus();
+    settle();
+    ASSERT_TRUE(main()._isStopped());
+    EXPECT_FALSE(action("playPause")->isEnabled());
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Space);
+    settle();
+    EXPECT_FALSE(main()._isStopped()) << "Space while stopped resumes";
+
+    main().subscribeToPlayer();
+    const QList<LocalSong> songs = localSongs(2);
+    finish(main().playSelection(songs, songs[0].identifier));
+    clock.advance(6); // past the eager window: the player's own status counts
+    settle();
+    ASSERT_TRUE(main()._isPlaying());
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Space);
+    clock.advance(0.1);
+    settle();
+    EXPECT_FALSE(main()._isPlaying());
+    EXPECT_EQ(player.state().playbackStatus(), MusicPlaybackStatus::paused);
+}
+
 TEST_F(MainWindowTest, PlayErrorAlertClearsTheFlagWhenDismissed)
 {
     window->show();
@@ -207,6 +237,15 @@ TEST_F(MainWindowTest, ResetDataForgetsSettingsDeletesTheStoreAndQuits)
     // The registered fallbacks stay: they are not stored.
     EXPECT_TRUE(UserDefaults::standard().boolValue(QStringLiteral("showSubtitles")));
     EXPECT_EQ(terminations, 1);
+    EXPECT_TRUE(telemetry.errors.isEmpty());
+
+    // Reset Data from the menu with no store file: reported and logged, and still quits.
+    ASSERT_FALSE(QFile::exists(database->path()));
+    action("resetData")->trigger();
+    EXPECT_TRUE(spinUntil([&] { return terminations == 2; }));
+    ASSERT_EQ(telemetry.errors.size(), 1);
+    EXPECT_EQ(telemetry.errors[0].name, QStringLiteral("error_remove_local_database"));
+    EXPECT_TRUE(LogStore::shared().entries().last().message.startsWith(QStringLiteral("Failed to remove local database: ")));
 }
 
 TEST_F(MainWindowTest, WindowPaintsOffscreen)

@@ -141,13 +141,15 @@ TEST(LocalLibrary, UnreadableFilesAreSkippedAndTheRestIsKept)
     EXPECT_EQ(scan.skippedFiles, 5);
 }
 
-TEST(LocalLibrary, GroupsAlbumsByAlbumArtistAndTitleAndArtistsByTrackArtist)
+TEST(LocalLibrary, GroupsAlbumsByAlbumArtistAndTitleAndArtistsByTrackAndAlbumArtist)
 {
     Library library;
     const QString f = library.folder();
     // Two albums that share a title but not an artist.
     writeTrack(f, QStringLiteral("a/1.flac"), tags(QStringLiteral("A one"), QStringLiteral("Band A"), QStringLiteral("Greatest Hits"), {}, QStringLiteral("Rock"), 1));
     writeTrack(f, QStringLiteral("b/1.flac"), tags(QStringLiteral("B one"), QStringLiteral("Band B"), QStringLiteral("Greatest Hits"), {}, QStringLiteral("Pop"), 1));
+    // A guest on Band A's album: the song is on Band A's album and among Band A's songs.
+    writeTrack(f, QStringLiteral("a/2.flac"), tags(QStringLiteral("A two"), QStringLiteral("Band A feat. Singer C"), QStringLiteral("Greatest Hits"), QStringLiteral("Band A"), QStringLiteral("Rock"), 2));
     // A compilation: one album under its album artist whatever the track artists, however the
     // album artist is capitalised, in disc and track order whatever the file names.
     writeTrack(f, QStringLiteral("mix/z.ogg"), tags(QStringLiteral("Opener"), QStringLiteral("Singer C"), QStringLiteral("Mixtape"), QStringLiteral("Various Artists"), QStringLiteral("Pop"), 1, 1));
@@ -157,7 +159,7 @@ TEST(LocalLibrary, GroupsAlbumsByAlbumArtistAndTitleAndArtistsByTrackArtist)
     writeTrack(f, QStringLiteral("single.mp3"), tags(QStringLiteral("Loose"), QStringLiteral("Band A")));
 
     const LibraryIndex index(library.scan());
-    ASSERT_EQ(index.songs().size(), 6);
+    ASSERT_EQ(index.songs().size(), 7);
     ASSERT_EQ(index.albums().size(), 3);
 
     QMap<QString, Album> albums;
@@ -166,22 +168,26 @@ TEST(LocalLibrary, GroupsAlbumsByAlbumArtistAndTitleAndArtistsByTrackArtist)
     ASSERT_TRUE(albums.contains(QStringLiteral("Greatest Hits/Band A")));
     ASSERT_TRUE(albums.contains(QStringLiteral("Greatest Hits/Band B")));
     ASSERT_EQ(albums.firstKey(), QStringLiteral("Greatest Hits/Band A"));
+    EXPECT_EQ(albums.first().trackCount, 2);
     const Album mixtape = albums.last();
     EXPECT_EQ(mixtape.title, QStringLiteral("Mixtape"));
     EXPECT_EQ(mixtape.trackCount, 3);
     EXPECT_EQ(titles(*index.albumTracks(mixtape.id)), (QStringList{QStringLiteral("Opener"), QStringLiteral("Middle"), QStringLiteral("Closer")}));
 
     // Artists come from the track artists; the album artist of a compilation is not one of them.
+    // An artist's songs are theirs as track artist or as album artist.
     QStringList artistNames;
     for (const Artist &artist : index.artists())
         artistNames.append(artist.name);
     artistNames.sort();
-    EXPECT_EQ(artistNames, (QStringList{QStringLiteral("Band A"), QStringLiteral("Band B"), QStringLiteral("Singer C")}));
+    EXPECT_EQ(artistNames, (QStringList{QStringLiteral("Band A"), QStringLiteral("Band A feat. Singer C"), QStringLiteral("Band B"),
+                                        QStringLiteral("Singer C")}));
     for (const Artist &artist : index.artists()) {
         if (artist.name != QLatin1String("Band A"))
             continue;
         // Grouped by album, albums by title, songs without an album last.
-        EXPECT_EQ(titles(*index.artistTracks(artist.id)), (QStringList{QStringLiteral("A one"), QStringLiteral("Closer"), QStringLiteral("Loose")}));
+        EXPECT_EQ(titles(*index.artistTracks(artist.id)),
+                  (QStringList{QStringLiteral("A one"), QStringLiteral("A two"), QStringLiteral("Closer"), QStringLiteral("Loose")}));
         EXPECT_EQ(artist.genreNames.value(0), QStringLiteral("Rock"));
     }
     EXPECT_FALSE(index.albumTracks(MusicItemID(QStringLiteral("al.0000000000000000"))));

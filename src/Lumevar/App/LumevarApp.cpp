@@ -105,8 +105,9 @@ QCoro::Task<void> LumevarApp::resetData()
     if (!self)
         co_return;
     UserDefaults::standard().removePersistentDomain();
+    // A store that is not there cannot be removed either: that too is reported and logged.
     QFile file(m_env.databasePath);
-    if (file.exists() && !file.remove()) {
+    if (!file.remove()) {
         const Error error(QStringLiteral("LumevarFileError"), int(file.error()), file.errorString());
         reportError(error, QStringLiteral("remove_local_database"));
         Log::error(Log::app(), "Failed to remove local database: %@", error);

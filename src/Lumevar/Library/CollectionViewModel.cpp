@@ -136,8 +136,8 @@ QCoro::Task<void> CollectionViewModel<Kind>::loadSelectedSongs(CancellationToken
         const QList<LocalSong> stored = co_await database.songs(*selected);
         if (!self)
             co_return;
-        // A newer selection has taken over: its songs, not these stale ones, belong on screen.
-        token.checkCancellation();
+        // No check here: a load cancelled during the store read still shows what it read, and
+        // the newer load that replaced it overwrites that a moment later.
         if (!stored.isEmpty())
             selectedSongs = stored;
         // Stored songs reach the screen before any network work starts.

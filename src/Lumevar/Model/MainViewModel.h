@@ -126,6 +126,7 @@ public:
     void cycleRepeatMode();
     // While the "Added to Library" toast is up: waits addToastDuration (or less when the token is
     // cancelled), hides it, and takes the new song into the store syncInsertsDelay seconds later.
+    // A successful addCurrentSongToLibrary() starts it; an add while the toast is up shares it.
     QCoro::Task<void> holdAddToast(CancellationToken token = {});
 
     // Plays a list handed in by a collection model or search: the first maxQueueLength songs,
@@ -205,5 +206,6 @@ private:
     std::unique_ptr<ScheduledCall> m_playbackTimer;
     std::unique_ptr<ScheduledCall> m_statusDebounce;
     std::unique_ptr<ScheduledCall> m_queueDebounce;
+    bool m_holdingAddToast = false;
     QList<QMetaObject::Connection> m_playerConnections;
 };

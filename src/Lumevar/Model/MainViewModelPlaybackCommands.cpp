@@ -230,17 +230,23 @@ QCoro::Task<void> MainViewModel::addCurrentSongToLibrary()
         co_return;
     _canAddToLibrary.set(false);
     runAnimationGroup(toastAnimationDuration, true, [this] { _showAddToast.set(true); });
+    // The toast hides itself and the song reaches the store without anyone else's help.
+    if (!m_holdingAddToast)
+        detach(holdAddToast());
 }
 
 QCoro::Task<void> MainViewModel::holdAddToast(CancellationToken token)
 {
     QPointer self(this);
+    m_holdingAddToast = true;
     try {
         co_await Clock::shared().sleep(addToastDuration, token);
     } catch (const CancellationError &) {
         // Cut short: hide and go on at once.
     }
-    if (self)
+    if (self) {
+        self->m_holdingAddToast = false;
         self->_showAddToast.set(false);
+    }
     detach(syncInsertsLater(syncInsertsDelay));
 }

@@ -4,6 +4,7 @@
 #include "Lumevar/Model/MainViewModel.h"
 
 #include "LumevarCore/LocalDatabase.h"
+#include "Platform/Music/MusicService.h"
 #include "Support/Clock.h"
 #include "Support/Log.h"
 #include "Support/NotificationCenter.h"
@@ -138,7 +139,8 @@ void MainViewModel::checkLibrary(PlaybackItem item)
         if (!self)
             co_return;
         self->_canAddToLibrary.set(!inLibrary);
-        if (item.songID)
+        // A link to a page that does not exist is worse than none: the share entry then hides.
+        if (item.songID && MusicService::shared().hasPublicSongPages())
             self->_shareLink.set(QUrl(shareLinkBase + *item.songID));
         else
             self->_shareLink.set(std::nullopt);
@@ -183,7 +185,7 @@ void MainViewModel::refreshPlaybackStatus()
     const bool isPlaying = status == MusicPlaybackStatus::playing || hasFreshEagerEntry();
     _isPlaying.set(isPlaying);
     _currentPlayingTime.set(musicPlayer.playbackTime());
-    Log::debug(Log::playback(), "Playback status: %ld", static_cast<long>(qHash(static_cast<int>(status))));
+    Log::debug(Log::playback(), "Playback status: %@", playbackStatusName(status));
 
     if (!wasPlaying && isPlaying) {
         setPlaybackTimerRunning(true);

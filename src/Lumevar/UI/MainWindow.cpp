@@ -25,6 +25,7 @@
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QShortcut>
 #include <QToolBar>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -143,8 +144,16 @@ void MainWindow::buildMenus()
             &QAction::triggered, this, [this] { m_model.snapBack(); });
 
     QMenu *controls = bar->addMenu(QStringLiteral("&Controls"));
-    connect(addAction(controls, QStringLiteral("playPause"), QStringLiteral("Play"), QKeySequence(Qt::Key_Space)), &QAction::triggered,
-            this, &MainWindow::playPause);
+    QAction *playPause = addAction(controls, QStringLiteral("playPause"), QStringLiteral("Play"), QKeySequence(Qt::Key_Space));
+    connect(playPause, &QAction::triggered, this, &MainWindow::playPause);
+    // The menu entry is off while stopped, but Space itself always pauses what plays and
+    // otherwise resumes: while the entry is off the window takes the key. Only one of the two
+    // listens at a time, or Qt would find the key ambiguous and do nothing.
+    auto *space = new QShortcut(QKeySequence(Qt::Key_Space), this);
+    space->setContext(Qt::WindowShortcut);
+    space->setEnabled(!playPause->isEnabled());
+    connect(space, &QShortcut::activated, this, &MainWindow::playPause);
+    connect(playPause, &QAction::changed, space, [playPause, space] { space->setEnabled(!playPause->isEnabled()); });
     connect(addAction(controls, QStringLiteral("stop"), QStringLiteral("Stop"), QKeySequence(Qt::CTRL | Qt::Key_Period)),
             &QAction::triggered, this, [this] { detach(m_model.stopPlayback()); });
     connect(addAction(controls, QStringLiteral("nextTrack"), QStringLiteral("Next Track"), QKeySequence(Qt::CTRL | Qt::Key_Right)),

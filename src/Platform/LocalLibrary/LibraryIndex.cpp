@@ -161,17 +161,36 @@ void LibraryIndex::addAlbums(const QList<ScannedTrack> &tracks, const QList<Musi
 
 void LibraryIndex::addArtists(const QList<ScannedTrack> &tracks, const QList<MusicItemID> &trackIDs)
 {
+    // Artists are the track artists (a compilation's "Various Artists" is none). An artist's songs
+    // are those by the artist and those on the artist's albums (a song by "Santana feat. Rob
+    // Thomas" on a Santana album is Santana's too), as the store lists them.
     QHash<MusicItemID, QList<qsizetype>> tracksByArtist;
+    QHash<MusicItemID, QString> names;
     QList<MusicItemID> order;
+    const auto artistID = [](const QString &name) {
+        return LocalIdentifiers::make(LocalIdentifiers::artist, LocalIdentifiers::nameKey(name));
+    };
     for (qsizetype i = 0; i < tracks.size(); ++i) {
         const ScannedTrack &track = tracks[i];
         if (track.artist.isEmpty())
             continue;
-        const MusicItemID id = LocalIdentifiers::make(LocalIdentifiers::artist, LocalIdentifiers::nameKey(track.artist));
+        const MusicItemID id = artistID(track.artist);
         auto &members = tracksByArtist[id];
-        if (members.isEmpty())
+        if (members.isEmpty()) {
             order.append(id);
+            names.insert(id, track.artist);
+        }
         members.append(i);
+    }
+    for (qsizetype i = 0; i < tracks.size(); ++i) {
+        const ScannedTrack &track = tracks[i];
+        if (track.albumArtist.isEmpty())
+            continue;
+        if (LocalIdentifiers::nameKey(track.albumArtist) == LocalIdentifiers::nameKey(track.artist))
+            continue; // already the artist's song
+        const auto found = tracksByArtist.find(artistID(track.albumArtist));
+        if (found != tracksByArtist.end())
+            found->append(i);
     }
 
     for (const MusicItemID &id : std::as_const(order)) {
@@ -189,7 +208,7 @@ void LibraryIndex::addArtists(const QList<ScannedTrack> &tracks, const QList<Mus
 
         Artist artist;
         artist.id = id;
-        artist.name = tracks[members.first()].artist;
+        artist.name = names.value(id);
         artist.genreNames = byFrequency(genres);
         artist.artwork = firstArtwork(songIDs);
         m_artistSongs.insert(id, songIDs);

@@ -1,6 +1,6 @@
 #pragma once
 // The library as the music service hands it out, built once from a scan: songs, albums grouped by
-// album artist and title, artists from the tracks, playlists from playlist files, and the songs of
+// album artist and title, artists from the tracks' artists and album artists, playlists from playlist files, and the songs of
 // each genre. Immutable after construction, so it can be built on a worker thread and read on
 // the main thread.
 

@@ -57,6 +57,8 @@ public:
 
     QCoro::Task<CatalogSearchResponse> searchCatalog(QString term, int limit) override;
     QCoro::Task<Artist> catalogArtistWithTopSongs(MusicItemID artistID) override;
+    // Files on this machine have no public page.
+    bool hasPublicSongPages() const override { return false; }
     QCoro::Task<void> addToLibrary(MusicItemID songID) override;
     QCoro::Task<QUrl> playableURL(PlayParameters parameters) override;
 

@@ -654,6 +654,19 @@ void ApplicationMusicPlayerQueue::moveEntries(const QList<int> &offsets, int des
 
 ApplicationMusicPlayerState::ApplicationMusicPlayerState(ApplicationMusicPlayer *player) : m_player(player) {}
 
+const char *playbackStatusName(MusicPlaybackStatus status)
+{
+    switch (status) {
+    case MusicPlaybackStatus::stopped: return "stopped";
+    case MusicPlaybackStatus::playing: return "playing";
+    case MusicPlaybackStatus::paused: return "paused";
+    case MusicPlaybackStatus::interrupted: return "interrupted";
+    case MusicPlaybackStatus::seekingForward: return "seekingForward";
+    case MusicPlaybackStatus::seekingBackward: return "seekingBackward";
+    }
+    return "unknown";
+}
+
 MusicPlaybackStatus ApplicationMusicPlayerState::playbackStatus() const { return m_player->d->status; }
 
 std::optional<MusicShuffleMode> ApplicationMusicPlayerState::shuffleMode() const { return m_player->d->shuffleMode; }

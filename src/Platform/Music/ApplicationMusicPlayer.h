@@ -51,6 +51,8 @@ class AudioEngine;
 class MusicService;
 
 enum class MusicPlaybackStatus { stopped, playing, paused, interrupted, seekingForward, seekingBackward };
+// The status by its name ("playing"), for log lines.
+const char *playbackStatusName(MusicPlaybackStatus status);
 enum class MusicShuffleMode { off, songs };
 enum class MusicRepeatMode { none, one, all };
 

@@ -56,6 +56,10 @@ public:
     // A catalog artist with its top songs; topSongs stays absent when the catalog has none.
     virtual QCoro::Task<Artist> catalogArtistWithTopSongs(MusicItemID artistID) = 0;
 
+    // Whether the service's songs have public web pages that a link can point at (a catalog
+    // service's do; a folder on this machine has none). Without them there is no link to share.
+    virtual bool hasPublicSongPages() const { return false; }
+
     // Adds a catalog song to the user's library. On return the song is in the library.
     virtual QCoro::Task<void> addToLibrary(MusicItemID songID) = 0;
 

@@ -14,6 +14,42 @@ MusicError notFound(const char *kind, const MusicItemID &id)
     return MusicError(MusicError::notFound, QStringLiteral("No %1 with id %2").arg(QString::fromUtf8(kind), id.rawValue()));
 }
 
+bool sameName(const std::optional<QString> &a, const std::optional<QString> &b)
+{
+    return a && b && a->compare(*b, Qt::CaseInsensitive) == 0;
+}
+
+// A library collection without tracks of its own in the test's tables holds the library songs
+// that belong to it as a real service files them: an album its title's songs by its artist (as
+// album artist or, lacking one, as artist), an artist the songs by or on an album of the artist.
+QList<Song> albumSongsOf(const QList<Song> &songs, const Album &album)
+{
+    QList<Song> found;
+    for (const Song &song : songs) {
+        const std::optional<QString> artist = song.albumArtistName ? song.albumArtistName : song.artistName;
+        const bool sameArtist = album.artistName ? sameName(artist, album.artistName) : !artist;
+        if (sameName(song.albumTitle, album.title) && sameArtist)
+            found.append(song);
+    }
+    return found;
+}
+
+QList<Song> artistSongsOf(const QList<Song> &songs, const Artist &artist)
+{
+    QList<Song> found;
+    for (const Song &song : songs)
+        if (sameName(song.artistName, artist.name) || sameName(song.albumArtistName, artist.name))
+            found.append(song);
+    return found;
+}
+
+template <typename T>
+const T *listed(const QList<T> &items, const MusicItemID &id)
+{
+    const auto found = std::find_if(items.begin(), items.end(), [&id](const T &item) { return item.id == id; });
+    return found == items.end() ? nullptr : &*found;
+}
+
 bool matches(const QString &text, const QString &term) { return text.contains(term, Qt::CaseInsensitive); }
 
 template <typename T, typename Text>
@@ -169,17 +205,23 @@ QCoro::Task<QList<Song>> FakeMusicService::tracks(Playlist playlist)
 QCoro::Task<QList<Song>> FakeMusicService::tracks(Album album)
 {
     co_await enter(Operation::albumTracks);
-    if (!albumTracks.contains(album.id))
+    if (albumTracks.contains(album.id))
+        co_return albumTracks.value(album.id);
+    const Album *known = listed(library.albums, album.id);
+    if (!known)
         throw notFound("album", album.id);
-    co_return albumTracks.value(album.id);
+    co_return albumSongsOf(library.songs, *known);
 }
 
 QCoro::Task<QList<Song>> FakeMusicService::tracks(Artist artist)
 {
     co_await enter(Operation::artistTracks);
-    if (!artistTracks.contains(artist.id))
+    if (artistTracks.contains(artist.id))
+        co_return artistTracks.value(artist.id);
+    const Artist *known = listed(library.artists, artist.id);
+    if (!known)
         throw notFound("artist", artist.id);
-    co_return artistTracks.value(artist.id);
+    co_return artistSongsOf(library.songs, *known);
 }
 
 QCoro::Task<QList<MusicPersonalRecommendation>> FakeMusicService::personalRecommendations()

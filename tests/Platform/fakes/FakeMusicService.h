@@ -53,7 +53,8 @@ public:
         QList<Song> songs;
     } library;
 
-    // Tracks by collection id. An id missing here is "not found".
+    // Tracks by collection id. An album or artist missing here but listed in the library holds
+    // the library songs filed under it (see tracks()); any other id missing here is "not found".
     QHash<MusicItemID, QList<Song>> playlistTracks;
     QHash<MusicItemID, QList<Song>> albumTracks;
     QHash<MusicItemID, QList<Song>> artistTracks;
@@ -71,6 +72,9 @@ public:
     // Playable URLs by song id; ids in unplayable throw MusicError::unplayable.
     QHash<MusicItemID, QUrl> urls;
     QSet<MusicItemID> unplayable;
+
+    // Answered by hasPublicSongPages(): a catalog's songs have public pages.
+    bool publicSongPages = true;
 
     // Virtual seconds every call waits on Clock::shared() before answering (0: answers at once).
     double latency = 0;
@@ -110,6 +114,7 @@ public:
 
     QCoro::Task<CatalogSearchResponse> searchCatalog(QString term, int limit) override;
     QCoro::Task<Artist> catalogArtistWithTopSongs(MusicItemID artistID) override;
+    bool hasPublicSongPages() const override { return publicSongPages; }
     QCoro::Task<void> addToLibrary(MusicItemID songID) override;
     QCoro::Task<QUrl> playableURL(PlayParameters parameters) override;
 

@@ -87,6 +87,7 @@ void CollectionListView::reloadData()
     viewport()->update();
 }
 
+// Only visible rows are ever painted: repainting the viewport redraws exactly them from the model.
 void CollectionListView::reloadRows(const QList<int> &) { viewport()->update(); }
 
 void CollectionListView::measureRow(int row)

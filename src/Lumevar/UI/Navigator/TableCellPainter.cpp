@@ -211,8 +211,8 @@ void TableCellPainter::paintArtwork(QPainter &painter, const QRectF &rect, const
             const QRectF full = NowPlayingBars::barFrame(rect.width(), bar).translated(rect.topLeft());
             const double scale = NowPlayingBars::barScale(state.barsElapsed, bar);
             // Bars grow from their foot.
-            const QRectF bar_(full.left(), full.bottom() - full.height() * scale, full.width(), full.height() * scale);
-            painter.fillRect(bar_, Qt::white);
+            const QRectF grown(full.left(), full.bottom() - full.height() * scale, full.width(), full.height() * scale);
+            painter.fillRect(grown, Qt::white);
         }
     }
     painter.restore();

@@ -11,9 +11,7 @@
 
 using namespace BenchLibrary;
 
-namespace {
-
-const QStringList words = {
+const QStringList BenchLibrary::words = {
     QStringLiteral("Love"), QStringLiteral("Night"), QStringLiteral("Summer"), QStringLiteral("Beach"), QStringLiteral("Dream"),
     QStringLiteral("Café"), QStringLiteral("Señorita"), QStringLiteral("Über"), QStringLiteral("Noël"), QStringLiteral("Fire"),
     QStringLiteral("Heart"), QStringLiteral("Blue"), QStringLiteral("River"), QStringLiteral("Montaña"), QStringLiteral("Żółć"),
@@ -25,6 +23,9 @@ const QStringList words = {
     QStringLiteral("Bella"), QStringLiteral("Corazón"), QStringLiteral("Straße"), QStringLiteral("Jardín"), QStringLiteral("Ville"),
     QStringLiteral("Beat"), QStringLiteral("Bear"), QStringLiteral("Beautiful"), QStringLiteral("Sky"), QStringLiteral("Train"),
 };
+
+namespace {
+
 const QStringList genres = {QStringLiteral("Rock"), QStringLiteral("Pop"), QStringLiteral("Électronique"), QStringLiteral("Jazz"),
                             QStringLiteral("Hip-Hop"), QStringLiteral("Classical"), QStringLiteral("Folk"), QStringLiteral("R&B")};
 

@@ -12,6 +12,7 @@
 #include <QEventLoop>
 #include <QHash>
 #include <QList>
+#include <QStringList>
 #include <benchmark/benchmark.h>
 #include <exception>
 #include <optional>
@@ -24,6 +25,9 @@ inline constexpr int artistCount = 3'000;
 inline constexpr int playlistCount = 1'000;
 inline constexpr int entryCount = 50'000;
 inline constexpr int bigPlaylistSize = 5'000;
+
+// The vocabulary the synthetic texts are drawn from.
+extern const QStringList words;
 
 } // namespace BenchLibrary
 

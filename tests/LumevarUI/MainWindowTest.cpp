@@ -156,6 +156,8 @@ TEST_F(MainWindowTest, SpacePausesWhatPlaysAndOtherwiseResumesAlsoWhileStopped)
     window->show();
     QApplication::setActiveWindow(window.get());
     ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    main()._navigationPath.set({NavigationItem::root(), NavigationItem::container(ContainerKind::playlists)});
+    settle();
     window->paneController()->screen(0)->view()->setFocus();
     settle();
     ASSERT_TRUE(main()._isStopped());

@@ -18,6 +18,9 @@
 #include <QApplication>
 #include <QTest>
 
+// Readable failures: a path step prints as its identifier.
+void PrintTo(const NavigationItem &item, std::ostream *os) { *os << item.id().toStdString(); }
+
 class NavigatorWindowTest : public ModelTest {
 protected:
     NavigatorWindowTest()

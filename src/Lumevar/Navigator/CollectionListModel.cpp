@@ -35,12 +35,6 @@ QHash<int, QByteArray> CollectionListModel::roleNames() const
     return {{Qt::DisplayRole, "title"}, {idRole, "id"}};
 }
 
-void CollectionListModel::announceReset()
-{
-    beginResetModel();
-    endResetModel();
-}
-
 SongRowsModel::SongRowsModel(SongConfigurator configurator, QObject *parent)
     : CollectionListModel(parent), m_configure(std::move(configurator))
 {

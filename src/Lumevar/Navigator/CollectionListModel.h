@@ -30,8 +30,6 @@ public:
     int rowCount(const QModelIndex &parent = {}) const override { return parent.isValid() ? 0 : count(); }
     QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
     QHash<int, QByteArray> roleNames() const override;
-    // Tells views attached as item views that everything changed.
-    void announceReset();
 };
 
 inline QString itemID(ContainerKind kind) { return kind.id(); }

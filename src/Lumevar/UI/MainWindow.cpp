@@ -2,6 +2,7 @@
 
 #include "Lumevar/App/LumevarApp.h"
 #include "Lumevar/App/Updater.h"
+#include "Lumevar/Artwork/ArtworkImageCache.h"
 #include "Lumevar/UI/Icons.h"
 #include "Lumevar/UI/KeyboardShortcutsWindow.h"
 #include "Lumevar/UI/Navigator/PaneController.h"
@@ -282,10 +283,14 @@ void MainWindow::buildCentre()
         NavigatorModels{m_model, m_app.playlistsViewModel(), m_app.albumsViewModel(), m_app.artistsViewModel(),
                         m_app.topLevelSongsViewModel(), m_app.madeForYouViewModel(), m_app.stationsViewModel(),
                         m_app.songsViewModel()},
-        ArtworkSource{}, this);
+        ArtworkSource{[](const QString &id) { return ArtworkImageCache::shared().cachedThumbnail(id); },
+                      [](std::optional<QUrl> url, QString id) { return ArtworkImageCache::shared().thumbnail(std::move(url), std::move(id)); }},
+        this);
     m_listsArea = m_panes->view();
     m_listsArea->setParent(centre);
+    m_listsArea->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
     grid->addWidget(m_listsArea, 1, 0);
+    grid->setRowStretch(1, 1); // the panes take the height the notice and the player bar leave
 
     m_addToast = new ToastView(QStringLiteral("checkmark.circle"), QStringLiteral("Added to Library"), false, centre);
     m_syncToast = new ToastView(QStringLiteral("arrow.trianglehead.2.clockwise.rotate.90"), QStringLiteral("Syncing Library"), true, centre);

@@ -43,6 +43,12 @@ CollectionListView::CollectionListView(CollectionListModel &model, QWidget *pare
     viewport()->setAutoFillBackground(true);
     viewport()->setBackgroundRole(QPalette::Base);
     verticalScrollBar()->setSingleStep(20);
+    // A thin scroller without arrows over the rows' right margin.
+    verticalScrollBar()->setStyleSheet(QStringLiteral(
+        "QScrollBar:vertical { width: 8px; background: transparent; margin: 0; }"
+        "QScrollBar::handle:vertical { background: rgba(128, 128, 128, 110); border-radius: 3px; min-height: 28px; margin: 1px; }"
+        "QScrollBar::add-line:vertical, QScrollBar::sub-line:vertical { height: 0; }"
+        "QScrollBar::add-page:vertical, QScrollBar::sub-page:vertical { background: none; }"));
     m_nowPlayingTimer.setInterval(nowPlayingFrameInterval);
     connect(&m_nowPlayingTimer, &QTimer::timeout, viewport(), qOverload<>(&QWidget::update));
     connect(m_artwork, &RowArtwork::changed, viewport(), qOverload<>(&QWidget::update));
@@ -81,6 +87,7 @@ void CollectionListView::reloadData()
     viewport()->update();
 }
 
+// Only visible rows are ever painted: repainting the viewport redraws exactly them from the model.
 void CollectionListView::reloadRows(const QList<int> &) { viewport()->update(); }
 
 void CollectionListView::measureRow(int row)
@@ -109,23 +116,32 @@ void CollectionListView::measureVisibleRows()
     }
     if (m_heights.count() == 0)
         return;
-    const int scroll = verticalScrollBar()->value();
-    const int first = m_heights.rowAt(scroll);
-    const double firstTopBefore = m_heights.top(first);
-    double y = firstTopBefore;
-    int row = first;
-    for (int extra = 0; row < m_heights.count() && (y < scroll + viewport()->height() || extra++ < rowsMeasuredAround); ++row) {
-        measureRow(row);
-        y += m_heights.height(row);
-    }
-    for (int above = std::max(0, first - rowsMeasuredAround); above < first; ++above)
-        measureRow(above);
-    const double shift = m_heights.top(first) - firstTopBefore;
-    updateScrollBar();
-    if (shift != 0) {
-        // Rows above changed height: keep the first visible row where it stood on screen.
-        const QSignalBlocker blocker(verticalScrollBar());
-        verticalScrollBar()->setValue(scroll + int(std::lround(shift)));
+    // A list scrolled to its end stays at its end while the rows in view get their heights; a
+    // pass can bring new rows into view, so measure until nothing changes (a few passes at most).
+    QScrollBar *bar = verticalScrollBar();
+    const bool pinnedToEnd = bar->value() > 0 && bar->value() >= bar->maximum();
+    for (int pass = 0; pass < 4; ++pass) {
+        const int measuredBefore = m_measuredCount;
+        const int scroll = bar->value();
+        const int first = m_heights.rowAt(scroll);
+        const double firstTopBefore = m_heights.top(first);
+        double y = firstTopBefore;
+        int row = first;
+        for (int extra = 0; row < m_heights.count() && (y < scroll + viewport()->height() || extra++ < rowsMeasuredAround); ++row) {
+            measureRow(row);
+            y += m_heights.height(row);
+        }
+        for (int above = std::max(0, first - rowsMeasuredAround); above < first; ++above)
+            measureRow(above);
+        const double shift = m_heights.top(first) - firstTopBefore;
+        updateScrollBar();
+        const QSignalBlocker blocker(bar);
+        if (pinnedToEnd)
+            bar->setValue(bar->maximum());
+        else if (shift != 0) // rows above changed height: the first visible row stays where it stood
+            bar->setValue(scroll + int(std::lround(shift)));
+        if (m_measuredCount == measuredBefore)
+            break;
     }
 }
 

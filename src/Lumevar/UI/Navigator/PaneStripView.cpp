@@ -114,8 +114,10 @@ void PaneStripView::placePanes()
     for (int i = 0; i < 2; ++i) {
         if (i < dividers.size()) {
             const QRectF frame = dividers[i].translated(-m_offset, 0);
-            m_dividers[i]->setGeometry(int(std::floor(frame.left())), int(frame.top()), 1, int(frame.height()));
-            m_dividers[i]->show();
+            const int x = int(std::floor(frame.left()));
+            m_dividers[i]->setGeometry(x, int(frame.top()), 1, int(frame.height()));
+            // A divider on the strip's very edge separates a pane that is out of view.
+            m_dividers[i]->setVisible(x > 0 && x < width() - 1);
         } else {
             m_dividers[i]->hide();
         }

@@ -77,6 +77,8 @@ QPixmap TableCellPainter::tinted(const QString &symbol, double side, const QColo
     if (const auto found = m_symbols.constFind(key); found != m_symbols.constEnd())
         return *found;
     const int pixels = int(std::ceil(side * 2));
+    if (pixels <= 0)
+        return {};
     QPixmap pixmap = Icons::drawnSymbol(symbol).pixmap(pixels, pixels);
     pixmap.setDevicePixelRatio(2);
     {
@@ -188,12 +190,14 @@ void TableCellPainter::paintArtwork(QPainter &painter, const QRectF &rect, const
     }
     if (content.glyph) {
         const double side = glyphPointSize * rect.width() / 32;
+        // On the focused list's selection the accent would vanish in the highlight: white instead.
+        const QColor tint = state.emphasized ? colors.selectedLabel : colors.red;
         if (content.showGlyphBackground) {
-            QColor background = colors.red;
+            QColor background = tint;
             background.setAlphaF(0.15f);
             painter.fillPath(clip, background);
         }
-        const QPixmap glyph = tinted(*content.glyph, side, colors.red);
+        const QPixmap glyph = tinted(*content.glyph, side, tint);
         painter.drawPixmap(QPointF(rect.center().x() - side / 2, rect.center().y() - side / 2), glyph);
     }
     if (display.showsOverlay || display.showsNowPlaying)
@@ -207,8 +211,8 @@ void TableCellPainter::paintArtwork(QPainter &painter, const QRectF &rect, const
             const QRectF full = NowPlayingBars::barFrame(rect.width(), bar).translated(rect.topLeft());
             const double scale = NowPlayingBars::barScale(state.barsElapsed, bar);
             // Bars grow from their foot.
-            const QRectF bar_(full.left(), full.bottom() - full.height() * scale, full.width(), full.height() * scale);
-            painter.fillRect(bar_, Qt::white);
+            const QRectF grown(full.left(), full.bottom() - full.height() * scale, full.width(), full.height() * scale);
+            painter.fillRect(grown, Qt::white);
         }
     }
     painter.restore();

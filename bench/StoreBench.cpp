@@ -8,7 +8,6 @@
 #include "LumevarCore/SyncEngine.h"
 #include "LumevarCore/TextKeys.h"
 #include "Platform/Music/MusicService.h"
-#include "Common/BenchLibrary.h"
 #include "Support/Allocator.h"
 #include "Support/Error.h"
 
@@ -529,6 +528,15 @@ void BM_SyncAllFloor(benchmark::State &state)
 }
 BENCHMARK(BM_SyncAllFloor)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
 
+// Resident memory of the process in megabytes.
+double residentMB()
+{
+    QFile statm(QStringLiteral("/proc/self/statm"));
+    if (!statm.open(QIODevice::ReadOnly))
+        return 0;
+    const QList<QByteArray> fields = statm.readAll().split(' ');
+    return fields.size() > 1 ? double(fields[1].toLongLong()) * double(getpagesize()) / 1e6 : 0;
+}
 
 // The first song list after the store opens: the records are read from the table then.
 void BM_AllLibrarySongsCold(benchmark::State &state)

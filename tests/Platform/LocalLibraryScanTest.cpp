@@ -300,6 +300,30 @@ TEST(LocalLibraryService, AFolderChangedWhileRunningIsReadAndAnnounced)
         EXPECT_TRUE(before.contains(song)) << song.title.toStdString();
 }
 
+TEST(LocalLibraryService, EveryFolderOfALargeLibraryIsWatched)
+{
+    // The watches of a library with many folders are set a slice per turn of the event loop: a
+    // change in any of them, whichever slice it fell into, is still seen.
+    Library library;
+    const QString f = library.folder();
+    constexpr int folders = 1000;
+    for (int i = 0; i < folders; ++i)
+        ASSERT_TRUE(QDir(f).mkpath(QStringLiteral("album %1").arg(i)));
+    writeTrack(f, QStringLiteral("album 0/first.mp3"), tags(QStringLiteral("First"), QStringLiteral("A")));
+    LocalLibraryService service(f, library.cache.path());
+    ASSERT_TRUE(runTask(service.libraryRevision()));
+    // A few turns of the event loop set the remaining slices.
+    for (int turn = 0; turn < 10; ++turn)
+        QCoreApplication::processEvents();
+    QSignalSpy read(&service, &LocalLibraryService::folderChangeRead);
+    int songs = 1;
+    for (const int i : {999, 803, 611, 452, 207, 64}) {
+        writeTrack(f, QStringLiteral("album %1/new.mp3").arg(i), tags(QStringLiteral("New %1").arg(i), QStringLiteral("A")));
+        ASSERT_TRUE(read.wait(5000)) << "no change seen in folder " << i;
+        EXPECT_EQ(runTask(service.librarySongs(0, 10)).totalCount, ++songs);
+    }
+}
+
 TEST(LocalLibraryService, TheUnavailableReasonNamesTheFolderAndWhatIsWrong)
 {
     QTemporaryDir parent;

@@ -5,6 +5,7 @@
 
 #include <QFileSystemWatcher>
 #include <QStringDecoder>
+#include <QTimer>
 #include <algorithm>
 
 FolderWatcher::FolderWatcher(QObject *parent) : QObject(parent), m_watcher(new QFileSystemWatcher(this))
@@ -27,24 +28,55 @@ void FolderWatcher::watch(const QList<QByteArray> &folders)
         }
         wanted.insert(path);
     }
-    const QStringList gone(QList<QString>((m_watched - wanted).cbegin(), (m_watched - wanted).cend()));
+    const QSet<QString> gone = m_watched - wanted;
     const QSet<QString> added = wanted - m_watched;
-    if (!gone.isEmpty())
-        m_watcher->removePaths(gone);
-    if (!added.isEmpty()) {
-        const QStringList failed = m_watcher->addPaths(QStringList(added.cbegin(), added.cend()));
-        if (!failed.isEmpty()) {
-            m_complete = false;
-            Log::notice(Log::collection(), "Cannot watch %d folders of the library for changes (first: %@)", int(failed.size()),
-                        failed.first());
-            for (const QString &path : failed)
-                wanted.remove(path);
-        }
+    if (!gone.isEmpty()) {
+        m_pending.removeIf([&gone](const QString &path) { return gone.contains(path); });
+        m_watcher->removePaths(QStringList(gone.cbegin(), gone.cend()));
     }
     m_watched = std::move(wanted);
-    if (!m_complete)
-        Log::info(Log::collection(), "Watching %d folders of the library; changes elsewhere show after Update Library",
-                  int(m_watched.size()));
+    m_failed = 0;
+    if (!added.isEmpty()) {
+        m_pending.append(QStringList(added.cbegin(), added.cend()));
+        if (!m_addScheduled)
+            addPendingFolders();
+    } else if (!m_complete) {
+        reportCoverage();
+    }
+}
+
+void FolderWatcher::addPendingFolders()
+{
+    // Each folder costs the system a look and a watch: a library of thousands of folders is taken
+    // a slice per turn of the event loop, so the window never waits for all of them.
+    constexpr qsizetype foldersPerTurn = 400;
+    m_addScheduled = false;
+    if (m_pending.isEmpty())
+        return;
+    const qsizetype count = std::min(foldersPerTurn, m_pending.size());
+    const QStringList slice = m_pending.first(count);
+    m_pending.remove(0, count);
+    const QStringList failed = m_watcher->addPaths(slice);
+    for (const QString &path : failed) {
+        if (m_failed++ == 0)
+            Log::notice(Log::collection(), "Cannot watch a folder of the library for changes: %@", path);
+        m_watched.remove(path);
+        m_complete = false;
+    }
+    if (!m_pending.isEmpty()) {
+        m_addScheduled = true;
+        QTimer::singleShot(0, this, &FolderWatcher::addPendingFolders);
+    }
+    else if (!m_complete)
+        reportCoverage();
+}
+
+void FolderWatcher::reportCoverage()
+{
+    if (m_failed > 1)
+        Log::notice(Log::collection(), "Cannot watch %d folders of the library for changes", m_failed);
+    Log::info(Log::collection(), "Watching %d folders of the library; changes elsewhere show after Update Library",
+              int(m_watched.size()));
 }
 
 void FolderWatcher::noteChange()

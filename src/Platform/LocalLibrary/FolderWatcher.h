@@ -4,6 +4,7 @@
 // longestDelay seconds after the first, so a long copy still shows up as it goes. At most
 // maxFolders folders are watched (the system's watches are limited); names that are not UTF-8
 // cannot be watched. isComplete() says whether every folder is. Times run on Clock::shared().
+// Folders are handed to the system a slice per turn of the event loop (see addPendingFolders).
 
 #include <QObject>
 #include <QSet>
@@ -26,18 +27,22 @@ public:
     // Watches exactly these folders (absolute paths as bytes) from now on.
     void watch(const QList<QByteArray> &folders);
     bool isComplete() const { return m_complete; }
-    int watchedCount() const { return int(m_watched.size()); }
 
 Q_SIGNALS:
     // Something changed in a watched folder; bursts come as one.
     void changed();
 
 private:
+    void addPendingFolders();
+    void reportCoverage();
     void noteChange();
     void settle();
 
     QFileSystemWatcher *m_watcher;
-    QSet<QString> m_watched;
+    QSet<QString> m_watched;     // asked for, including those still waiting in m_pending
+    QStringList m_pending;       // folders not handed to the system yet
+    int m_failed = 0;            // folders the system refused since the last watch()
+    bool m_addScheduled = false; // the next slice waits for its turn
     bool m_complete = true;
     double m_firstChange = -1;
     std::unique_ptr<ScheduledCall> m_settle;

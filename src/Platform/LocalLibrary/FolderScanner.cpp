@@ -92,12 +92,20 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) 
     QList<std::optional<ScannedTrack>> tracks(audio.size());
     QList<qsizetype> toRead;
     QSet<QByteArray> identities;
+    // The songs of one album share their picture: each picture file is looked for once.
+    QHash<QString, bool> pictureExists;
+    const auto pictureIsThere = [&pictureExists](const QString &path) {
+        auto known = pictureExists.constFind(path);
+        if (known == pictureExists.constEnd())
+            known = pictureExists.insert(path, QFileInfo::exists(path));
+        return *known;
+    };
     for (qsizetype i = 0; i < audio.size(); ++i) {
         const FolderWalk::Entry &entry = audio[i];
         const auto cached = previous.constFind(entry.path);
         const bool unchanged = cached != previous.cend() && cached->size == entry.size && cached->modifiedNs == entry.modifiedNs;
         // A reused track whose extracted picture was cleaned away is read again to restore it.
-        if (unchanged && cached->track && (cached->track->artworkPath.isEmpty() || QFileInfo::exists(cached->track->artworkPath))) {
+        if (unchanged && cached->track && (cached->track->artworkPath.isEmpty() || pictureIsThere(cached->track->artworkPath))) {
             tracks[i] = cached->track;
             // The cache keeps the path as bytes only; its text forms are made again here.
             tracks[i]->path = FolderWalk::displayName(entry.path);
@@ -137,8 +145,12 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) 
     ScanResult result;
     result.readFiles = int(toRead.size());
     result.tracks.reserve(audio.size());
+    // Only a folder that changed rewrites the cache; an unchanged one (the usual launch) does not
+    // even build the new entries.
+    const bool changed = !toRead.isEmpty() || !vanished.isEmpty() || audio.size() != previous.size();
     QHash<QByteArray, ScanCache::Entry> entries;
-    entries.reserve(audio.size());
+    if (changed)
+        entries.reserve(audio.size());
     for (qsizetype i = 0; i < audio.size(); ++i) {
         const FolderWalk::Entry &entry = audio[i];
         std::optional<ScannedTrack> &track = tracks[i];
@@ -156,11 +168,13 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) 
             track->identity = identity;
             identities.insert(identity);
         }
-        if (track)
-            result.tracks.append(*track);
-        else
+        if (!track)
             ++result.skippedFiles;
-        if (!stopped() || track) {
+        else if (!changed)
+            result.tracks.append(std::move(*track));
+        else
+            result.tracks.append(*track);
+        if (changed && (!stopped() || track)) {
             // Without the text forms of the path: a third of a track's size, made again on reuse.
             std::optional<ScannedTrack> kept = std::move(track);
             if (kept) {
@@ -172,8 +186,7 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) 
     }
     if (stopped())
         return result;
-    // Only a folder that changed rewrites the cache.
-    if (cache && (!toRead.isEmpty() || entries.size() != previous.size() || !vanished.isEmpty()))
+    if (cache && changed)
         cache->replace(std::move(entries));
 
     for (const FolderWalk::Entry &entry : std::as_const(playlistFiles)) {

@@ -5,6 +5,7 @@
 
 #include <QFile>
 #include <QUrl>
+#include <QtConcurrent>
 #include <algorithm>
 
 namespace {
@@ -65,13 +66,18 @@ std::optional<Artwork> LibraryIndex::artworkForFile(const QString &path)
 
 LibraryIndex::LibraryIndex(const ScanResult &scan)
 {
+    // Identifiers are digests of the tracks' identities: the costly part, made on every core.
+    const QList<MusicItemID> trackIDs = QtConcurrent::blockingMapped<QList<MusicItemID>>(scan.tracks, [](const ScannedTrack &track) {
+        return track.identity.isEmpty() ? LocalIdentifiers::make(LocalIdentifiers::song, track.relativePath)
+                                        : LocalIdentifiers::songID(track.identity);
+    }); // parallel to scan.tracks
+    // Only playlists look songs up by path.
     QHash<QString, MusicItemID> songByPath;
-    QList<MusicItemID> trackIDs; // parallel to scan.tracks
     m_songs.reserve(scan.tracks.size());
-    for (const ScannedTrack &track : scan.tracks) {
+    for (qsizetype i = 0; i < scan.tracks.size(); ++i) {
+        const ScannedTrack &track = scan.tracks[i];
         Song song;
-        song.id = track.identity.isEmpty() ? LocalIdentifiers::make(LocalIdentifiers::song, track.relativePath)
-                                           : LocalIdentifiers::songID(track.identity);
+        song.id = trackIDs[i];
         song.title = track.title;
         song.artistName = optionalText(track.artist);
         song.albumTitle = optionalText(track.album);
@@ -85,8 +91,8 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
         song.discNumber = track.discNumber;
         song.artwork = artworkForFile(track.artworkPath);
         song.playParameters = PlayParameters{song.id, QStringLiteral("song")};
-        songByPath.insert(track.path, song.id);
-        trackIDs.append(song.id);
+        if (!scan.playlists.isEmpty())
+            songByPath.insert(track.path, song.id);
         m_paths.insert(song.id, track.fileName.isEmpty() ? QFile::encodeName(track.path) : track.fileName);
         m_songs.append(std::move(song));
     }
@@ -94,8 +100,10 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
     for (qsizetype i = 0; i < m_songs.size(); ++i)
         m_songIndex.insert(m_songs[i].id, i);
 
+    // Albums and artists only read the songs and the tracks: they are grouped side by side.
+    QFuture<void> artists = QtConcurrent::run([this, &scan, &trackIDs] { addArtists(scan.tracks, trackIDs); });
     addAlbums(scan.tracks, trackIDs);
-    addArtists(scan.tracks, trackIDs);
+    artists.waitForFinished();
     addPlaylists(scan.playlists, songByPath);
     addGenres();
 }
@@ -124,7 +132,9 @@ void LibraryIndex::addAlbums(const QList<ScannedTrack> &tracks, const QList<Musi
 
     for (const MusicItemID &id : std::as_const(order)) {
         const QList<qsizetype> &members = tracksByAlbum[id];
-        QList<Song> songs;
+        // The album's songs are sorted as pointers: a Song is too large to move around.
+        std::vector<const Song *> songs;
+        songs.reserve(size_t(members.size()));
         QStringList genres;
         Album album;
         album.id = id;
@@ -132,7 +142,7 @@ void LibraryIndex::addAlbums(const QList<ScannedTrack> &tracks, const QList<Musi
         album.artistName = optionalText(albumArtistOf(tracks[members.first()]));
         for (const qsizetype index : members) {
             const ScannedTrack *track = &tracks[index];
-            songs.append(*song(trackIDs[index]));
+            songs.push_back(song(trackIDs[index]));
             genres.append(track->genre);
             if (track->releaseDate && (!album.releaseDate || *track->releaseDate < *album.releaseDate))
                 album.releaseDate = track->releaseDate;
@@ -140,10 +150,11 @@ void LibraryIndex::addAlbums(const QList<ScannedTrack> &tracks, const QList<Musi
             if (!album.libraryAddedDate || track->modified > *album.libraryAddedDate)
                 album.libraryAddedDate = track->modified;
         }
-        std::sort(songs.begin(), songs.end(), inAlbumOrder);
+        std::sort(songs.begin(), songs.end(), [](const Song *a, const Song *b) { return inAlbumOrder(*a, *b); });
         QList<MusicItemID> songIDs;
-        for (const Song &s : std::as_const(songs))
-            songIDs.append(s.id);
+        songIDs.reserve(qsizetype(songs.size()));
+        for (const Song *member : songs)
+            songIDs.append(member->id);
         album.genreNames = byFrequency(genres);
         album.trackCount = int(songIDs.size());
         album.artwork = firstArtwork(songIDs);

@@ -138,21 +138,25 @@ void LocalLibraryService::startScan()
         ScanResult scan = FolderScanner(folder, cache).scan(stop.get(), scanCache.get());
         QElapsedTimer timer;
         timer.start();
-        if (!stop->load() && scanCache->isDirty())
-            scanCache->save();
-        const qint64 saved = timer.elapsed();
         auto snapshot = std::make_shared<Snapshot>();
         snapshot->index = LibraryIndex(scan);
         const qint64 indexed = timer.elapsed();
         snapshot->recommendations = LocalRecommendations(snapshot->index);
-        Log::debug(Log::collection(), "Scan cache saved in %d ms, library built in %d ms, recommendations in %d ms",
-                   int(saved), int(indexed - saved), int(timer.elapsed() - indexed));
+        Log::debug(Log::collection(), "Library built in %d ms, recommendations in %d ms", int(indexed),
+                   int(timer.elapsed() - indexed));
         snapshot->revision = scan.revision;
         snapshot->folders = std::move(scan.folders);
         // The scan's own lists go with this job; what it leaves is the snapshot and the cache.
         scan = ScanResult();
         Allocator::releaseFreeMemory();
         return std::shared_ptr<const Snapshot>(std::move(snapshot));
+    });
+    // The library is handed out first and the scan cache written after it, before any later scan
+    // (the pool runs one job at a time). A stopped scan leaves the cache as it was, so what is
+    // there is always whole and is written even while the service closes.
+    m_scanPool.start([scanCache = m_scanCache] {
+        if (scanCache->isDirty())
+            scanCache->save();
     });
 }
 

@@ -151,6 +151,10 @@ struct Session {
         window->show();
         mark("window shown");
         MainViewModel &model = app->mainViewModel();
+        // The launch opens on Playlists once it has looked at the store; Songs is chosen then, as
+        // a user's first click would.
+        spin([&model] { return model._selectedContainerKindID().has_value(); });
+        mark("launch chose its list");
         model._navigationPath.set({NavigationItem::root(), NavigationItem::container(ContainerKind::songs)});
         showContainer(model, ContainerKind::songs);
         spin([this] { return window->paneController()->paneCount() == 2; });

@@ -62,6 +62,8 @@ double residentMB()
     return fields.size() > 1 ? double(fields[1].toLongLong()) * double(getpagesize()) / 1e6 : 0;
 }
 
+// Artwork URLs point at a loopback port where nothing listens: every row asks the artwork cache,
+// whose loads fail at once, and no request leaves the machine.
 SyntheticService::SyntheticService()
 {
     QRandomGenerator random(20261123);
@@ -70,7 +72,7 @@ SyntheticService::SyntheticService()
         artist.id = MusicItemID(QStringLiteral("r.%1").arg(i));
         artist.name = i % 7 == 0 ? QStringLiteral("The ") + phrase(random, 1, 2) : phrase(random, 1, 2);
         artist.genreNames = {genres[i % genres.size()]};
-        artist.artwork = Artwork(QStringLiteral("https://art.example/r%1/{w}x{h}.jpg").arg(i));
+        artist.artwork = Artwork(QStringLiteral("http://127.0.0.1:9/r%1/{w}x{h}.jpg").arg(i));
         library.artists.append(artist);
     }
     for (int i = 0; i < albumCount; ++i) {
@@ -82,7 +84,7 @@ SyntheticService::SyntheticService()
         if (i % 5)
             album.releaseDate = QDateTime::fromSecsSinceEpoch(qint64(random.bounded(2'000'000'000)), QTimeZone::utc());
         album.libraryAddedDate = QDateTime::fromSecsSinceEpoch(1'500'000'000 + i * 60, QTimeZone::utc());
-        album.artwork = Artwork(QStringLiteral("https://art.example/a%1/{w}x{h}.jpg").arg(i));
+        album.artwork = Artwork(QStringLiteral("http://127.0.0.1:9/a%1/{w}x{h}.jpg").arg(i));
         library.albums.append(album);
     }
     for (int i = 0; i < songCount; ++i) {

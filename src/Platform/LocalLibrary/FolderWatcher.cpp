@@ -66,9 +66,9 @@ void FolderWatcher::addPendingFolders()
     if (!m_pending.isEmpty()) {
         m_addScheduled = true;
         QTimer::singleShot(0, this, &FolderWatcher::addPendingFolders);
-    }
-    else if (!m_complete)
+    } else if (!m_complete) {
         reportCoverage();
+    }
 }
 
 void FolderWatcher::reportCoverage()

@@ -66,11 +66,12 @@ std::optional<Artwork> LibraryIndex::artworkForFile(const QString &path)
 
 LibraryIndex::LibraryIndex(const ScanResult &scan)
 {
-    // Identifiers are digests of the tracks' identities: the costly part, made on every core.
+    // The songs' identifiers, parallel to scan.tracks. They are digests of the tracks' identities,
+    // the costly part of a song, so they are made on every core.
     const QList<MusicItemID> trackIDs = QtConcurrent::blockingMapped<QList<MusicItemID>>(scan.tracks, [](const ScannedTrack &track) {
         return track.identity.isEmpty() ? LocalIdentifiers::make(LocalIdentifiers::song, track.relativePath)
                                         : LocalIdentifiers::songID(track.identity);
-    }); // parallel to scan.tracks
+    });
     // Only playlists look songs up by path.
     QHash<QString, MusicItemID> songByPath;
     m_songs.reserve(scan.tracks.size());

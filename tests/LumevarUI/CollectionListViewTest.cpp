@@ -1,11 +1,13 @@
 // The list view over 100,000 rows offscreen: it opens and scrolls measuring only the rows that
 // come into view, keeps its geometry consistent while rows get their real heights, and its keys
-// move and activate the selection through the controller.
+// move and activate the selection through the controller; a row whose artwork load ends at once
+// shows it.
 
 #include "Lumevar/App/LumevarApp.h"
 #include "Lumevar/Navigator/CollectionListController.h"
 #include "Support/UserDefaults.h"
 #include "Lumevar/UI/Navigator/CollectionListView.h"
+#include "Lumevar/UI/Navigator/RowArtwork.h"
 #include "TestKit/QtPrinters.h"
 
 #include <QScrollBar>
@@ -101,4 +103,26 @@ TEST_F(CollectionListViewTest, KeysMoveAndActivateTheSelection)
     QTest::keyClick(view.get(), Qt::Key_Return);
     QTest::keyClick(view.get(), Qt::Key_Enter, Qt::KeypadModifier);
     EXPECT_EQ(activated, (QList<int>{view->selectedRow(), view->selectedRow()}));
+}
+
+TEST(RowArtworkTest, ALoadThatEndsAtOnceFillsTheRowAndAFailureShowsAsOne)
+{
+    // The artwork cache ends a load at once when its file was read before the load was awaited:
+    // the row must show that image, not stay unknown for good.
+    const QImage cover(8, 8, QImage::Format_ARGB32);
+    int loads = 0;
+    RowArtwork artwork;
+    artwork.setSource({[](const QString &) { return QImage(); },
+                       [&cover, &loads](std::optional<QUrl>, QString id) -> QCoro::Task<QImage> {
+                           ++loads;
+                           if (id == QStringLiteral("broken"))
+                               throw std::runtime_error("no picture");
+                           co_return cover;
+                       }});
+    const QUrl url(QStringLiteral("file:///covers/a.jpg"));
+    EXPECT_EQ(artwork.slot(url, QStringLiteral("a")).state, ArtworkState::loaded);
+    EXPECT_EQ(artwork.slot(url, QStringLiteral("a")).image.size(), cover.size());
+    EXPECT_EQ(artwork.slot(url, QStringLiteral("broken")).state, ArtworkState::failed);
+    EXPECT_EQ(artwork.slot(std::nullopt, QStringLiteral("none")).state, ArtworkState::failed);
+    EXPECT_EQ(loads, 2); // each id is asked once; an id without a URL not at all
 }

@@ -22,17 +22,18 @@ RowArtwork::Slot RowArtwork::slot(const std::optional<QUrl> &url, const QString 
     Slot slot;
     if (m_source.cached)
         slot.image = m_source.cached(id);
-    if (!slot.image.isNull()) {
+    if (!slot.image.isNull())
         slot.state = ArtworkState::loaded;
-    } else {
+    else
         slot.state = url ? ArtworkState::unknown : ArtworkState::failed;
-        if (url && m_source.load && !m_loading.contains(id)) {
-            m_loading.insert(id);
-            detach(load(url, id));
-        }
-    }
+    // The slot is kept before the load starts: a load that ends at once (its file read before it
+    // was awaited) fills it in, and must not be overwritten by the unknown state after it.
     m_slots.insert(id, slot);
-    return slot;
+    if (slot.state == ArtworkState::unknown && m_source.load && !m_loading.contains(id)) {
+        m_loading.insert(id);
+        detach(load(url, id));
+    }
+    return m_slots.value(id);
 }
 
 void RowArtwork::retainOnly(const QSet<QString> &keep)

@@ -1,7 +1,8 @@
-// The navigator in the main window, driven by real keys and clicks offscreen: the arrows glide
-// between panes and beep at the ends, Return plays the selected song, a click at the one-pane
-// width moves on, Library SnapBack brings back the selected row of another pane, and a list
-// whose pane left the path follows its model no more.
+// The navigator in the main window, driven by real keys, clicks and wheel events offscreen: the
+// arrows glide between panes and beep at the ends, a horizontal two-finger swipe moves one pane
+// per gesture, Return plays the selected song, the play button over a row's artwork plays that
+// row, a click at the one-pane width moves on, Library SnapBack brings back the selected row of
+// another pane, and a list whose pane left the path follows its model no more.
 
 #include "ModelTestFixture.h"
 
@@ -17,6 +18,7 @@
 
 #include <QApplication>
 #include <QTest>
+#include <QWheelEvent>
 
 // Readable failures: a path step prints as its identifier.
 void PrintTo(const NavigationItem &item, std::ostream *os) { *os << item.id().toStdString(); }
@@ -99,6 +101,17 @@ protected:
         QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->rowRect(row).center() + QPoint(20, 0));
     }
 
+    // A touchpad's horizontal movement as X11 delivers it: pixels, no phase. The strip receives
+    // what a list leaves to it (a list ignores horizontal movement and Qt hands it up).
+    void swipe(int dx, int dy = 0)
+    {
+        PaneStripView *strip = panes()->view();
+        const QPointF at(strip->width() / 2.0, strip->height() / 2.0);
+        QWheelEvent event(at, strip->mapToGlobal(at), QPoint(dx, dy), QPoint(dx, dy) * 3, Qt::NoButton,
+                          Qt::NoModifier, Qt::NoScrollPhase, false);
+        QCoreApplication::sendEvent(strip, &event);
+    }
+
     int beeps = 0;
     std::unique_ptr<LumevarApp> app;
     std::unique_ptr<MainWindow> window;
@@ -143,6 +156,71 @@ TEST_F(NavigatorWindowTest, ArrowsGlideBetweenPanesAndBeepAtTheEnds)
     settle();
     EXPECT_FALSE(strip->isGliding());
     EXPECT_EQ(strip->offset(), 0);
+}
+
+TEST_F(NavigatorWindowTest, AHorizontalSwipeMovesOnePanePerGestureAndAVerticalOneDoesNot)
+{
+    storeAlbums({FakeMusicService::album(QStringLiteral("al1"), QStringLiteral("First"))});
+    launch(400);
+    ASSERT_EQ(panes()->paneCount(), 2);
+
+    // Fingers moving left pull the next pane in: 0.08 of the 400-pixel strip is 32 pixels.
+    swipe(-20);
+    EXPECT_EQ(main()._activePane(), 0);
+    swipe(-20);
+    EXPECT_EQ(main()._activePane(), 1);
+    settle();
+    EXPECT_TRUE(panes()->view()->isGliding());
+    // The rest of the same gesture moves nothing more, and the end of the strip does not beep.
+    swipe(-60);
+    swipe(-60);
+    EXPECT_EQ(main()._activePane(), 1);
+    EXPECT_EQ(beeps, 0);
+
+    // A pause of 0.2 s ends the gesture; the next one, fingers moving right, goes back.
+    clock.advance(0.25);
+    swipe(25);
+    swipe(25);
+    EXPECT_EQ(main()._activePane(), 0);
+
+    // Movement that is mostly vertical is scrolling, never a swipe.
+    clock.advance(0.25);
+    for (int i = 0; i < 4; ++i)
+        swipe(-30, -90);
+    EXPECT_EQ(main()._activePane(), 0);
+}
+
+TEST_F(NavigatorWindowTest, ThePlayButtonOverARowsArtworkPlaysThatRowAndPausesThePlayingOne)
+{
+    storeAlbums({FakeMusicService::album(QStringLiteral("al1"), QStringLiteral("First")),
+                 FakeMusicService::album(QStringLiteral("al2"), QStringLiteral("Second"))});
+    service.albumTracks[MusicItemID(QStringLiteral("al1"))] = albumSongs(3, QStringLiteral("a"), QStringLiteral("First"));
+    service.albumTracks[MusicItemID(QStringLiteral("al2"))] = albumSongs(2, QStringLiteral("b"), QStringLiteral("Second"));
+    launch(1000);
+    main()._selectedContainerKindID.set(QStringLiteral("albums"));
+    ASSERT_TRUE(spinUntil([&] { return list(1) && list(1)->model().count() == 2 && list(2); }));
+    CollectionListView *albums = list(1);
+    const int second = albums->model().itemID(0) == QStringLiteral("al2") ? 0 : 1;
+    // The artwork sits at the row's leading edge.
+    const QRect row = albums->rowRect(second);
+    const QPoint artwork = row.topLeft() + QPoint(12, row.height() / 2);
+    QTest::mouseMove(albums->viewport(), artwork);
+    settle();
+    QTest::mouseClick(albums->viewport(), Qt::LeftButton, {}, artwork);
+    ASSERT_TRUE(spinUntil([&] { return player.queue().currentEntry().has_value(); }));
+    // The row is selected alone and its album plays from the start.
+    EXPECT_EQ(albums->selectedRow(), second);
+    EXPECT_EQ(player.queue().entries().size(), 2);
+    EXPECT_EQ(player.queue().currentEntry()->title, service.albumTracks[MusicItemID(QStringLiteral("al2"))].first().title);
+
+    // Over the playing row the button pauses.
+    clock.advance(1); // the player mirror settles after its debounce
+    ASSERT_TRUE(spinUntil([&] { return main().isPlayingSource(ContainerKind::albums, QStringLiteral("al2")); }));
+    settle();
+    QTest::mouseMove(albums->viewport(), artwork + QPoint(1, 0));
+    settle();
+    QTest::mouseClick(albums->viewport(), Qt::LeftButton, {}, artwork + QPoint(1, 0));
+    ASSERT_TRUE(spinUntil([&] { return player.state().playbackStatus() == MusicPlaybackStatus::paused; }));
 }
 
 TEST_F(NavigatorWindowTest, ReturnPlaysTheSelectedSong)

@@ -6,6 +6,8 @@
 #include "Support/Clock.h"
 #include "Support/Task.h"
 
+#include <QCoreApplication>
+
 namespace {
 constexpr double focusAnimationDuration = 0.3;
 }
@@ -140,9 +142,23 @@ void CollectionListController::playRequest(int row)
 {
     if (!m_table || row < 0 || row >= m_model.count())
         return;
+    const std::optional<QString> before = m_selection.get();
     if (shouldSelectRow(row))
         m_table->selectRow(row);
-    m_doubleClick(row);
+    if (m_selection.get() == before) {
+        m_doubleClick(row);
+        return;
+    }
+    // The selection's observers run in the next turn of the event loop, and one of them starts
+    // the load of the newly selected collection. Playing now would play the collection selected
+    // before, so the play is queued behind them.
+    QMetaObject::invokeMethod(
+        QCoreApplication::instance(),
+        [this, alive = std::weak_ptr<bool>(m_alive), row] {
+            if (!alive.expired() && row < m_model.count())
+                m_doubleClick(row);
+        },
+        Qt::QueuedConnection);
 }
 
 void CollectionListController::updateFocus()

@@ -75,7 +75,9 @@ public:
     bool shouldSelectRow(int row);
     void selectionDidChange(int selectedRow);
     void activateSelectedRow();        // Return, Enter, double click
-    void playRequest(int row);         // the hover play button of a row
+    // The hover play button of a row: selects the row alone, then plays it once the new
+    // selection has been taken up by its observers.
+    void playRequest(int row);
     void becameFirstResponder(FocusCause cause);
     void reloadVisibleRows();          // coalesced
     void reloadAppearance();

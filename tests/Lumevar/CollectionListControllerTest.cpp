@@ -150,11 +150,16 @@ TEST_F(CollectionListControllerTest, TheUsersSelectionIsWrittenOnceAndNeverOverr
     table.selected = -1;
     controller->activateSelectedRow();
     EXPECT_EQ(activated, QList<int>{2});
-    // The hover play button selects its row and plays it.
+    // The hover play button selects its row and plays it once the new selection's observers
+    // (queued for the next turn) have run; a row already selected plays at once.
     controller->playRequest(0);
     EXPECT_EQ(table.selected, 0);
     EXPECT_EQ(selection, QStringLiteral("a"));
+    EXPECT_EQ(activated, (QList<int>{2}));
+    QCoreApplication::processEvents();
     EXPECT_EQ(activated, (QList<int>{2, 0}));
+    controller->playRequest(0);
+    EXPECT_EQ(activated, (QList<int>{2, 0, 0}));
 }
 
 TEST_F(CollectionListControllerTest, AReturningListOpensWhereItWasLeftWhileItsRowExists)

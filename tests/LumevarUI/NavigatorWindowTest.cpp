@@ -14,6 +14,7 @@
 #include "Lumevar/UI/Navigator/PaneController.h"
 #include "Lumevar/UI/Navigator/PaneScreen.h"
 #include "Lumevar/UI/Navigator/PaneStripView.h"
+#include "Lumevar/UI/Navigator/RowArtwork.h"
 #include "Support/UserDefaults.h"
 
 #include <QApplication>
@@ -201,6 +202,12 @@ TEST_F(NavigatorWindowTest, ThePlayButtonOverARowsArtworkPlaysThatRowAndPausesTh
     ASSERT_TRUE(spinUntil([&] { return list(1) && list(1)->model().count() == 2 && list(2); }));
     CollectionListView *albums = list(1);
     const int second = albums->model().itemID(0) == QStringLiteral("al2") ? 0 : 1;
+    // The button shows once the row's artwork has settled (here: failed, the fake URL loads nothing).
+    TableCellContent content;
+    albums->model().configure(content, second, ConfigurationType::regular);
+    RowArtwork *artworkSlots = albums->findChild<RowArtwork *>();
+    ASSERT_TRUE(artworkSlots && content.artworkID);
+    ASSERT_TRUE(spinUntil([&] { return artworkSlots->slot(content.artworkURL, *content.artworkID).state != ArtworkState::unknown; }));
     // The artwork sits at the row's leading edge.
     const QRect row = albums->rowRect(second);
     const QPoint artwork = row.topLeft() + QPoint(12, row.height() / 2);

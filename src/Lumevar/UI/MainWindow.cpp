@@ -303,8 +303,8 @@ void MainWindow::buildCentre()
     m_notice = new NoticeBanner(centre);
     grid->addWidget(m_notice, 0, 0);
 
-    // The player bar floats over the bottom of the window; this row keeps the lists' last rows clear of it.
-    grid->setRowMinimumHeight(2, int(PanelFrames::playerHeight) - int(PanelFrames::panelInset));
+    // The lists reach the window's bottom edge; the player bar floats over them there, and each
+    // list keeps room below its last row so that no row stays hidden behind the bar.
     setCentralWidget(centre);
 
     m_playerView = new PlayerView(m_model);

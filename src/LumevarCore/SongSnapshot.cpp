@@ -327,7 +327,7 @@ std::optional<SongImage> take(const QString &storePath)
         Reader in(payload, payload + header.payloadSize);
         return imageOf(in);
     } catch (const Refused &refused) {
-        Log::notice(Log::app(), "The song records saved beside the store are not used (%@); they are read from the store",
+        Log::error(Log::app(), "The song records saved beside the store are not used (%@); they are read from the store",
                     QString::fromUtf8(refused.what()));
         return std::nullopt;
     }

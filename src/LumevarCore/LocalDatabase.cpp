@@ -1,5 +1,6 @@
 #include "LumevarCore/LocalDatabase.h"
 
+#include "LumevarCore/SongSnapshot.h"
 #include "LumevarCore/StoreActor.h"
 #include "LumevarCore/StoreReads.h"
 #include "LumevarCore/StoreRecovery.h"
@@ -28,14 +29,22 @@ public:
     }
 
     // The song records load right after an open, while the application builds its window, so
-    // that the first song list finds them in memory. Nobody waits for this job: it reports its
-    // own failure.
+    // that the first song list finds them in memory: from the snapshot the last close saved
+    // beside the store file when it still fits, else from the table. Nobody waits for this job:
+    // it reports its own failure.
     void preloadSongs()
     {
         actor.run([](StoreState &state) {
             if (!state.db.isOpen())
                 return;
             try {
+                const QString file = state.db.fileName();
+                if (!file.isEmpty()) {
+                    if (std::optional<SongImage> image = SongSnapshot::take(file)) {
+                        state.songs.adopt(std::move(*image));
+                        return;
+                    }
+                }
                 state.songs.preload(state.db);
             } catch (const StoreError &error) {
                 state.songs.forget();
@@ -146,15 +155,28 @@ QCoro::Task<void> LocalDatabase::checkpoint()
 QCoro::Task<void> LocalDatabase::close()
 {
     return m_d->actor.run([](StoreState &state) {
-        state.songs.forget();
+        // The records in memory equal the rows: saved beside the file, they spare the next open
+        // reading the table.
+        std::optional<SongImage> image;
+        const QString file = state.db.fileName();
         if (state.db.isOpen()) {
             try {
                 checkpointNow(state.db);
             } catch (const StoreError &error) {
                 Log::error(Log::app(), "Failed to fold the store's write-ahead log back: %@", error);
             }
+            try {
+                if (!file.isEmpty() && state.songs.isLoaded())
+                    image = state.songs.image(state.db);
+            } catch (const StoreError &error) {
+                image.reset();
+                Log::error(Log::app(), "Failed to save the song records beside the store: %@", error);
+            }
         }
+        state.songs.forget();
         state.db.close();
+        if (image)
+            SongSnapshot::write(file, *image);
     }, StoreActor::Access::unchecked);
 }
 

@@ -1,7 +1,9 @@
 #include "LumevarCore/SongRecords.h"
 
+#include "LumevarCore/SongSnapshot.h"
 #include "LumevarCore/Sqlite.h"
 
+#include <QSet>
 #include <algorithm>
 #include <cstring>
 
@@ -76,7 +78,62 @@ QList<LocalSong> SongRecords::library(SqliteConnection &db, SortDescriptor<Local
         std::for_each(sorted.rbegin(), sorted.rend(), append);
     m_list = songs;
     m_listOrder = sort;
+    m_lastSort = sort;
     return songs;
+}
+
+SongImage SongRecords::image(SqliteConnection &db)
+{
+    SongImage image;
+    if (!m_loaded)
+        return image;
+    QSet<qint64> listed;
+    if (m_lastSort) {
+        const std::vector<qint64> &sorted = sortedLibrary(db, m_lastSort->key);
+        image.listOrder = m_lastSort;
+        image.list.reserve(qsizetype(sorted.size()));
+        image.listRows.reserve(sorted.size());
+        listed.reserve(qsizetype(sorted.size()));
+        auto add = [this, &image, &listed](qint64 pk) {
+            const auto found = m_records.constFind(pk);
+            if (found == m_records.constEnd())
+                return;
+            image.listRows.push_back(pk);
+            image.list.append(found.value());
+            listed.insert(pk);
+        };
+        if (m_lastSort->order == SortOrder::forward)
+            std::for_each(sorted.begin(), sorted.end(), add);
+        else
+            std::for_each(sorted.rbegin(), sorted.rend(), add);
+    }
+    for (auto record = m_records.cbegin(); record != m_records.cend(); ++record) {
+        if (listed.contains(record.key()))
+            continue;
+        image.otherRows.push_back(record.key());
+        image.others.append(record.value());
+    }
+    image.sorted = m_sorted;
+    return image;
+}
+
+void SongRecords::adopt(SongImage image)
+{
+    forget();
+    m_records.reserve(image.list.size() + image.others.size());
+    for (qsizetype i = 0; i < image.list.size(); ++i)
+        m_records.emplace(image.listRows[size_t(i)], image.list[i]);
+    for (qsizetype i = 0; i < image.others.size(); ++i)
+        m_records.emplace(image.otherRows[size_t(i)], std::move(image.others[i]));
+    for (const QString &text : std::as_const(image.sharedTexts))
+        m_texts.insert(text, text);
+    for (const auto &[text, url] : std::as_const(image.urls))
+        m_urls.insert(text, url);
+    m_sorted = std::move(image.sorted);
+    m_list = std::move(image.list);
+    m_listOrder = image.listOrder;
+    m_lastSort = image.listOrder;
+    m_loaded = true;
 }
 
 std::optional<int> SongRecords::nextLibraryPosition() const

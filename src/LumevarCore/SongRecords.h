@@ -14,6 +14,7 @@
 #include <vector>
 
 class SqliteConnection;
+struct SongImage;
 
 // A song's values as the store holds them, already cleaned of bad input.
 struct SongRow {
@@ -48,6 +49,15 @@ public:
     // first, ties by row, and the reverse order exactly the opposite.
     QList<LocalSong> library(SqliteConnection &db, SortDescriptor<LocalSong> sort);
 
+    // ---- Saved beside the store when it closes, and taken back in place of the table's rows.
+    bool isLoaded() const { return m_loaded; }
+    // Every record, with the library list in the order last asked for (worked out now if a
+    // change dropped it) and the orders already worked out. Only while loaded.
+    SongImage image(SqliteConnection &db);
+    // Takes the records of an image instead of reading the table; the image's list is kept as
+    // the list last handed out.
+    void adopt(SongImage image);
+
     // One past the highest library order, known without a query while the records are loaded.
     std::optional<int> nextLibraryPosition() const;
 
@@ -79,6 +89,8 @@ private:
     std::array<std::vector<qint64>, 7> m_sorted;
     std::optional<SortDescriptor<LocalSong>> m_listOrder;
     QList<LocalSong> m_list;
+    // The sort of the last library list asked for, kept across changes: the list a snapshot holds.
+    std::optional<SortDescriptor<LocalSong>> m_lastSort;
     QHash<QString, QString> m_texts;
     QHash<QByteArray, QString> m_utf8Texts;
     QHash<QString, QUrl> m_urls;

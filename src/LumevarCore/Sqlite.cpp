@@ -165,6 +165,14 @@ void SqliteConnection::closeWithoutCheckpoint()
     close();
 }
 
+QString SqliteConnection::fileName() const
+{
+    if (!m_db)
+        return {};
+    const char *name = sqlite3_db_filename(m_db, "main");
+    return name ? QString::fromUtf8(name) : QString();
+}
+
 bool SqliteConnection::isReadOnly() const { return m_db && sqlite3_db_readonly(m_db, "main") == 1; }
 
 void SqliteConnection::execute(const char *sql)

@@ -85,6 +85,8 @@ public:
     bool isOpen() const { return m_db != nullptr; }
     // Whether SQLite opened the main database read-only (the file cannot be written).
     bool isReadOnly() const;
+    // The absolute path of the open database's file; empty for a store in memory or a closed one.
+    QString fileName() const;
 
     // Runs one or more statements without results.
     void execute(const char *sql);

@@ -1,0 +1,157 @@
+#include "StoreTestSupport.h"
+
+#include "LumevarCore/SongSnapshot.h"
+#include "LumevarCore/SyncEngine.h"
+#include "Support/Log.h"
+
+#include <QFile>
+#include <functional>
+#include <sqlite3.h>
+
+namespace {
+
+// Every song list the store hands out: the library in each sort, and a playlist holding a song
+// outside the library.
+struct SongLists {
+    QList<QList<LocalSong>> library;
+    QList<LocalSong> playlist;
+    friend bool operator==(const SongLists &, const SongLists &) = default;
+};
+
+QStringList refusals(qsizetype from)
+{
+    QStringList lines;
+    const QList<LogStore::Entry> entries = LogStore::shared().entries();
+    for (qsizetype i = from; i < entries.size(); ++i)
+        if (entries[i].message.contains(QLatin1String("saved beside the store are not used")))
+            lines.append(entries[i].message);
+    return lines;
+}
+
+void runSql(const QString &path, const char *sql)
+{
+    sqlite3 *db = nullptr;
+    ASSERT_EQ(sqlite3_open(path.toUtf8().constData(), &db), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+    sqlite3_close(db);
+}
+
+} // namespace
+
+class SongSnapshotTest : public StoreTest {
+protected:
+    void SetUp() override
+    {
+        StoreTest::SetUp();
+        Song dated = makeSong("1", "Café 12", "Żółć", "Électrique");
+        dated.releaseDate = QDateTime(QDate(1987, 5, 3), QTime(0, 0), Qt::UTC);
+        dated.genreNames = {QStringLiteral("Jazz")};
+        Song noArtist = makeSong("2", "Track 7");
+        Song sameAlbum = makeSong("3", "beach", "Żółć", "Électrique", 61.5);
+        sameAlbum.genreNames = {QStringLiteral("Jazz")};
+        service.library.songs = {dated, noArtist, sameAlbum, makeSong("4", "Bear", "Other", "Second")};
+        service.library.playlists = {FakeMusicService::playlist("p", "P")};
+        service.playlistTracks[MusicItemID("p")] = {service.library.songs[2], makeSong("9", "Outsider", "Someone")};
+        syncAll();
+    }
+
+    SongLists lists()
+    {
+        SongLists lists;
+        for (int key = 0; key <= int(LocalSong::SortKey::order); ++key)
+            for (const SortOrder order : {SortOrder::forward, SortOrder::reverse})
+                lists.library.append(runTask(database->allLibrarySongs({LocalSong::SortKey(key), order})));
+        lists.playlist = runTask(database->songs(runTask(database->allPlaylists({LocalPlaylist::SortKey::name})).first()));
+        return lists;
+    }
+
+    void reopen()
+    {
+        runTask(database->close());
+        runTask(database->open());
+    }
+
+    QString storePath() const { return dir.filePath(QStringLiteral("local.db")); }
+    QString snapshotPath() const { return SongSnapshot::pathBeside(storePath()); }
+};
+
+TEST_F(SongSnapshotTest, RecordsAfterReopeningEqualAFreshReadOfTheTableAfterEveryKindOfWrite)
+{
+    lists();
+    // Writes after the records were loaded: a song added, one changed, one leaving the library.
+    runTask(database->addLibrarySongs({makeSong("5", "Señorita", "Beat")}));
+    service.library.songs[1].title = QStringLiteral("Track 8");
+    service.library.songs.append(makeSong("5", "Señorita", "Beat"));
+    service.library.songs.removeAt(3);
+    syncAll();
+    runTask(database->allLibrarySongs({LocalSong::SortKey::albumTitle, SortOrder::reverse}));
+
+    const qsizetype logged = LogStore::shared().entries().size();
+    runTask(database->close());
+    ASSERT_TRUE(QFile::exists(snapshotPath()));
+    runTask(database->open());
+    const SongLists fromSnapshot = lists();
+    EXPECT_TRUE(refusals(logged).isEmpty()) << refusals(logged).join('\n').toStdString();
+    EXPECT_FALSE(QFile::exists(snapshotPath())) << "a snapshot is used once: a run that ends without closing leaves none";
+
+    // The same lists read from the table.
+    runTask(database->close());
+    ASSERT_TRUE(QFile::remove(snapshotPath()));
+    runTask(database->open());
+    const SongLists fromTable = lists();
+    EXPECT_EQ(fromSnapshot, fromTable);
+    EXPECT_EQ(titles(fromTable.library[int(LocalSong::SortKey::order) * 2]), (QStringList{"Café 12", "Track 8", "beach", "Señorita"}));
+
+    // Writes after a snapshot was taken back reach the next one too.
+    runTask(database->addLibrarySongs({makeSong("6", "Beautiful", "Bear")}));
+    reopen();
+    EXPECT_EQ(runTask(database->allLibrarySongs({LocalSong::SortKey::title})).size(), 5);
+    EXPECT_TRUE(refusals(logged).isEmpty());
+}
+
+TEST_F(SongSnapshotTest, AStaleDamagedOrForeignSnapshotIsRefusedWithOneLineAndTheTableIsRead)
+{
+    const SongLists expected = lists();
+    runTask(database->close());
+    QFile saved(snapshotPath());
+    ASSERT_TRUE(saved.open(QIODevice::ReadOnly));
+    const QByteArray good = saved.readAll();
+    saved.close();
+    const QString otherStore = dir.filePath(QStringLiteral("other.db"));
+    ASSERT_TRUE(QFile::copy(storePath(), otherStore));
+
+    auto replaceWith = [this](const QByteArray &bytes) {
+        QFile file(snapshotPath());
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(bytes);
+    };
+    const std::vector<std::pair<const char *, std::function<void()>>> cases = {
+        {"a damaged byte", [&] { QByteArray bad = good; bad[bad.size() / 2] = char(bad[bad.size() / 2] ^ 0x5a); replaceWith(bad); }},
+        {"cut short", [&] { replaceWith(good.left(good.size() - 9)); }},
+        {"of another kind", [&] { QByteArray bad = good; bad[0] = 'X'; replaceWith(bad); }},
+        {"of another version", [&] { QByteArray bad = good; bad[8] = char(bad[8] + 1); replaceWith(bad); }},
+        {"beside another store file", [&] {
+             replaceWith(good);
+             ASSERT_TRUE(QFile::remove(storePath()));
+             ASSERT_TRUE(QFile::copy(otherStore, storePath()));
+         }},
+    };
+    for (const auto &[what, make] : cases) {
+        SCOPED_TRACE(what);
+        make();
+        const qsizetype logged = LogStore::shared().entries().size();
+        runTask(database->open());
+        EXPECT_EQ(lists(), expected);
+        EXPECT_EQ(refusals(logged).size(), 1);
+        EXPECT_FALSE(QFile::exists(snapshotPath()));
+        runTask(database->close());
+    }
+
+    // The store changed behind the snapshot's back: the changed rows are what the lists show.
+    ASSERT_TRUE(QFile::exists(snapshotPath()));
+    runSql(storePath(), "UPDATE songs SET title = 'Changed' WHERE id = '4'");
+    const qsizetype logged = LogStore::shared().entries().size();
+    runTask(database->open());
+    EXPECT_TRUE(titles(runTask(database->allLibrarySongs({LocalSong::SortKey::title}))).contains(QStringLiteral("Changed")));
+    EXPECT_EQ(refusals(logged).size(), 1);
+}

@@ -383,16 +383,28 @@ void BM_Large_FirstScanAndSyncLongestPause(benchmark::State &state)
         QTimer ticker;
         ticker.setTimerType(Qt::PreciseTimer);
         ticker.setInterval(2);
+        // LUMEVAR_BENCH_PAUSES=1 prints each pause over 100 ms and every log line with the time
+        // since the start, to tell which step held the thread.
+        static QElapsedTimer sinceStart;
+        static bool tracing = qEnvironmentVariableIntValue("LUMEVAR_BENCH_PAUSES") == 1;
+        sinceStart.start();
+        const QtMessageHandler previousHandler = tracing ? qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &message) {
+            std::fprintf(stderr, "%7lld ms  %s\n", static_cast<long long>(sinceStart.elapsed()), qPrintable(message));
+        }) : nullptr;
         QObject::connect(&ticker, &QTimer::timeout, [&] {
             const qint64 gap = sinceTick.restart();
             longest = std::max(longest, gap);
             overFrame += gap > 16;
             overTenth += gap > 100;
+            if (tracing && gap > 100)
+                std::fprintf(stderr, "%7lld ms  pause of %lld ms\n", static_cast<long long>(sinceStart.elapsed()), static_cast<long long>(gap));
         });
         sinceTick.start();
         ticker.start();
         QCoro::waitFor(SyncEngine(database, service).syncAll(nullptr));
         ticker.stop();
+        if (tracing)
+            qInstallMessageHandler(previousHandler);
         state.PauseTiming();
         QCoro::waitFor(database.close());
         state.ResumeTiming();

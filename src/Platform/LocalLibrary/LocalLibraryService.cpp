@@ -38,6 +38,8 @@ namespace {
 
 // Changes remembered for a store that is behind by a few: more than this and it syncs whole.
 constexpr qsizetype keptChanges = 16;
+// Nor are large imports kept: their songs would stay in memory, and a whole sync is as quick.
+constexpr qsizetype keptChangedSongs = 20000;
 
 template <typename T>
 LibraryPage<T> pageOf(const QList<T> &all, int offset, int limit)
@@ -157,8 +159,11 @@ void LocalLibraryService::startScan()
             snapshot->changes = base->changes;
             if (base->revision != scan.revision) {
                 snapshot->changes.append(change);
-                if (snapshot->changes.size() > keptChanges)
-                    snapshot->changes.removeFirst();
+                qsizetype songs = 0;
+                for (const LibraryChange &kept : std::as_const(snapshot->changes))
+                    songs += kept.songs.size();
+                while (snapshot->changes.size() > keptChanges || (songs > keptChangedSongs && !snapshot->changes.isEmpty()))
+                    songs -= snapshot->changes.takeFirst().songs.size();
             }
         } else {
             snapshot->index = LibraryIndex(scan);

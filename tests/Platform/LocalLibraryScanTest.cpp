@@ -356,8 +356,8 @@ TEST(LocalLibraryService, EveryFolderOfALargeLibraryIsWatched)
     writeTrack(f, QStringLiteral("album 0/first.mp3"), tags(QStringLiteral("First"), QStringLiteral("A")));
     LocalLibraryService service(f, library.cache.path());
     ASSERT_TRUE(runTask(service.libraryRevision()));
-    // A few turns of the event loop set the remaining slices.
-    for (int turn = 0; turn < 10; ++turn)
+    // Turns of the event loop set the remaining slices, a few milliseconds' worth each.
+    for (int turn = 0; turn < 500; ++turn)
         QCoreApplication::processEvents();
     QSignalSpy read(&service, &LocalLibraryService::folderChangeRead);
     int songs = 1;

@@ -7,7 +7,9 @@
 // tags are written directly, which is fast) for what a relaunch costs with the scan cache: a new
 // service brought to a current library when nothing changed, against the floor of only listing
 // the folder (what the file system alone costs); and one file added while the library is
-// watched and mirrored in a store: from the write until the store holds the new song.
+// watched and mirrored in a store: from the write until the store holds the new song, the change
+// applied as the application applies it. Last, the longest pause of the main thread's event loop
+// while the large folder is scanned and mirrored into an empty store.
 // LUMEVAR_BENCH_KEEP=1 keeps that folder (its path is printed) to run the application on it.
 //
 //   cmake --build build/default --target LibraryScanBench && build/default/bench/LibraryScanBench
@@ -39,6 +41,7 @@
 #include <taglib/mpegfile.h>
 #include <taglib/tpropertymap.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 
@@ -332,6 +335,8 @@ void BM_Large_OneFileAddedVisible(benchmark::State &state)
     QDir().mkpath(added);
     // Let the watcher settle on the new folder before timing.
     QCoro::waitFor(service.rescan());
+    // As the application follows a change: what changed since the revision the store mirrors.
+    QString synced = QCoro::waitFor(service.libraryRevision()).value_or(QString());
     int next = library.count();
     for (auto _ : state) {
         QEventLoop loop;
@@ -343,7 +348,13 @@ void BM_Large_OneFileAddedVisible(benchmark::State &state)
         file.close();
         ++next;
         loop.exec();
-        QCoro::waitFor(SyncEngine(database, service).syncAll(nullptr));
+        const QString revision = QCoro::waitFor(service.libraryRevision()).value_or(QString());
+        const std::optional<QList<LibraryChange>> changes = QCoro::waitFor(service.libraryChanges(synced, revision));
+        if (!changes)
+            state.SkipWithError("the change was not known");
+        else
+            QCoro::waitFor(SyncEngine(database, service).applyChanges(*changes));
+        synced = revision;
         const QString title = QStringLiteral("Sóng %1").arg(next - 1);
         if (!QCoro::waitFor(database.hasSong(title, std::nullopt, std::nullopt)))
             state.SkipWithError("the new song did not arrive");
@@ -352,6 +363,58 @@ void BM_Large_OneFileAddedVisible(benchmark::State &state)
     state.counters["files"] = library.count();
 }
 BENCHMARK(BM_Large_OneFileAddedVisible)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+
+// The longest pause of the main thread's event loop while a large folder is read and mirrored
+// into an empty store, as at a first launch (the scan cache is warm, so the scan lists the folder
+// and reads no tags): a timer on the main thread ticks every 2 ms, and the longest gap between
+// two ticks is what the window would have frozen for. Gaps over 16 ms (a missed frame) and over
+// 100 ms are counted too.
+void BM_Large_FirstScanAndSyncLongestPause(benchmark::State &state)
+{
+    LargeLibrary &library = LargeLibrary::shared();
+    qint64 longest = 0;
+    int overFrame = 0, overTenth = 0;
+    for (auto _ : state) {
+        QTemporaryDir storeFolder;
+        LocalDatabase database(storeFolder.filePath(QStringLiteral("local.db")));
+        QCoro::waitFor(database.open());
+        LocalLibraryService service(library.folder(), library.cache());
+        QElapsedTimer sinceTick;
+        QTimer ticker;
+        ticker.setTimerType(Qt::PreciseTimer);
+        ticker.setInterval(2);
+        // LUMEVAR_BENCH_PAUSES=1 prints each pause over 100 ms and every log line with the time
+        // since the start, to tell which step held the thread.
+        static QElapsedTimer sinceStart;
+        static bool tracing = qEnvironmentVariableIntValue("LUMEVAR_BENCH_PAUSES") == 1;
+        sinceStart.start();
+        const QtMessageHandler previousHandler = tracing ? qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &message) {
+            std::fprintf(stderr, "%7lld ms  %s\n", static_cast<long long>(sinceStart.elapsed()), qPrintable(message));
+        }) : nullptr;
+        QObject::connect(&ticker, &QTimer::timeout, [&] {
+            const qint64 gap = sinceTick.restart();
+            longest = std::max(longest, gap);
+            overFrame += gap > 16;
+            overTenth += gap > 100;
+            if (tracing && gap > 100)
+                std::fprintf(stderr, "%7lld ms  pause of %lld ms\n", static_cast<long long>(sinceStart.elapsed()), static_cast<long long>(gap));
+        });
+        sinceTick.start();
+        ticker.start();
+        QCoro::waitFor(SyncEngine(database, service).syncAll(nullptr));
+        ticker.stop();
+        if (tracing)
+            qInstallMessageHandler(previousHandler);
+        state.PauseTiming();
+        QCoro::waitFor(database.close());
+        state.ResumeTiming();
+    }
+    state.counters["files"] = library.count();
+    state.counters["longest_pause_ms"] = double(longest);
+    state.counters["pauses_over_16ms"] = double(overFrame) / double(state.iterations());
+    state.counters["pauses_over_100ms"] = double(overTenth) / double(state.iterations());
+}
+BENCHMARK(BM_Large_FirstScanAndSyncLongestPause)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(2);
 
 } // namespace
 

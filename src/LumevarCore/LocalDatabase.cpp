@@ -289,6 +289,11 @@ QCoro::Task<void> LocalDatabase::addLibrarySongs(QList<Song> songs)
     return m_d->write([songs](StoreState &s) { StoreWrites::addLibrarySongs(s, songs); });
 }
 
+QCoro::Task<void> LocalDatabase::removeLibraryItems(LibraryKind kind, QStringList ids)
+{
+    return m_d->write([kind, ids](StoreState &s) { StoreWrites::removeLibraryItems(s, kind, ids); });
+}
+
 QCoro::Task<QList<LocalPlaylist>> LocalDatabase::playlistsWithoutContents()
 {
     return m_d->actor.run([](StoreState &s) { return StoreReads::playlistsWithoutContents(s.db); });

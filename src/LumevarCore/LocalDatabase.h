@@ -109,6 +109,10 @@ public:
     QCoro::Task<QList<LocalSong>> storeCollectionSongs(LocalArtist artist, QList<Song> songs);
     // Adds songs to the end of the library's order (or refreshes them if already there).
     QCoro::Task<void> addLibrarySongs(QList<Song> songs);
+    // Takes the items of those identifiers out of the library, in one transaction: playlists,
+    // albums and artists are deleted; songs leave the library and are kept while a playlist holds
+    // them. Unknown identifiers are passed over.
+    QCoro::Task<void> removeLibraryItems(LibraryKind kind, QStringList ids);
     // Playlists whose contents were never fetched.
     QCoro::Task<QList<LocalPlaylist>> playlistsWithoutContents();
     // The latest date a library song was added, if any song has one.

@@ -669,4 +669,46 @@ void addLibrarySongs(StoreState &store, const QList<Song> &songs)
     transaction.commit();
 }
 
+void removeLibraryItems(StoreState &store, LocalDatabase::LibraryKind kind, const QStringList &ids)
+{
+    SqliteConnection &db = store.db;
+    SqliteTransaction transaction(db);
+    switch (kind) {
+    case LocalDatabase::LibraryKind::playlists: {
+        // The songs of the playlists that go may be held by nothing else.
+        QSet<qint64> candidates;
+        for (const QString &id : ids) {
+            SqliteQuery held = db.query("SELECT e.song FROM playlist_entries e JOIN playlists p ON p.pk = e.playlist"
+                                        " WHERE p.id = ?1");
+            held.bindAll(id);
+            candidates += touchedRows(held);
+            db.query("DELETE FROM playlists WHERE id = ?1").bindAll(id).run();
+        }
+        removeOrphanSongs(store, candidates);
+        break;
+    }
+    case LocalDatabase::LibraryKind::albums:
+        for (const QString &id : ids)
+            db.query("DELETE FROM albums WHERE id = ?1").bindAll(id).run();
+        break;
+    case LocalDatabase::LibraryKind::artists:
+        for (const QString &id : ids)
+            db.query("DELETE FROM artists WHERE id = ?1").bindAll(id).run();
+        break;
+    case LocalDatabase::LibraryKind::songs: {
+        // They leave the library; they stay as songs while a playlist holds them.
+        QSet<qint64> left;
+        for (const QString &id : ids) {
+            SqliteQuery leave = db.query("UPDATE songs SET library_order = NULL WHERE id = ?1 AND library_order IS NOT NULL"
+                                         " RETURNING pk");
+            leave.bindAll(id);
+            left += touchedRows(leave);
+        }
+        leaveLibrary(store, left);
+        break;
+    }
+    }
+    transaction.commit();
+}
+
 } // namespace StoreWrites

@@ -39,6 +39,8 @@ void storePlaylistContents(StoreState &store, const QList<std::pair<QString, QLi
 QList<LocalSong> storeAlbumSongs(StoreState &store, const LocalAlbum &album, const QList<Song> &songs);
 QList<LocalSong> storeArtistSongs(StoreState &store, const LocalArtist &artist, const QList<Song> &songs);
 void addLibrarySongs(StoreState &store, const QList<Song> &songs);
+// Takes the items of those identifiers out of the library (see LocalDatabase).
+void removeLibraryItems(StoreState &store, LocalDatabase::LibraryKind kind, const QStringList &ids);
 
 // Text as stored: invalid UTF-16 (lone surrogates), non-characters and control characters
 // other than white space removed. Returns the input unchanged in the common case.

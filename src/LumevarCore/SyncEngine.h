@@ -6,6 +6,7 @@
 // it waits on the service and honours cancellation through its token (CancellationError).
 
 #include "LumevarCore/Records.h"
+#include "Platform/Music/LibraryChange.h"
 #include "Support/Task.h"
 
 #include <QCoroTask>
@@ -38,6 +39,12 @@ public:
 
     // Takes up songs newly added to the library. Never throws: failures are logged.
     QCoro::Task<void> syncInserts();
+
+    // Applies what the service says changed (MusicService::libraryChanges), oldest first, through
+    // the store's ordinary writes: songs, albums, artists and playlists added, updated or removed,
+    // the contents of changed playlists fetched anew. New songs join the end of the library order.
+    // A failure leaves what was written and throws; a full sync then repairs the rest.
+    QCoro::Task<void> applyChanges(QList<LibraryChange> changes);
 
 private:
     LocalDatabase &m_database;

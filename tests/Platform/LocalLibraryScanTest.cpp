@@ -165,6 +165,50 @@ TEST(LocalLibraryScan, NamesThatAreNotUtf8AreFoundShownAndResolvedToTheirBytes)
     ::rmdir(oddFolder.constData());
 }
 
+TEST(LocalLibraryScan, PlaylistEntriesThatAreNotUtf8FindTheSongsTheScanFound)
+{
+    Library library;
+    const QByteArray root = QFile::encodeName(library.folder());
+    writeTrack(library.folder(), QStringLiteral("tmp1.mp3"), tags(QStringLiteral("Latin-1 name"), QStringLiteral("A")));
+    writeTrack(library.folder(), QStringLiteral("tmp2.mp3"), tags(QStringLiteral("Odd byte"), QStringLiteral("A")));
+    writeTrack(library.folder(), QStringLiteral("Thé.mp3"), tags(QStringLiteral("UTF-8 name"), QStringLiteral("A")));
+    const QByteArray oddFolder = root + "/dir \xff";
+    ASSERT_EQ(::mkdir(oddFolder.constData(), 0755), 0);
+    renameBytes(root + "/tmp1.mp3", root + "/caf\xe9.mp3");
+    renameBytes(root + "/tmp2.mp3", oddFolder + "/\xff.mp3");
+    // Relative and absolute entries by their bytes, a file: URL with the bytes percent-encoded,
+    // a Latin-1 entry for a file named in UTF-8, and a playlist whose own folder is not UTF-8.
+    writeFile(library.folder() + QStringLiteral("/bytes.m3u"),
+              "caf\xe9.mp3\n" + oddFolder + "/\xff.mp3\nfile://" + root.toPercentEncoding("/") + "/caf%E9.mp3\nTh\xe9.mp3\n");
+    const QByteArray inOddFolder = oddFolder + "/here.m3u";
+    writeFile(library.folder() + QStringLiteral("/tmp.m3u"), "\xff.mp3\n../caf\xe9.mp3\n");
+    renameBytes(root + "/tmp.m3u", inOddFolder);
+
+    const LibraryIndex index(library.scan());
+    QHash<QString, MusicItemID> byTitle;
+    for (const Song &song : index.songs())
+        byTitle.insert(song.title, song.id);
+    ASSERT_EQ(byTitle.size(), 3);
+    ASSERT_EQ(index.playlists().size(), 2);
+    for (const Playlist &playlist : index.playlists()) {
+        QList<MusicItemID> ids;
+        const std::optional<QList<Song>> tracks = index.playlistTracks(playlist.id);
+        for (const Song &song : *tracks)
+            ids.append(song.id);
+        if (playlist.name == QLatin1String("bytes"))
+            EXPECT_EQ(ids, (QList<MusicItemID>{byTitle[QStringLiteral("Latin-1 name")], byTitle[QStringLiteral("Odd byte")],
+                                               byTitle[QStringLiteral("Latin-1 name")], byTitle[QStringLiteral("UTF-8 name")]}));
+        else
+            EXPECT_EQ(ids, (QList<MusicItemID>{byTitle[QStringLiteral("Odd byte")], byTitle[QStringLiteral("Latin-1 name")]}));
+    }
+
+    // QTemporaryDir cannot name these to remove them.
+    ::unlink((root + "/caf\xe9.mp3").constData());
+    ::unlink((oddFolder + "/\xff.mp3").constData());
+    ::unlink(inOddFolder.constData());
+    ::rmdir(oddFolder.constData());
+}
+
 TEST(LocalLibraryScan, SymbolicLinksToFoldersAreFollowedEachRealFolderOnce)
 {
     Library library;
@@ -312,8 +356,8 @@ TEST(LocalLibraryService, EveryFolderOfALargeLibraryIsWatched)
     writeTrack(f, QStringLiteral("album 0/first.mp3"), tags(QStringLiteral("First"), QStringLiteral("A")));
     LocalLibraryService service(f, library.cache.path());
     ASSERT_TRUE(runTask(service.libraryRevision()));
-    // A few turns of the event loop set the remaining slices.
-    for (int turn = 0; turn < 10; ++turn)
+    // Turns of the event loop set the remaining slices, a few milliseconds' worth each.
+    for (int turn = 0; turn < 500; ++turn)
         QCoreApplication::processEvents();
     QSignalSpy read(&service, &LocalLibraryService::folderChangeRead);
     int songs = 1;

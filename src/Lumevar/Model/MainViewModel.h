@@ -192,9 +192,10 @@ public:
     // Mirrors the whole library into the store with the "Syncing Library" toast up. Reports its
     // own errors; on success remembers performedFullSyncKey.
     QCoro::Task<void> performFullSync();
-    // For a service that knows when its library changed: mirrors it again, without the toast,
-    // when its revision differs from the one the store last mirrored. Runs again when asked
-    // while it runs. Reports its own errors.
+    // For a service that knows when its library changed: when its revision differs from the one
+    // the store last mirrored, applies what changed since (when the service still knows it), else
+    // mirrors it again, without the toast. Runs again when asked while it runs. Reports its own
+    // errors.
     QCoro::Task<void> syncLibraryChanges();
     // Fills in playlists that are known but still empty; reports its own errors.
     QCoro::Task<void> syncEmptyPlaylistContents();
@@ -226,6 +227,10 @@ private:
     // Full sync state: the store lives in memory this run (nothing learnt may be remembered as
     // synced), a change sync runs, another was asked for meanwhile.
     QCoro::Task<bool> runSync(bool showToast);
+    // Applies the service's changes from one revision to the next; false when they are not known
+    // or could not be written (the caller then syncs whole).
+    QCoro::Task<bool> applyLibraryChanges(QString synced, QString revision);
+    void rememberSyncedRevision(const QString &revision);
     bool m_storeIsTemporary = false;
     bool m_changeSyncRunning = false;
     bool m_changeSyncAgain = false;

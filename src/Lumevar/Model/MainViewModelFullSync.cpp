@@ -56,11 +56,8 @@ QCoro::Task<bool> MainViewModel::runSync(bool showToast)
         const StoreCondition condition = co_await LocalDatabase::shared().condition();
         if (self)
             self->m_storeIsTemporary = condition.kind == StoreCondition::Kind::temporary;
-        if (self && revision) {
-            self->m_syncedRevision = revision;
-            if (!self->m_storeIsTemporary)
-                UserDefaults::standard().set(syncedLibraryRevisionKey, *revision);
-        }
+        if (self && revision)
+            self->rememberSyncedRevision(*revision);
         succeeded = true;
     } catch (...) {
         const Error error = errorFromCurrentException();
@@ -72,6 +69,32 @@ QCoro::Task<bool> MainViewModel::runSync(bool showToast)
     // A full sync makes and drops pages of songs by the hundred thousand.
     Allocator::releaseFreeMemory();
     co_return self && succeeded;
+}
+
+void MainViewModel::rememberSyncedRevision(const QString &revision)
+{
+    m_syncedRevision = revision;
+    if (!m_storeIsTemporary)
+        UserDefaults::standard().set(syncedLibraryRevisionKey, revision);
+}
+
+QCoro::Task<bool> MainViewModel::applyLibraryChanges(QString synced, QString revision)
+{
+    QPointer self(this);
+    try {
+        const std::optional<QList<LibraryChange>> changes = co_await MusicService::shared().libraryChanges(synced, revision);
+        if (!self || !changes)
+            co_return false;
+        SyncEngine engine(LocalDatabase::shared());
+        co_await engine.applyChanges(*changes);
+    } catch (...) {
+        Log::error(Log::sync(), "Failed to apply the library's changes; syncing it whole: %@", errorFromCurrentException());
+        co_return false;
+    }
+    if (!self)
+        co_return false;
+    rememberSyncedRevision(revision);
+    co_return true;
 }
 
 QCoro::Task<void> MainViewModel::performFullSync()
@@ -110,7 +133,11 @@ QCoro::Task<void> MainViewModel::syncLibraryChanges()
         if (!revision || revision == synced)
             continue;
         Log::info(Log::sync(), "The library changed; syncing it");
-        const bool succeeded = co_await runSync(false);
+        bool succeeded = synced && co_await applyLibraryChanges(*synced, *revision);
+        if (!self)
+            co_return;
+        if (!succeeded)
+            succeeded = co_await runSync(false);
         if (!self)
             co_return;
         if (succeeded)

@@ -84,9 +84,12 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) 
     for (const FolderWalk::Entry &entry : std::as_const(audio))
         present.insert(entry.path);
     QHash<MoveKey, QByteArray> vanished;
+    QList<QByteArray> goneIdentities;
     for (auto it = previous.cbegin(); it != previous.cend(); ++it) {
-        if (it->track && !present.contains(it.key()))
+        if (it->track && !present.contains(it.key())) {
             vanished.insert({it->inode, it->size, it->modifiedNs}, it->track->identity);
+            goneIdentities.append(it->track->identity);
+        }
     }
 
     QList<std::optional<ScannedTrack>> tracks(audio.size());
@@ -113,6 +116,8 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) 
             identities.insert(cached->track->identity);
         } else if (!unchanged || cached->track) {
             toRead.append(i);
+            if (cached != previous.cend() && cached->track)
+                goneIdentities.append(cached->track->identity);
         }
     }
 
@@ -151,6 +156,9 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) 
     QHash<QByteArray, ScanCache::Entry> entries;
     if (changed)
         entries.reserve(audio.size());
+    std::vector<bool> readNow(size_t(audio.size()), false);
+    for (const qsizetype index : std::as_const(toRead))
+        readNow[size_t(index)] = true;
     for (qsizetype i = 0; i < audio.size(); ++i) {
         const FolderWalk::Entry &entry = audio[i];
         std::optional<ScannedTrack> &track = tracks[i];
@@ -168,6 +176,8 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) 
             track->identity = identity;
             identities.insert(identity);
         }
+        if (track && readNow[size_t(i)])
+            result.readTracks.append(result.tracks.size());
         if (!track)
             ++result.skippedFiles;
         else if (!changed)
@@ -190,11 +200,12 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) 
         cache->replace(std::move(entries));
 
     for (const FolderWalk::Entry &entry : std::as_const(playlistFiles)) {
-        if (auto playlist = PlaylistFileReader::read(FolderWalk::displayName(entry.path))) {
+        if (auto playlist = PlaylistFileReader::read(entry.path)) {
             playlist->relativePath = QDir(m_folder).relativeFilePath(playlist->path);
             result.playlists.append(std::move(*playlist));
         }
     }
+    result.goneIdentities = std::move(goneIdentities);
     result.revision = revision.result().toHex();
     result.folders = std::move(listing.folders);
 

@@ -4,7 +4,8 @@
 // longestDelay seconds after the first, so a long copy still shows up as it goes. At most
 // maxFolders folders are watched (the system's watches are limited); names that are not UTF-8
 // cannot be watched. isComplete() says whether every folder is. Times run on Clock::shared().
-// Folders are handed to the system a slice per turn of the event loop (see addPendingFolders).
+// Folders are handed to the system a few milliseconds' worth per turn of the event loop (see
+// addPendingFolders).
 
 #include <QObject>
 #include <QSet>

@@ -1,6 +1,7 @@
 #include "Platform/LocalLibrary/LibraryIndex.h"
 
 #include "Platform/LocalLibrary/LocalIdentifiers.h"
+#include "Platform/Music/LibraryChange.h"
 #include "Support/Log.h"
 
 #include <QFile>
@@ -15,10 +16,10 @@ std::optional<QString> optionalText(const QString &text)
     return text.isEmpty() ? std::nullopt : std::optional<QString>(text);
 }
 
-// The artist an album is filed under: its album artist, else the track's artist.
-QString albumArtistOf(const ScannedTrack &track)
+// The artist an album is filed under: its album artist, else the song's artist.
+QString albumArtistOf(const Song &song)
 {
-    return track.albumArtist.isEmpty() ? track.artist : track.albumArtist;
+    return song.albumArtistName.value_or(song.artistName.value_or(QString()));
 }
 
 // Names counted over songs, most frequent first (ties in first-seen order).
@@ -55,7 +56,95 @@ void sortByID(QList<T> &items)
     std::sort(items.begin(), items.end(), [](const T &a, const T &b) { return a.id < b.id; });
 }
 
+MusicItemID songIDOf(const ScannedTrack &track)
+{
+    return track.identity.isEmpty() ? LocalIdentifiers::make(LocalIdentifiers::song, track.relativePath)
+                                    : LocalIdentifiers::songID(track.identity);
+}
+
+QByteArray fileOf(const ScannedTrack &track)
+{
+    return track.fileName.isEmpty() ? QFile::encodeName(track.path) : track.fileName;
+}
+
+Song songOf(const ScannedTrack &track, const MusicItemID &id)
+{
+    Song song;
+    song.id = id;
+    song.title = track.title;
+    song.artistName = optionalText(track.artist);
+    song.albumTitle = optionalText(track.album);
+    song.albumArtistName = optionalText(track.albumArtist);
+    if (!track.genre.isEmpty())
+        song.genreNames = QStringList{track.genre};
+    song.duration = track.duration;
+    song.releaseDate = track.releaseDate;
+    song.libraryAddedDate = track.modified;
+    song.trackNumber = track.trackNumber;
+    song.discNumber = track.discNumber;
+    song.artwork = LibraryIndex::artworkForFile(track.artworkPath);
+    song.playParameters = PlayParameters{song.id, QStringLiteral("song")};
+    return song;
+}
+
+// Puts updated items (nothing: removed) in place of those with their identifiers, keeping the list
+// sorted by identifier.
+template <typename T>
+void applyByID(QList<T> &items, const QHash<MusicItemID, std::optional<T>> &updates)
+{
+    if (updates.isEmpty())
+        return;
+    items.removeIf([&updates](const T &item) { return updates.contains(item.id); });
+    const qsizetype kept = items.size();
+    for (auto it = updates.cbegin(); it != updates.cend(); ++it) {
+        if (it.value())
+            items.append(*it.value());
+    }
+    std::sort(items.begin() + kept, items.end(), [](const T &a, const T &b) { return a.id < b.id; });
+    std::inplace_merge(items.begin(), items.begin() + kept, items.end(), [](const T &a, const T &b) { return a.id < b.id; });
+}
+
 } // namespace
+
+// Normalising and hashing a name is the costly part of grouping: once per distinct text.
+class LibraryNames {
+public:
+    const QString &key(const QString &name)
+    {
+        auto known = m_keys.constFind(name);
+        if (known == m_keys.constEnd())
+            known = m_keys.insert(name, LocalIdentifiers::nameKey(name));
+        return *known;
+    }
+    MusicItemID artist(const QString &name)
+    {
+        auto known = m_artists.constFind(name);
+        if (known == m_artists.constEnd())
+            known = m_artists.insert(name, LocalIdentifiers::make(LocalIdentifiers::artist, key(name)));
+        return *known;
+    }
+    // The album a song with an album title is on.
+    MusicItemID album(const Song &song)
+    {
+        const QString artist = albumArtistOf(song);
+        const QString title = song.albumTitle.value_or(QString());
+        const QString text = artist + u'\x1f' + title;
+        auto known = m_albums.constFind(text);
+        if (known == m_albums.constEnd())
+            known = m_albums.insert(text, LocalIdentifiers::make(LocalIdentifiers::album, key(artist) + u'\x1f' + key(title)));
+        return *known;
+    }
+    // Whether a song counts for its album artist as well as for its artist.
+    bool hasOtherAlbumArtist(const Song &song)
+    {
+        return song.albumArtistName && key(*song.albumArtistName) != key(song.artistName.value_or(QString()));
+    }
+
+private:
+    QHash<QString, QString> m_keys;
+    QHash<QString, MusicItemID> m_artists;
+    QHash<QString, MusicItemID> m_albums;
+};
 
 std::optional<Artwork> LibraryIndex::artworkForFile(const QString &path)
 {
@@ -68,200 +157,357 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
 {
     // The songs' identifiers, parallel to scan.tracks. They are digests of the tracks' identities,
     // the costly part of a song, so they are made on every core.
-    const QList<MusicItemID> trackIDs = QtConcurrent::blockingMapped<QList<MusicItemID>>(scan.tracks, [](const ScannedTrack &track) {
-        return track.identity.isEmpty() ? LocalIdentifiers::make(LocalIdentifiers::song, track.relativePath)
-                                        : LocalIdentifiers::songID(track.identity);
-    });
-    // Only playlists look songs up by path.
-    QHash<QString, MusicItemID> songByPath;
+    const QList<MusicItemID> trackIDs = QtConcurrent::blockingMapped<QList<MusicItemID>>(scan.tracks, &songIDOf);
     m_songs.reserve(scan.tracks.size());
     for (qsizetype i = 0; i < scan.tracks.size(); ++i) {
         const ScannedTrack &track = scan.tracks[i];
-        Song song;
-        song.id = trackIDs[i];
-        song.title = track.title;
-        song.artistName = optionalText(track.artist);
-        song.albumTitle = optionalText(track.album);
-        song.albumArtistName = optionalText(track.albumArtist);
-        if (!track.genre.isEmpty())
-            song.genreNames = QStringList{track.genre};
-        song.duration = track.duration;
-        song.releaseDate = track.releaseDate;
-        song.libraryAddedDate = track.modified;
-        song.trackNumber = track.trackNumber;
-        song.discNumber = track.discNumber;
-        song.artwork = artworkForFile(track.artworkPath);
-        song.playParameters = PlayParameters{song.id, QStringLiteral("song")};
-        if (!scan.playlists.isEmpty())
-            songByPath.insert(track.path, song.id);
-        m_paths.insert(song.id, track.fileName.isEmpty() ? QFile::encodeName(track.path) : track.fileName);
-        m_songs.append(std::move(song));
+        m_paths.insert(trackIDs[i], fileOf(track));
+        m_songs.append(songOf(track, trackIDs[i]));
     }
     sortByID(m_songs);
-    for (qsizetype i = 0; i < m_songs.size(); ++i)
-        m_songIndex.insert(m_songs[i].id, i);
+    rebuildSongIndex();
 
-    // Albums and artists only read the songs and the tracks: they are grouped side by side.
-    QFuture<void> artists = QtConcurrent::run([this, &scan, &trackIDs] { addArtists(scan.tracks, trackIDs); });
-    addAlbums(scan.tracks, trackIDs);
+    // The songs in the scan's order (by path): the first of a group names it.
+    std::vector<const Song *> inScanOrder;
+    inScanOrder.reserve(size_t(trackIDs.size()));
+    for (const MusicItemID &id : trackIDs)
+        inScanOrder.push_back(song(id));
+
+    // Albums and artists only read the songs: they are grouped side by side.
+    QFuture<void> artists = QtConcurrent::run([this, &inScanOrder] {
+        LibraryNames names;
+        QHash<MusicItemID, std::vector<const Song *>> songsByArtist;
+        QList<MusicItemID> order;
+        for (const Song *member : inScanOrder) {
+            if (!member->artistName)
+                continue;
+            auto &members = songsByArtist[names.artist(*member->artistName)];
+            if (members.empty())
+                order.append(names.artist(*member->artistName));
+            members.push_back(member);
+        }
+        for (const Song *member : inScanOrder) {
+            if (!names.hasOtherAlbumArtist(*member))
+                continue;
+            const auto found = songsByArtist.find(names.artist(*member->albumArtistName));
+            if (found != songsByArtist.end())
+                found->push_back(member);
+        }
+        for (const MusicItemID &id : std::as_const(order)) {
+            const std::vector<const Song *> &members = songsByArtist[id];
+            QList<MusicItemID> songIDs;
+            m_artists.append(makeArtist(id, *members.front()->artistName, members, names, songIDs));
+            m_artistSongs.insert(id, songIDs);
+        }
+        sortByID(m_artists);
+        for (qsizetype i = 0; i < m_artists.size(); ++i)
+            m_artistIndex.insert(m_artists[i].id, i);
+    });
+    {
+        LibraryNames names;
+        QHash<MusicItemID, std::vector<const Song *>> songsByAlbum;
+        QList<MusicItemID> order;
+        for (const Song *member : inScanOrder) {
+            if (!member->albumTitle)
+                continue;
+            auto &members = songsByAlbum[names.album(*member)];
+            if (members.empty())
+                order.append(names.album(*member));
+            members.push_back(member);
+        }
+        for (const MusicItemID &id : std::as_const(order)) {
+            QList<MusicItemID> songIDs;
+            m_albums.append(makeAlbum(id, songsByAlbum[id], songIDs));
+            m_albumSongs.insert(id, songIDs);
+        }
+        sortByID(m_albums);
+    }
     artists.waitForFinished();
-    addPlaylists(scan.playlists, songByPath);
+    if (!scan.playlists.isEmpty()) {
+        QHash<QByteArray, MusicItemID> songByFile;
+        for (auto it = m_paths.cbegin(); it != m_paths.cend(); ++it)
+            songByFile.insert(it.value(), it.key());
+        addPlaylists(scan.playlists, songByFile);
+    }
     addGenres();
 }
 
-void LibraryIndex::addAlbums(const QList<ScannedTrack> &tracks, const QList<MusicItemID> &trackIDs)
+LibraryIndex::LibraryIndex(const LibraryIndex &previous, const ScanResult &scan, LibraryChange &change)
+    : LibraryIndex(previous)
 {
-    QHash<MusicItemID, QList<qsizetype>> tracksByAlbum;
-    QList<MusicItemID> order;
-    QHash<QString, MusicItemID> idByText; // normalising and hashing once per distinct album
-    for (qsizetype i = 0; i < tracks.size(); ++i) {
-        const ScannedTrack &track = tracks[i];
-        if (track.album.isEmpty())
-            continue;
-        const QString text = albumArtistOf(track) + u'\x1f' + track.album;
-        auto known = idByText.constFind(text);
-        if (known == idByText.constEnd()) {
-            const QString key = LocalIdentifiers::nameKey(albumArtistOf(track)) + u'\x1f' + LocalIdentifiers::nameKey(track.album);
-            known = idByText.insert(text, LocalIdentifiers::make(LocalIdentifiers::album, key));
-        }
-        const MusicItemID id = *known;
-        auto &members = tracksByAlbum[id];
-        if (members.isEmpty())
-            order.append(id);
-        members.append(i);
+    LibraryNames names;
+    // The songs of files read anew replace those of files gone or changed; a changed or moved file
+    // keeps its identity, so its song is in both.
+    QSet<MusicItemID> gone;
+    for (const QByteArray &identity : scan.goneIdentities)
+        gone.insert(LocalIdentifiers::songID(identity));
+    for (const MusicItemID &id : std::as_const(gone))
+        m_paths.remove(id);
+    QList<Song> added;
+    added.reserve(scan.readTracks.size());
+    QSet<MusicItemID> replaced = gone;
+    for (const qsizetype index : scan.readTracks) {
+        const ScannedTrack &track = scan.tracks[index];
+        const MusicItemID id = songIDOf(track);
+        m_paths.insert(id, fileOf(track));
+        added.append(songOf(track, id));
+        replaced.insert(id);
+    }
+    if (replaced.isEmpty()) {
+        updatePlaylists(previous, scan.playlists, change);
+        return;
     }
 
-    for (const MusicItemID &id : std::as_const(order)) {
-        const QList<qsizetype> &members = tracksByAlbum[id];
-        // The album's songs are sorted as pointers: a Song is too large to move around.
-        std::vector<const Song *> songs;
-        songs.reserve(size_t(members.size()));
-        QStringList genres;
-        Album album;
-        album.id = id;
-        album.title = tracks[members.first()].album;
-        album.artistName = optionalText(albumArtistOf(tracks[members.first()]));
-        for (const qsizetype index : members) {
-            const ScannedTrack *track = &tracks[index];
-            songs.push_back(song(trackIDs[index]));
-            genres.append(track->genre);
-            if (track->releaseDate && (!album.releaseDate || *track->releaseDate < *album.releaseDate))
-                album.releaseDate = track->releaseDate;
-            // An album was added when its newest track was.
-            if (!album.libraryAddedDate || track->modified > *album.libraryAddedDate)
-                album.libraryAddedDate = track->modified;
+    // The groups the songs leave or join.
+    QHash<MusicItemID, QList<MusicItemID>> addedByAlbum, addedByArtist;
+    QSet<MusicItemID> albums, artists;
+    const auto noteGroups = [&](const Song &song, bool joins) {
+        if (song.albumTitle) {
+            const MusicItemID album = names.album(song);
+            albums.insert(album);
+            if (joins)
+                addedByAlbum[album].append(song.id);
         }
-        std::sort(songs.begin(), songs.end(), [](const Song *a, const Song *b) { return inAlbumOrder(*a, *b); });
-        QList<MusicItemID> songIDs;
-        songIDs.reserve(qsizetype(songs.size()));
-        for (const Song *member : songs)
-            songIDs.append(member->id);
-        album.genreNames = byFrequency(genres);
-        album.trackCount = int(songIDs.size());
-        album.artwork = firstArtwork(songIDs);
-        album.playParameters = PlayParameters{id, QStringLiteral("album")};
-        m_albumSongs.insert(id, songIDs);
-        m_albums.append(std::move(album));
+        if (song.artistName) {
+            const MusicItemID artist = names.artist(*song.artistName);
+            artists.insert(artist);
+            if (joins)
+                addedByArtist[artist].append(song.id);
+        }
+        if (names.hasOtherAlbumArtist(song)) {
+            const MusicItemID artist = names.artist(*song.albumArtistName);
+            artists.insert(artist);
+            if (joins)
+                addedByArtist[artist].append(song.id);
+        }
+    };
+    for (const MusicItemID &id : std::as_const(gone)) {
+        if (const Song *old = previous.song(id))
+            noteGroups(*old, false);
     }
-    sortByID(m_albums);
+    for (const Song &song : std::as_const(added))
+        noteGroups(song, true);
+    // Groups with nothing of their own to add still need an entry to be looked at.
+    for (const MusicItemID &id : std::as_const(albums))
+        addedByAlbum[id];
+    for (const MusicItemID &id : std::as_const(artists))
+        addedByArtist[id];
+
+    QHash<MusicItemID, std::optional<Song>> songUpdates;
+    for (const MusicItemID &id : std::as_const(gone))
+        songUpdates.insert(id, std::nullopt);
+    for (const Song &song : std::as_const(added))
+        songUpdates.insert(song.id, song);
+    applyByID(m_songs, songUpdates);
+    rebuildSongIndex();
+    change.songs = added;
+    for (const MusicItemID &id : std::as_const(gone)) {
+        if (!m_songIndex.contains(id) && previous.song(id))
+            change.removedSongs.append(id);
+    }
+
+    updateAlbums(previous, replaced, addedByAlbum, change);
+    updateArtists(previous, replaced, addedByArtist, names, change);
+    updatePlaylists(previous, scan.playlists, change);
+    m_genres.clear();
+    addGenres();
 }
 
-void LibraryIndex::addArtists(const QList<ScannedTrack> &tracks, const QList<MusicItemID> &trackIDs)
+void LibraryIndex::rebuildSongIndex()
 {
-    // Artists are the track artists (a compilation's "Various Artists" is none). An artist's songs
+    m_songIndex.clear();
+    m_songIndex.reserve(m_songs.size());
+    for (qsizetype i = 0; i < m_songs.size(); ++i)
+        m_songIndex.insert(m_songs[i].id, i);
+}
+
+Album LibraryIndex::makeAlbum(const MusicItemID &id, std::vector<const Song *> songs, QList<MusicItemID> &songIDs) const
+{
+    QStringList genres;
+    Album album;
+    album.id = id;
+    album.title = songs.front()->albumTitle.value_or(QString());
+    album.artistName = optionalText(albumArtistOf(*songs.front()));
+    for (const Song *member : songs) {
+        genres.append(member->genreNames.value(0));
+        if (member->releaseDate && (!album.releaseDate || *member->releaseDate < *album.releaseDate))
+            album.releaseDate = member->releaseDate;
+        // An album was added when its newest song was.
+        if (!album.libraryAddedDate || (member->libraryAddedDate && *member->libraryAddedDate > *album.libraryAddedDate))
+            album.libraryAddedDate = member->libraryAddedDate;
+    }
+    // Sorted as pointers: a Song is too large to move around.
+    std::sort(songs.begin(), songs.end(), [](const Song *a, const Song *b) { return inAlbumOrder(*a, *b); });
+    songIDs.clear();
+    songIDs.reserve(qsizetype(songs.size()));
+    for (const Song *member : songs)
+        songIDs.append(member->id);
+    album.genreNames = byFrequency(genres);
+    album.trackCount = int(songIDs.size());
+    album.artwork = firstArtwork(songIDs);
+    album.playParameters = PlayParameters{id, QStringLiteral("album")};
+    return album;
+}
+
+Artist LibraryIndex::makeArtist(const MusicItemID &id, const QString &name, const std::vector<const Song *> &songs,
+                                LibraryNames &names, QList<MusicItemID> &songIDs) const
+{
+    // Artists are the songs' artists (a compilation's "Various Artists" is none). An artist's songs
     // are those by the artist and those on the artist's albums (a song by "Santana feat. Rob
-    // Thomas" on a Santana album is Santana's too), as the store lists them.
-    QHash<MusicItemID, QList<qsizetype>> tracksByArtist;
-    QHash<MusicItemID, QString> names;
-    QList<MusicItemID> order;
-    // Normalising and hashing a name is the costly part: once per distinct text, not per track.
-    QHash<QString, QString> keyByName;
-    QHash<QString, MusicItemID> idByName;
-    const auto nameKey = [&keyByName](const QString &name) {
-        auto known = keyByName.constFind(name);
-        if (known == keyByName.constEnd())
-            known = keyByName.insert(name, LocalIdentifiers::nameKey(name));
-        return *known;
+    // Thomas" on a Santana album is Santana's too), as the store lists them: by album title (songs
+    // without an album last), then in album order. Each album's key is made once.
+    struct Member {
+        QString albumKey;
+        const Song *song;
     };
-    const auto artistID = [&idByName, &nameKey](const QString &name) {
-        auto known = idByName.constFind(name);
-        if (known == idByName.constEnd())
-            known = idByName.insert(name, LocalIdentifiers::make(LocalIdentifiers::artist, nameKey(name)));
-        return *known;
-    };
-    for (qsizetype i = 0; i < tracks.size(); ++i) {
-        const ScannedTrack &track = tracks[i];
-        if (track.artist.isEmpty())
-            continue;
-        const MusicItemID id = artistID(track.artist);
-        auto &members = tracksByArtist[id];
-        if (members.isEmpty()) {
-            order.append(id);
-            names.insert(id, track.artist);
+    std::vector<Member> members;
+    members.reserve(songs.size());
+    QStringList genres;
+    for (const Song *member : songs) {
+        members.push_back({names.key(member->albumTitle.value_or(QString())), member});
+        genres.append(member->genreNames.value(0));
+    }
+    std::sort(members.begin(), members.end(), [](const Member &a, const Member &b) {
+        if (a.albumKey != b.albumKey) {
+            if (a.albumKey.isEmpty() || b.albumKey.isEmpty())
+                return b.albumKey.isEmpty();
+            return a.albumKey < b.albumKey;
         }
-        members.append(i);
-    }
-    for (qsizetype i = 0; i < tracks.size(); ++i) {
-        const ScannedTrack &track = tracks[i];
-        if (track.albumArtist.isEmpty())
-            continue;
-        if (nameKey(track.albumArtist) == nameKey(track.artist))
-            continue; // already the artist's song
-        const auto found = tracksByArtist.find(artistID(track.albumArtist));
-        if (found != tracksByArtist.end())
-            found->append(i);
-    }
+        return inAlbumOrder(*a.song, *b.song);
+    });
+    songIDs.clear();
+    songIDs.reserve(qsizetype(members.size()));
+    for (const Member &m : members)
+        songIDs.append(m.song->id);
+    Artist artist;
+    artist.id = id;
+    artist.name = name;
+    artist.genreNames = byFrequency(genres);
+    artist.artwork = firstArtwork(songIDs);
+    return artist;
+}
 
-    for (const MusicItemID &id : std::as_const(order)) {
-        const QList<qsizetype> &members = tracksByArtist[id];
-        // Album title (songs without an album last), then the album order; each album's key is
-        // made once, not in every comparison.
-        struct Member {
-            QString albumKey;
-            const Song *song;
-        };
-        std::vector<Member> songs;
-        songs.reserve(size_t(members.size()));
-        QStringList genres;
-        for (const qsizetype index : members) {
-            const Song *member = song(trackIDs[index]);
-            songs.push_back({nameKey(member->albumTitle.value_or(QString())), member});
-            genres.append(tracks[index].genre);
+void LibraryIndex::updateAlbums(const LibraryIndex &previous, const QSet<MusicItemID> &replaced,
+                                const QHash<MusicItemID, QList<MusicItemID>> &addedByAlbum, LibraryChange &change)
+{
+    QHash<MusicItemID, std::optional<Album>> updates;
+    for (auto it = addedByAlbum.cbegin(); it != addedByAlbum.cend(); ++it) {
+        const MusicItemID &id = it.key();
+        std::vector<const Song *> members;
+        for (const MusicItemID &songID : previous.m_albumSongs.value(id)) {
+            if (!replaced.contains(songID))
+                members.push_back(song(songID));
         }
-        std::sort(songs.begin(), songs.end(), [](const Member &a, const Member &b) {
-            if (a.albumKey != b.albumKey) {
-                if (a.albumKey.isEmpty() || b.albumKey.isEmpty())
-                    return b.albumKey.isEmpty();
-                return a.albumKey < b.albumKey;
+        for (const MusicItemID &songID : it.value())
+            members.push_back(song(songID));
+        const bool existed = previous.m_albumSongs.contains(id);
+        if (members.empty()) {
+            m_albumSongs.remove(id);
+            if (existed) {
+                updates.insert(id, std::nullopt);
+                change.removedAlbums.append(id);
             }
-            return inAlbumOrder(*a.song, *b.song);
-        });
+            continue;
+        }
         QList<MusicItemID> songIDs;
-        for (const Member &m : songs)
-            songIDs.append(m.song->id);
-
-        Artist artist;
-        artist.id = id;
-        artist.name = names.value(id);
-        artist.genreNames = byFrequency(genres);
-        artist.artwork = firstArtwork(songIDs);
-        m_artistSongs.insert(id, songIDs);
-        m_artists.append(std::move(artist));
+        Album album = makeAlbum(id, members, songIDs);
+        m_albumSongs.insert(id, songIDs);
+        change.albums.append(album);
+        updates.insert(id, std::move(album));
     }
-    sortByID(m_artists);
+    applyByID(m_albums, updates);
+}
+
+void LibraryIndex::updateArtists(const LibraryIndex &previous, const QSet<MusicItemID> &replaced,
+                                 const QHash<MusicItemID, QList<MusicItemID>> &addedByArtist, LibraryNames &names,
+                                 LibraryChange &change)
+{
+    QHash<MusicItemID, std::optional<Artist>> updates;
+    for (auto it = addedByArtist.cbegin(); it != addedByArtist.cend(); ++it) {
+        const MusicItemID &id = it.key();
+        QSet<MusicItemID> memberIDs;
+        for (const MusicItemID &songID : previous.m_artistSongs.value(id)) {
+            if (!replaced.contains(songID))
+                memberIDs.insert(songID);
+        }
+        for (const MusicItemID &songID : it.value())
+            memberIDs.insert(songID);
+        // An artist is there while a song of its own is: songs on its albums alone do not make it.
+        const Artist *existing = previous.artist(id);
+        QString name = existing ? existing->name : QString();
+        bool hasOwnSong = false;
+        for (const MusicItemID &songID : std::as_const(memberIDs)) {
+            const Song *member = song(songID);
+            if (member->artistName && names.artist(*member->artistName) == id) {
+                hasOwnSong = true;
+                if (name.isEmpty())
+                    name = *member->artistName;
+            }
+        }
+        if (!hasOwnSong) {
+            m_artistSongs.remove(id);
+            if (existing) {
+                updates.insert(id, std::nullopt);
+                change.removedArtists.append(id);
+            }
+            continue;
+        }
+        if (!existing) {
+            // A new artist takes the songs already on its albums.
+            for (const Song &other : std::as_const(m_songs)) {
+                if (names.hasOtherAlbumArtist(other) && names.artist(*other.albumArtistName) == id)
+                    memberIDs.insert(other.id);
+            }
+        }
+        std::vector<const Song *> members;
+        members.reserve(size_t(memberIDs.size()));
+        for (const MusicItemID &songID : std::as_const(memberIDs))
+            members.push_back(song(songID));
+        QList<MusicItemID> songIDs;
+        Artist artist = makeArtist(id, name, members, names, songIDs);
+        m_artistSongs.insert(id, songIDs);
+        change.artists.append(artist);
+        updates.insert(id, std::move(artist));
+    }
+    applyByID(m_artists, updates);
+    m_artistIndex.clear();
     for (qsizetype i = 0; i < m_artists.size(); ++i)
         m_artistIndex.insert(m_artists[i].id, i);
 }
 
-void LibraryIndex::addPlaylists(const QList<ScannedPlaylist> &playlists, const QHash<QString, MusicItemID> &songByPath)
+void LibraryIndex::updatePlaylists(const LibraryIndex &previous, const QList<ScannedPlaylist> &playlists,
+                                   LibraryChange &change)
+{
+    m_playlists.clear();
+    m_playlistSongs.clear();
+    if (!playlists.isEmpty()) {
+        QHash<QByteArray, MusicItemID> songByFile;
+        songByFile.reserve(m_paths.size());
+        for (auto it = m_paths.cbegin(); it != m_paths.cend(); ++it)
+            songByFile.insert(it.value(), it.key());
+        addPlaylists(playlists, songByFile);
+    }
+    QHash<MusicItemID, const Playlist *> before;
+    for (const Playlist &playlist : previous.m_playlists)
+        before.insert(playlist.id, &playlist);
+    for (const Playlist &playlist : std::as_const(m_playlists)) {
+        const Playlist *old = before.take(playlist.id);
+        if (!old || *old != playlist || previous.m_playlistSongs.value(playlist.id) != m_playlistSongs.value(playlist.id))
+            change.playlists.append(playlist);
+    }
+    for (auto it = before.cbegin(); it != before.cend(); ++it)
+        change.removedPlaylists.append(it.key());
+}
+
+void LibraryIndex::addPlaylists(const QList<ScannedPlaylist> &playlists, const QHash<QByteArray, MusicItemID> &songByFile)
 {
     for (const ScannedPlaylist &scanned : playlists) {
         QList<MusicItemID> songIDs;
-        for (const QString &path : scanned.trackPaths) {
-            const auto found = songByPath.constFind(path);
-            if (found == songByPath.constEnd()) {
+        for (const QByteArray &file : scanned.trackPaths) {
+            const auto found = songByFile.constFind(file);
+            if (found == songByFile.constEnd()) {
                 Log::notice(Log::collection(), "Playlist %@: skipping %@, not a readable song of the library",
-                            scanned.path, path);
+                            scanned.path, QString::fromUtf8(file));
                 continue;
             }
             songIDs.append(*found);
@@ -281,14 +527,19 @@ void LibraryIndex::addPlaylists(const QList<ScannedPlaylist> &playlists, const Q
 
 void LibraryIndex::addGenres()
 {
+    QHash<QString, qsizetype> genreByName;
     QHash<QString, qsizetype> genreByKey;
     for (const Song &song : std::as_const(m_songs)) {
         for (const QString &name : song.genreNames) {
-            const QString key = LocalIdentifiers::nameKey(name);
-            auto found = genreByKey.constFind(key);
-            if (found == genreByKey.constEnd()) {
-                found = genreByKey.insert(key, m_genres.size());
-                m_genres.append(Genre{name, {}});
+            auto found = genreByName.constFind(name);
+            if (found == genreByName.constEnd()) {
+                const QString key = LocalIdentifiers::nameKey(name);
+                auto byKey = genreByKey.constFind(key);
+                if (byKey == genreByKey.constEnd()) {
+                    byKey = genreByKey.insert(key, m_genres.size());
+                    m_genres.append(Genre{name, {}});
+                }
+                found = genreByName.insert(name, *byKey);
             }
             m_genres[*found].songIDs.append(song.id);
         }

@@ -1,13 +1,18 @@
 #pragma once
-// The library as the music service hands it out, built once from a scan: songs, albums grouped by
-// album artist and title, artists from the tracks' artists and album artists, playlists from playlist files, and the songs of
-// each genre. Immutable after construction, so it can be built on a worker thread and read on
-// the main thread.
+// The library as the music service hands it out, built from a scan: songs, albums grouped by
+// album artist and title, artists from the tracks' artists and album artists, playlists from
+// playlist files, and the songs of each genre. Immutable after construction, so it can be built
+// on a worker thread and read on the main thread. A later scan that found a few files changed
+// makes the next index from the last one, redoing only the albums and artists those files take
+// part in, and says what changed (LibraryChange) for the store that mirrors it.
 
 #include "Platform/LocalLibrary/ScannedTrack.h"
 #include "Platform/Music/MusicTypes.h"
 
 #include <QHash>
+
+struct LibraryChange;
+class LibraryNames;
 
 class LibraryIndex {
 public:
@@ -18,6 +23,10 @@ public:
 
     LibraryIndex() = default;
     explicit LibraryIndex(const ScanResult &scan);
+    // The index of scan, made from previous, the index of the scan before it, and the changes the
+    // scan found against that one (ScanResult::readTracks and goneIdentities). Fills change with
+    // the items added, changed and removed; its revisions are left to the caller.
+    LibraryIndex(const LibraryIndex &previous, const ScanResult &scan, LibraryChange &change);
 
     // Every list is in a stable order: by identifier.
     const QList<Song> &songs() const { return m_songs; }
@@ -47,8 +56,19 @@ public:
 private:
     void addAlbums(const QList<ScannedTrack> &tracks, const QList<MusicItemID> &trackIDs);
     void addArtists(const QList<ScannedTrack> &tracks, const QList<MusicItemID> &trackIDs);
-    void addPlaylists(const QList<ScannedPlaylist> &playlists, const QHash<QString, MusicItemID> &songByPath);
+    void addPlaylists(const QList<ScannedPlaylist> &playlists, const QHash<QByteArray, MusicItemID> &songByFile);
     void addGenres();
+    void rebuildSongIndex();
+    // An album or artist made from its songs; songIDs receives them in the collection's order.
+    Album makeAlbum(const MusicItemID &id, std::vector<const Song *> songs, QList<MusicItemID> &songIDs) const;
+    Artist makeArtist(const MusicItemID &id, const QString &name, const std::vector<const Song *> &songs,
+                      LibraryNames &names, QList<MusicItemID> &songIDs) const;
+    void updateAlbums(const LibraryIndex &previous, const QSet<MusicItemID> &replaced,
+                      const QHash<MusicItemID, QList<MusicItemID>> &addedByAlbum, LibraryChange &change);
+    void updateArtists(const LibraryIndex &previous, const QSet<MusicItemID> &replaced,
+                       const QHash<MusicItemID, QList<MusicItemID>> &addedByArtist, LibraryNames &names,
+                       LibraryChange &change);
+    void updatePlaylists(const LibraryIndex &previous, const QList<ScannedPlaylist> &playlists, LibraryChange &change);
     std::optional<Artwork> firstArtwork(const QList<MusicItemID> &songIDs) const;
     std::optional<QList<Song>> tracksOf(const QHash<MusicItemID, QList<MusicItemID>> &map, const MusicItemID &id) const;
 

@@ -30,9 +30,16 @@ struct LocalLibraryService::Snapshot {
     LocalRecommendations recommendations;
     QByteArray revision;
     QList<QByteArray> folders;
+    // The latest changes of the library, oldest first, the last one leading to revision.
+    QList<LibraryChange> changes;
 };
 
 namespace {
+
+// Changes remembered for a store that is behind by a few: more than this and it syncs whole.
+constexpr qsizetype keptChanges = 16;
+// Nor are large imports kept: their songs would stay in memory, and a whole sync is as quick.
+constexpr qsizetype keptChangedSongs = 20000;
 
 template <typename T>
 LibraryPage<T> pageOf(const QList<T> &all, int offset, int limit)
@@ -61,7 +68,8 @@ LocalLibraryService::LocalLibraryService(QString folder, QString artworkCacheFol
                                ? QStandardPaths::writableLocation(QStandardPaths::CacheLocation) + QStringLiteral("/LocalLibraryArtwork")
                                : std::move(artworkCacheFolder)),
       m_status(checkFolder()),
-      m_stopScan(std::make_shared<std::atomic<bool>>(false))
+      m_stopScan(std::make_shared<std::atomic<bool>>(false)),
+      m_lastBuilt(std::make_shared<std::shared_ptr<const Snapshot>>())
 {
     m_scanPool.setMaxThreadCount(1);
     m_scanCache = std::make_shared<ScanCache>(QFile::encodeName(m_folder), scanCacheFile());
@@ -132,20 +140,42 @@ void LocalLibraryService::startScan()
     const int generation = ++m_scanGeneration;
     Log::debug(Log::collection(), "Scanning %@ (scan %d)", m_folder, generation);
     m_scan = QtConcurrent::run(&m_scanPool, [folder = m_folder, cache = m_artworkCacheFolder, stop = m_stopScan,
-                                             scanCache = m_scanCache, first = generation == 1] {
+                                             scanCache = m_scanCache, lastBuilt = m_lastBuilt, first = generation == 1] {
         if (first)
             scanCache->load();
+        // The library of the scan before this one, from the same cache: what this scan finds
+        // changed is applied to it. Cleared while the scan runs, so that a scan that fails or
+        // stops leaves the next one to build the library whole.
+        const std::shared_ptr<const Snapshot> base = std::exchange(*lastBuilt, nullptr);
         ScanResult scan = FolderScanner(folder, cache).scan(stop.get(), scanCache.get());
         QElapsedTimer timer;
         timer.start();
         auto snapshot = std::make_shared<Snapshot>();
-        snapshot->index = LibraryIndex(scan);
+        LibraryChange change;
+        if (base) {
+            change.fromRevision = QString::fromLatin1(base->revision);
+            change.toRevision = QString::fromLatin1(scan.revision);
+            snapshot->index = LibraryIndex(base->index, scan, change);
+            snapshot->changes = base->changes;
+            if (base->revision != scan.revision) {
+                snapshot->changes.append(change);
+                qsizetype songs = 0;
+                for (const LibraryChange &kept : std::as_const(snapshot->changes))
+                    songs += kept.songs.size();
+                while (snapshot->changes.size() > keptChanges || (songs > keptChangedSongs && !snapshot->changes.isEmpty()))
+                    songs -= snapshot->changes.takeFirst().songs.size();
+            }
+        } else {
+            snapshot->index = LibraryIndex(scan);
+        }
         const qint64 indexed = timer.elapsed();
-        snapshot->recommendations = LocalRecommendations(snapshot->index);
-        Log::debug(Log::collection(), "Library built in %d ms, recommendations in %d ms", int(indexed),
-                   int(timer.elapsed() - indexed));
+        snapshot->recommendations = base && change.isEmpty() ? base->recommendations : LocalRecommendations(snapshot->index);
+        Log::debug(Log::collection(), "Library %s in %d ms, recommendations in %d ms", base ? "updated" : "built",
+                   int(indexed), int(timer.elapsed() - indexed));
         snapshot->revision = scan.revision;
         snapshot->folders = std::move(scan.folders);
+        if (!stop->load())
+            *lastBuilt = snapshot;
         // The scan's own lists go with this job; what it leaves is the snapshot and the cache.
         scan = ScanResult();
         Allocator::releaseFreeMemory();
@@ -236,6 +266,25 @@ QCoro::Task<std::optional<QString>> LocalLibraryService::libraryRevision()
     if (!self || !m_snapshot)
         co_return std::nullopt;
     co_return QString::fromLatin1(m_snapshot->revision);
+}
+
+QCoro::Task<std::optional<QList<LibraryChange>>> LocalLibraryService::libraryChanges(QString since, QString until)
+{
+    const auto snapshot = co_await library();
+    QList<LibraryChange> chain;
+    if (since == until)
+        co_return chain;
+    const QList<LibraryChange> &changes = snapshot->changes;
+    qsizetype last = changes.size() - 1;
+    while (last >= 0 && changes[last].toRevision != until)
+        --last;
+    for (qsizetype first = last; first >= 0; --first) {
+        if (first < last && changes[first].toRevision != changes[first + 1].fromRevision)
+            break;
+        if (changes[first].fromRevision == since)
+            co_return changes.mid(first, last - first + 1);
+    }
+    co_return std::nullopt;
 }
 
 QCoro::Task<void> LocalLibraryService::rescan()

@@ -5,7 +5,8 @@
 // thread; callers that arrive while a scan runs wait for that same scan. A scan reads only the
 // files that are new or changed since the last one (ScanCache, kept in the cache folder across
 // runs). After the first scan the folder is watched: a change is read in the background and
-// announced with MusicService::libraryDidChangeNotification.
+// announced with MusicService::libraryDidChangeNotification. A scan after the first updates the
+// library it follows in place and remembers what changed, so the store can apply just that.
 
 #include "Platform/Music/MusicService.h"
 
@@ -49,6 +50,8 @@ public:
     QCoro::Task<void> rescan();
     // The library's revision. Reads the folder first unless it is watched whole and read already.
     QCoro::Task<std::optional<QString>> libraryRevision() override;
+    // The changes between two revisions of the last few that scans of this run found.
+    QCoro::Task<std::optional<QList<LibraryChange>>> libraryChanges(QString since, QString until) override;
     // Where the scan cache of this folder is kept.
     QString scanCacheFile() const;
 
@@ -100,6 +103,8 @@ private:
     std::shared_ptr<std::atomic<bool>> m_stopScan;
     // Touched only by scans, which run one at a time on m_scanPool.
     std::shared_ptr<ScanCache> m_scanCache;
+    // The library the last finished scan built, the base of the next scan's; touched only by scans.
+    std::shared_ptr<std::shared_ptr<const Snapshot>> m_lastBuilt;
     FolderWatcher *m_watcher = nullptr;
     std::shared_ptr<const Snapshot> m_snapshot;
     std::optional<QFuture<std::shared_ptr<const Snapshot>>> m_scan;

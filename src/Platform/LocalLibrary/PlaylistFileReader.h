@@ -3,6 +3,10 @@
 // (plain paths or file:// URLs), "#EXTINF" and other "#" lines ignored, a leading byte order mark
 // tolerated, "#PLAYLIST:" naming the playlist. Entries whose file is missing are skipped with a
 // log line.
+//
+// Entries are file names as bytes, like the names the scan lists: a name that is not UTF-8 (an
+// old Latin-1 "café", any odd byte) finds the same file. An entry whose bytes name no file is
+// tried once more in the other encoding (Latin-1 text for a UTF-8 name, or the reverse).
 
 #include "Platform/LocalLibrary/ScannedTrack.h"
 
@@ -12,11 +16,11 @@ namespace PlaylistFileReader {
 
 bool isPlaylistFile(const QString &path);
 
-// The playlist from the file; nothing (with a log line) when the file cannot be read.
-// relativePath is left empty for the caller.
-std::optional<ScannedPlaylist> read(const QString &path);
+// The playlist from the file (an absolute name as bytes); nothing (with a log line) when the
+// file cannot be read. relativePath is left empty for the caller.
+std::optional<ScannedPlaylist> read(const QByteArray &fileName);
 
-// The same from text already read, for a playlist that lives in directory.
-ScannedPlaylist parse(const QByteArray &contents, const QString &directory, const QString &displayPath);
+// The same from contents already read, for a playlist that lives in directory (bytes).
+ScannedPlaylist parse(const QByteArray &contents, const QByteArray &directory, const QString &displayPath);
 
 } // namespace PlaylistFileReader

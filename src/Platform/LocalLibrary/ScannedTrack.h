@@ -34,7 +34,7 @@ struct ScannedPlaylist {
     QString path;         // absolute path of the .m3u/.m3u8 file
     QString relativePath; // to the library folder
     QString name;
-    QStringList trackPaths; // absolute, cleaned, existing files, in playlist order
+    QList<QByteArray> trackPaths; // absolute, cleaned, existing files as the file system names them, in order
     QDateTime modified;
 };
 
@@ -46,4 +46,9 @@ struct ScanResult {
     // Changes whenever a file or playlist is added, removed, renamed or modified.
     QByteArray revision;
     QList<QByteArray> folders;          // every folder read, for watching
+    // Against the scan before (the scan cache it started from): the tracks read anew (indexes
+    // into tracks: new, changed or moved files) and the identities of the tracks that were there
+    // and are gone or were read anew. With the library of that scan, this is what changed.
+    QList<qsizetype> readTracks;
+    QList<QByteArray> goneIdentities;
 };

@@ -13,3 +13,8 @@ MusicService &MusicService::shared()
 void MusicService::setShared(MusicService *service) { installedService = service; }
 
 QCoro::Task<std::optional<QString>> MusicService::libraryRevision() { co_return std::nullopt; }
+
+QCoro::Task<std::optional<QList<LibraryChange>>> MusicService::libraryChanges(QString, QString)
+{
+    co_return std::nullopt;
+}

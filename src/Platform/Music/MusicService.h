@@ -5,6 +5,7 @@
 // Every asynchronous call resumes on the thread that awaited it (the main thread) and reports
 // failures by throwing an Error.
 
+#include "Platform/Music/LibraryChange.h"
 #include "Platform/Music/MusicTypes.h"
 
 #include <QCoroTask>
@@ -39,6 +40,10 @@ public:
     // nothing. May take as long as reading the library.
     virtual QCoro::Task<std::optional<QString>> libraryRevision();
     static inline const QString libraryDidChangeNotification = QStringLiteral("musicLibraryDidChange");
+    // The changes that lead from the library at revision `since` to the one at `until`, oldest
+    // first, when the backend still knows them all; nothing otherwise (the caller then lists the
+    // whole library). Empty when the two are equal.
+    virtual QCoro::Task<std::optional<QList<LibraryChange>>> libraryChanges(QString since, QString until);
 
     // The library, in pages of at most limit items, in a stable order.
     virtual QCoro::Task<LibraryPage<Playlist>> libraryPlaylists(int offset, int limit) = 0;

@@ -1,0 +1,156 @@
+// A library index made from the last one and a scan's changes is the index a whole build of that
+// scan makes, and its change lists say exactly what differs.
+#include "LocalLibraryTestSupport.h"
+
+#include "Platform/LocalLibrary/LibraryIndex.h"
+#include "Platform/LocalLibrary/LocalIdentifiers.h"
+#include "Platform/LocalLibrary/ScanCache.h"
+#include "Platform/Music/LibraryChange.h"
+
+#include <cstdio>
+
+using namespace LocalLibraryTestSupport;
+
+namespace {
+
+struct Folder {
+    QTemporaryDir music;
+    QTemporaryDir cache;
+    ScanCache scanCache{QFile::encodeName(music.path()), cache.filePath(QStringLiteral("scan.cache"))};
+    QString path(const QString &relative) const { return music.filePath(relative); }
+    ScanResult scan() { return FolderScanner(music.path(), cache.path()).scan(nullptr, &scanCache); }
+};
+
+QStringList idsOf(const QList<MusicItemID> &ids)
+{
+    QStringList values;
+    for (const MusicItemID &id : ids)
+        values.append(id.rawValue());
+    values.sort();
+    return values;
+}
+
+template <typename T>
+QStringList idsOf(const QList<T> &items)
+{
+    QStringList values;
+    for (const T &item : items)
+        values.append(item.id.rawValue());
+    values.sort();
+    return values;
+}
+
+MusicItemID artistNamed(const QString &name) { return LocalIdentifiers::make(LocalIdentifiers::artist, LocalIdentifiers::nameKey(name)); }
+
+// Every list and every collection's tracks of the two indexes agree.
+void expectSameIndex(const LibraryIndex &updated, const LibraryIndex &built)
+{
+    EXPECT_EQ(updated.songs(), built.songs());
+    EXPECT_EQ(updated.albums(), built.albums());
+    EXPECT_EQ(updated.artists(), built.artists());
+    EXPECT_EQ(updated.playlists(), built.playlists());
+    ASSERT_EQ(updated.genres().size(), built.genres().size());
+    for (qsizetype i = 0; i < built.genres().size(); ++i) {
+        EXPECT_EQ(updated.genres()[i].name, built.genres()[i].name);
+        EXPECT_EQ(updated.genres()[i].songIDs, built.genres()[i].songIDs);
+    }
+    for (const Album &album : built.albums())
+        EXPECT_EQ(updated.albumTracks(album.id), built.albumTracks(album.id)) << album.title.toStdString();
+    for (const Artist &artist : built.artists())
+        EXPECT_EQ(updated.artistTracks(artist.id), built.artistTracks(artist.id)) << artist.name.toStdString();
+    for (const Playlist &playlist : built.playlists())
+        EXPECT_EQ(updated.playlistTracks(playlist.id), built.playlistTracks(playlist.id)) << playlist.name.toStdString();
+    for (const Song &song : built.songs())
+        EXPECT_EQ(updated.filePath(song.id), built.filePath(song.id)) << song.title.toStdString();
+}
+
+} // namespace
+
+TEST(LibraryIndexUpdate, AddedChangedDeletedAndMovedFilesGiveTheIndexOfAWholeBuild)
+{
+    Folder folder;
+    writeTrack(folder.music.path(), QStringLiteral("A/One/1.mp3"), tags(QStringLiteral("One"), QStringLiteral("A"), QStringLiteral("One"), {}, QStringLiteral("Rock"), 1));
+    writeTrack(folder.music.path(), QStringLiteral("A/One/2.mp3"), tags(QStringLiteral("Two"), QStringLiteral("A"), QStringLiteral("One"), {}, QStringLiteral("Rock"), 2));
+    writeTrack(folder.music.path(), QStringLiteral("B/Solo/1.mp3"), tags(QStringLiteral("Solo"), QStringLiteral("B"), QStringLiteral("Solo"), {}, QStringLiteral("Jazz")));
+    // A guest on A's album: A's song too, while A exists.
+    writeTrack(folder.music.path(), QStringLiteral("A/One/3.mp3"), tags(QStringLiteral("Guest"), QStringLiteral("G"), QStringLiteral("One"), QStringLiteral("A")));
+    writeTrack(folder.music.path(), QStringLiteral("C/Mix/1.mp3"), tags(QStringLiteral("Mixed"), QStringLiteral("G"), QStringLiteral("Mix"), QStringLiteral("C")));
+    writeFile(folder.path(QStringLiteral("list.m3u")), "A/One/2.mp3\nB/Solo/1.mp3\n");
+    const LibraryIndex first(folder.scan());
+    const QByteArray soloFile = QFile::encodeName(folder.path(QStringLiteral("B/Solo/1.mp3")));
+    MusicItemID soloID;
+    for (const Song &song : first.songs())
+        if (song.title == QStringLiteral("Solo"))
+            soloID = song.id;
+
+    // Added: a new album by A, and the first song of artist C, who then takes the "Mixed" song on
+    // C's album. Changed: a retitled song. Deleted: the guest song. Moved: B's song, into another
+    // folder, where the playlist no longer finds it.
+    writeTrack(folder.music.path(), QStringLiteral("A/Two/1.mp3"), tags(QStringLiteral("New"), QStringLiteral("A"), QStringLiteral("Two"), {}, QStringLiteral("Jazz")));
+    writeTrack(folder.music.path(), QStringLiteral("C/Mix/2.mp3"), tags(QStringLiteral("Own"), QStringLiteral("C"), QStringLiteral("Mix")));
+    writeTrack(folder.music.path(), QStringLiteral("A/One/1.mp3"), tags(QStringLiteral("One (Remaster)"), QStringLiteral("A"), QStringLiteral("One"), {}, QStringLiteral("Rock"), 1), {}, 1.5);
+    ASSERT_TRUE(QFile::remove(folder.path(QStringLiteral("A/One/3.mp3"))));
+    ASSERT_TRUE(QDir().mkpath(folder.path(QStringLiteral("B/Moved"))));
+    ASSERT_EQ(std::rename(soloFile.constData(), QFile::encodeName(folder.path(QStringLiteral("B/Moved/1.mp3"))).constData()), 0);
+
+    const ScanResult scan = folder.scan();
+    LibraryChange change;
+    const LibraryIndex updated(first, scan, change);
+    expectSameIndex(updated, LibraryIndex(scan));
+
+    // The moved song kept its identifier and its new file.
+    ASSERT_TRUE(updated.song(soloID));
+    EXPECT_EQ(updated.filePath(soloID), QFile::encodeName(folder.path(QStringLiteral("B/Moved/1.mp3"))));
+
+    QStringList changedTitles;
+    for (const Song &song : change.songs)
+        changedTitles.append(song.title);
+    changedTitles.sort();
+    EXPECT_EQ(changedTitles, (QStringList{QStringLiteral("New"), QStringLiteral("One (Remaster)"), QStringLiteral("Own"), QStringLiteral("Solo")}));
+    EXPECT_EQ(change.removedSongs.size(), 1);
+    EXPECT_FALSE(updated.song(change.removedSongs.value(0)));
+    // A's album One lost a song and changed one, Two is new, Mix gained one; B's album is as it was.
+    QStringList albumTitles;
+    for (const Album &album : change.albums)
+        albumTitles.append(album.title);
+    albumTitles.sort();
+    EXPECT_EQ(albumTitles, (QStringList{QStringLiteral("Mix"), QStringLiteral("One"), QStringLiteral("Solo"), QStringLiteral("Two")}));
+    EXPECT_TRUE(change.removedAlbums.isEmpty());
+    // C exists now; G lost the guest song but keeps "Mixed".
+    EXPECT_TRUE(idsOf(change.artists).contains(artistNamed(QStringLiteral("C")).rawValue()));
+    EXPECT_TRUE(updated.artist(artistNamed(QStringLiteral("C"))));
+    EXPECT_TRUE(change.removedArtists.isEmpty());
+    // The playlist still lists the song at its old path only: it lost it.
+    EXPECT_EQ(change.playlists.size(), 1);
+}
+
+TEST(LibraryIndexUpdate, LastSongsOfAnAlbumAndAnArtistTakeThemAwayAndNothingChangedChangesNothing)
+{
+    Folder folder;
+    writeTrack(folder.music.path(), QStringLiteral("A/1.mp3"), tags(QStringLiteral("One"), QStringLiteral("A"), QStringLiteral("Alone")));
+    writeTrack(folder.music.path(), QStringLiteral("B/1.mp3"), tags(QStringLiteral("Two"), QStringLiteral("B"), QStringLiteral("Stays")));
+    writeFile(folder.path(QStringLiteral("gone.m3u")), "A/1.mp3\n");
+    const LibraryIndex first(folder.scan());
+
+    // An unchanged folder: no change at all, and the same index.
+    {
+        const ScanResult scan = folder.scan();
+        LibraryChange change;
+        const LibraryIndex same(first, scan, change);
+        EXPECT_TRUE(change.isEmpty());
+        expectSameIndex(same, first);
+    }
+
+    ASSERT_TRUE(QFile::remove(folder.path(QStringLiteral("A/1.mp3"))));
+    ASSERT_TRUE(QFile::remove(folder.path(QStringLiteral("gone.m3u"))));
+    const ScanResult scan = folder.scan();
+    LibraryChange change;
+    const LibraryIndex updated(first, scan, change);
+    expectSameIndex(updated, LibraryIndex(scan));
+    EXPECT_TRUE(change.songs.isEmpty());
+    EXPECT_EQ(change.removedSongs.size(), 1);
+    EXPECT_EQ(change.removedAlbums.size(), 1);
+    EXPECT_EQ(change.removedArtists, QList<MusicItemID>{artistNamed(QStringLiteral("A"))});
+    EXPECT_EQ(change.removedPlaylists.size(), 1);
+    EXPECT_EQ(updated.songs().size(), 1);
+}

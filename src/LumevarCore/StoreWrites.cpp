@@ -246,8 +246,8 @@ std::optional<StoredSong> upsertSong(StoreState &store, const StoreWrites::Prepa
         q.bindAll(row->id, row->title, row->artist, row->album, row->albumArtist, row->genre, row->duration, row->releaseDate,
                   row->addedDate, row->track, row->disc, row->artwork, row->playID, row->playKind, libraryOrder, generation,
                   song.titleKey, song.artistKey, song.albumKey, song.genreKey, song.titleFold, song.artistFold,
-                  song.albumFold, song.albumArtistFold, int(mode), digest, hashOf(song.albumFold),
-                  hashOf(song.artistFold), hashOf(song.albumArtistFold));
+                  song.albumFold, song.albumArtistFold, int(mode), digest, song.albumHash, song.artistHash,
+                  song.albumArtistHash);
     };
     StoredSong stored;
     if (!existing) {
@@ -523,6 +523,9 @@ std::optional<PreparedSong> prepareSong(const Song &song)
     prepared.artistFold = foldOf(row->artist);
     prepared.albumFold = foldOf(row->album);
     prepared.albumArtistFold = foldOf(row->albumArtist);
+    prepared.albumHash = hashOf(prepared.albumFold);
+    prepared.artistHash = hashOf(prepared.artistFold);
+    prepared.albumArtistHash = hashOf(prepared.albumArtistFold);
     prepared.record = SongRecords::recordOf(*row);
     prepared.row = std::move(*row);
     return prepared;

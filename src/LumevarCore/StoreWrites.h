@@ -24,6 +24,7 @@ struct PreparedSong {
     std::optional<QByteArray> artistKey, albumKey, genreKey;
     QString titleFold;
     std::optional<QString> artistFold, albumFold, albumArtistFold;
+    std::optional<qint64> albumHash, artistHash, albumArtistHash; // fingerprints of the folds
 };
 // nullopt, with a log line, for a song that cannot be stored (no id).
 std::optional<PreparedSong> prepareSong(const Song &song);

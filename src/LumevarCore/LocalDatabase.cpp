@@ -106,6 +106,7 @@ QCoro::Task<void> LocalDatabase::open()
         try {
             state.openFailure.reset();
             state.songs.forget();
+            state.songIndex.forget();
             state.db.open(path);
             StoreSchema::prepare(state.db);
         } catch (const StoreError &error) {
@@ -159,6 +160,7 @@ QCoro::Task<void> LocalDatabase::close()
         // reading the table.
         std::optional<SongImage> image;
         const QString file = state.db.fileName();
+        state.songIndex.forget();
         if (state.db.isOpen()) {
             try {
                 checkpointNow(state.db);
@@ -269,9 +271,14 @@ QCoro::Task<void> LocalDatabase::abandonSync(LibraryKind kind, qint64 generation
     return m_d->write([kind, generation](StoreState &s) { StoreWrites::abandonSync(s, kind, generation); });
 }
 
-QCoro::Task<void> LocalDatabase::storePlaylistContents(QList<std::pair<QString, QList<Song>>> contents)
+QCoro::Task<void> LocalDatabase::storePlaylistContents(QList<std::pair<QString, QList<Song>>> contents, SongLookup lookup)
 {
-    return m_d->write([contents](StoreState &s) { StoreWrites::storePlaylistContents(s, contents); });
+    return m_d->write([contents, lookup](StoreState &s) { StoreWrites::storePlaylistContents(s, contents, lookup); });
+}
+
+QCoro::Task<void> LocalDatabase::releaseSongIndex()
+{
+    return m_d->actor.run([](StoreState &state) { state.songIndex.forget(); }, StoreActor::Access::unchecked);
 }
 
 QCoro::Task<QList<LocalSong>> LocalDatabase::storeCollectionSongs(LocalAlbum album, QList<Song> songs)

@@ -8,6 +8,8 @@
 
 #include <sqlite3.h>
 
+#include <cstring>
+
 SqliteQuery::SqliteQuery(SqliteConnection &connection, sqlite3_stmt *statement)
     : m_connection(connection), m_statement(statement) {}
 
@@ -16,17 +18,34 @@ SqliteQuery::~SqliteQuery() { reset(); }
 void SqliteQuery::reset()
 {
     sqlite3_reset(m_statement);
+    // No binding points into the buffer any more: it can be filled again from its start.
     sqlite3_clear_bindings(m_statement);
+    m_boundSize = 0;
+}
+
+char *SqliteQuery::reserveBound(qsizetype n)
+{
+    if (n > qsizetype(sizeof(m_bound)) - m_boundSize)
+        return nullptr;
+    char *start = m_bound + m_boundSize;
+    m_boundSize += n;
+    return start;
 }
 
 void SqliteQuery::bind(int index, const QString &value)
 {
-    // Encoded into a buffer the thread keeps: SQLite copies the bytes, and a sync binds a dozen
-    // texts per row, each of which would otherwise cost an allocation.
-    thread_local QByteArray buffer(256, Qt::Uninitialized);
+    QStringEncoder encoder(QStringConverter::Utf8);
+    // UTF-8 takes at most three bytes per UTF-16 unit.
+    if (char *start = reserveBound(value.size() * 3)) {
+        const char *end = encoder.appendToBuffer(start, value);
+        m_boundSize -= value.size() * 3 - (end - start);
+        if (sqlite3_bind_text(m_statement, index, start, int(end - start), SQLITE_STATIC) != SQLITE_OK)
+            m_connection.fail("bind");
+        return;
+    }
+    thread_local QByteArray buffer;
     if (buffer.size() < value.size() * 3)
         buffer.resize(value.size() * 3);
-    QStringEncoder encoder(QStringConverter::Utf8);
     const char *end = encoder.appendToBuffer(buffer.data(), value);
     if (sqlite3_bind_text(m_statement, index, buffer.constData(), int(end - buffer.constData()), SQLITE_TRANSIENT) != SQLITE_OK)
         m_connection.fail("bind");
@@ -35,7 +54,16 @@ void SqliteQuery::bind(int index, const QString &value)
 void SqliteQuery::bind(int index, const QByteArray &blob)
 {
     // A zero-length blob must stay a blob, not become NULL.
-    if (sqlite3_bind_blob(m_statement, index, blob.isEmpty() ? "" : blob.constData(), int(blob.size()), SQLITE_TRANSIENT) != SQLITE_OK)
+    if (blob.isEmpty()) {
+        if (sqlite3_bind_blob(m_statement, index, "", 0, SQLITE_STATIC) != SQLITE_OK)
+            m_connection.fail("bind");
+        return;
+    }
+    char *copy = reserveBound(blob.size());
+    if (copy)
+        memcpy(copy, blob.constData(), size_t(blob.size()));
+    if (sqlite3_bind_blob(m_statement, index, copy ? copy : blob.constData(), int(blob.size()),
+                          copy ? SQLITE_STATIC : SQLITE_TRANSIENT) != SQLITE_OK)
         m_connection.fail("bind");
 }
 

@@ -65,8 +65,16 @@ public:
     std::optional<QDateTime> optionalDate(int column) const;
 
 private:
+    // Room in the handle's own buffer for n more bytes; nullptr when they do not fit.
+    char *reserveBound(qsizetype n);
+
     SqliteConnection &m_connection;
     sqlite3_stmt *m_statement;
+    // Texts and blobs bound since the last reset, kept here so that SQLite needs no copy of its
+    // own (an allocation per value: a dozen per row of a sync). Never moves while the handle
+    // lives; a value that does not fit is copied by SQLite as usual.
+    qsizetype m_boundSize = 0;
+    char m_bound[4096];
 };
 
 class SqliteConnection {

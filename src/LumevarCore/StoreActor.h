@@ -59,8 +59,10 @@ private:
                     outcome->value.emplace(job(m_state));
                 }
             } catch (...) {
-                if (access == Access::write)
+                if (access == Access::write) {
                     m_state.songs.forget();
+                    m_state.songIndex.forget();
+                }
                 outcome->error = std::current_exception();
             }
         });

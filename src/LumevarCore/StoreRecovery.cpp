@@ -88,6 +88,7 @@ StoreCondition openOrRebuild(StoreState &state, const QString &path)
 {
     state.openFailure.reset();
     state.songs.forget();
+    state.songIndex.forget();
 
     const QFileInfo info(path);
     Attempt attempt = info.exists() && !info.isFile() ? Attempt{Verdict::damaged, QStringLiteral("it is not a file")}

@@ -2,6 +2,7 @@
 // What the store's jobs work on: the connection and the song records kept beside it. Owned by
 // the store's worker thread and touched only there.
 
+#include "LumevarCore/SongIndex.h"
 #include "LumevarCore/SongRecords.h"
 #include "LumevarCore/StoreCondition.h"
 #include "LumevarCore/Sqlite.h"
@@ -14,6 +15,8 @@
 struct StoreState {
     SqliteConnection db;
     SongRecords songs;
+    // Loaded only while a sync runs.
+    SongIndex songIndex;
     // Why the last open() failed, for the calls that follow it.
     std::optional<StoreError> openFailure;
     // What the last openOrRebuild() found.

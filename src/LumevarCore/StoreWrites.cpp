@@ -192,43 +192,65 @@ std::optional<int> libraryOrderFor(LibraryMode mode, std::optional<int> current,
     return current;
 }
 
+// What the store holds under a song's id: from the sync's index while one is loaded, else by
+// one indexed query. nullopt when no row has the id.
+std::optional<SongIndex::Entry> storedSong(StoreState &store, const QString &id)
+{
+    if (store.songIndex.isLoaded()) {
+        const SongIndex::Entry *entry = store.songIndex.find(id);
+        return entry ? std::optional(*entry) : std::nullopt;
+    }
+    SqliteQuery existing = store.db.query("SELECT pk, digest, library_order FROM songs WHERE id = ?1");
+    existing.bindAll(id);
+    if (!existing.next())
+        return std::nullopt;
+    SongIndex::Entry entry{existing.int64(0)};
+    if (!existing.isNull(1))
+        entry.digest = existing.int64(1);
+    if (!existing.isNull(2))
+        entry.libraryOrder = int(existing.int64(2));
+    return entry;
+}
+
 // Stores one song and keeps its record in step; nullopt (with a log line) when the song cannot
 // be stored. A song whose values are those already stored only has its library columns touched.
-// A sync filling an empty table skips looking for the stored row and inserts it plainly.
+// A song not stored yet (every song of a sync filling an empty table) is inserted plainly.
 std::optional<StoredSong> upsertSong(StoreState &store, const StoreWrites::PreparedSong &song, LibraryMode mode,
                                      std::optional<int> libraryOrder, qint64 generation, bool fillingEmptyTable = false)
 {
     const SongRow *row = &song.row;
     const qint64 digest = song.digest;
     SqliteConnection &db = store.db;
-    if (!fillingEmptyTable) {
-        SqliteQuery existing = db.query("SELECT pk, digest, library_order FROM songs WHERE id = ?1");
-        existing.bindAll(row->id);
-        if (existing.next() && !existing.isNull(1) && existing.int64(1) == digest) {
-            StoredSong stored{existing.int64(0), existing.isNull(2) ? std::nullopt : std::optional(int(existing.int64(2)))};
-            const std::optional<int> order = libraryOrderFor(mode, stored.libraryOrder, libraryOrder);
-            if (mode == LibraryMode::sync && order == stored.libraryOrder)
-                store.unchangedSongs[generation].insert(stored.pk); // seen, and nothing to write
-            else if (mode == LibraryMode::sync)
-                db.query("UPDATE songs SET library_order = ?2, generation = ?3 WHERE pk = ?1").bindAll(stored.pk, order, generation).run();
-            else if (order != stored.libraryOrder)
-                db.query("UPDATE songs SET library_order = ?2 WHERE pk = ?1").bindAll(stored.pk, order).run();
-            if (order != stored.libraryOrder)
-                store.songs.libraryOrderChanged(stored.pk, order);
-            stored.libraryOrder = order;
-            return stored;
+    // A table without library songs may still hold songs known from playlists: the plain insert
+    // below falls back to the upsert for those.
+    const std::optional<SongIndex::Entry> existing =
+        fillingEmptyTable && !store.songIndex.isLoaded() ? std::nullopt : storedSong(store, row->id);
+    if (existing && existing->digest == digest) {
+        StoredSong stored{existing->pk, existing->libraryOrder};
+        const std::optional<int> order = libraryOrderFor(mode, stored.libraryOrder, libraryOrder);
+        if (mode == LibraryMode::sync && order == stored.libraryOrder)
+            store.unchangedSongs[generation].insert(stored.pk); // seen, and nothing to write
+        else if (mode == LibraryMode::sync)
+            db.query("UPDATE songs SET library_order = ?2, generation = ?3 WHERE pk = ?1").bindAll(stored.pk, order, generation).run();
+        else if (order != stored.libraryOrder)
+            db.query("UPDATE songs SET library_order = ?2 WHERE pk = ?1").bindAll(stored.pk, order).run();
+        if (order != stored.libraryOrder) {
+            store.songs.libraryOrderChanged(stored.pk, order);
+            store.songIndex.libraryOrderChanged(row->id, order);
         }
+        stored.libraryOrder = order;
+        return stored;
     }
 
     auto bindRow = [&](SqliteQuery &q) {
         q.bindAll(row->id, row->title, row->artist, row->album, row->albumArtist, row->genre, row->duration, row->releaseDate,
                   row->addedDate, row->track, row->disc, row->artwork, row->playID, row->playKind, libraryOrder, generation,
                   song.titleKey, song.artistKey, song.albumKey, song.genreKey, song.titleFold, song.artistFold,
-                  song.albumFold, song.albumArtistFold, int(mode), digest, hashOf(song.albumFold),
-                  hashOf(song.artistFold), hashOf(song.albumArtistFold));
+                  song.albumFold, song.albumArtistFold, int(mode), digest, song.albumHash, song.artistHash,
+                  song.albumArtistHash);
     };
     StoredSong stored;
-    if (fillingEmptyTable) {
+    if (!existing) {
         // A plain insert: no conflict clause and no RETURNING, each of which costs on every row.
         SqliteQuery insert = db.query(insertSongSQL);
         bindRow(insert);
@@ -236,6 +258,7 @@ std::optional<StoredSong> upsertSong(StoreState &store, const StoreWrites::Prepa
         if (db.changes() > 0) {
             stored = {db.lastInsertRowID(), libraryOrder};
             store.songs.stored(stored.pk, song.record, row->artwork, stored.libraryOrder);
+            store.songIndex.stored(row->id, {stored.pk, digest, stored.libraryOrder});
             return stored;
         }
     }
@@ -247,6 +270,7 @@ std::optional<StoredSong> upsertSong(StoreState &store, const StoreWrites::Prepa
     if (!upsert.isNull(1))
         stored.libraryOrder = int(upsert.int64(1));
     store.songs.stored(stored.pk, song.record, row->artwork, stored.libraryOrder);
+    store.songIndex.stored(row->id, {stored.pk, digest, stored.libraryOrder});
     return stored;
 }
 
@@ -267,8 +291,11 @@ void removeOrphanSongs(StoreState &store, const QSet<qint64> &candidates)
                        " AND NOT EXISTS (SELECT 1 FROM playlist_entries e WHERE e.song = ?1)")
             .bindAll(pk)
             .run();
-        if (store.db.changes() > 0)
+        if (store.db.changes() > 0) {
             store.songs.removed(pk);
+            // The index knows rows by id only: it is read again when next needed.
+            store.songIndex.forget();
+        }
     }
 }
 
@@ -284,6 +311,8 @@ void leaveLibrary(StoreState &store, const QSet<qint64> &left)
 {
     for (const qint64 pk : left)
         store.songs.libraryOrderChanged(pk, std::nullopt);
+    if (!left.isEmpty())
+        store.songIndex.forget(); // it knows rows by id only: read again when next needed
     removeOrphanSongs(store, left);
 }
 
@@ -494,6 +523,9 @@ std::optional<PreparedSong> prepareSong(const Song &song)
     prepared.artistFold = foldOf(row->artist);
     prepared.albumFold = foldOf(row->album);
     prepared.albumArtistFold = foldOf(row->albumArtist);
+    prepared.albumHash = hashOf(prepared.albumFold);
+    prepared.artistHash = hashOf(prepared.artistFold);
+    prepared.albumArtistHash = hashOf(prepared.albumArtistFold);
     prepared.record = SongRecords::recordOf(*row);
     prepared.row = std::move(*row);
     return prepared;
@@ -512,6 +544,8 @@ void storeLibrarySongs(StoreState &store, const QList<std::optional<PreparedSong
 {
     SqliteTransaction transaction(store.db);
     const bool fillingEmptyTable = StoreSchema::indexesSuspended(store.db, LocalDatabase::LibraryKind::songs);
+    // Looking every song up in memory costs a fraction of one indexed query per song.
+    store.songIndex.ensureLoaded(store.db);
     int position = firstPosition;
     for (const std::optional<PreparedSong> &song : songs) {
         // A song that cannot be stored keeps its place in the order: positions follow the service's.
@@ -583,10 +617,14 @@ void abandonSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 gene
     transaction.commit();
 }
 
-void storePlaylistContents(StoreState &store, const QList<std::pair<QString, QList<Song>>> &contents)
+void storePlaylistContents(StoreState &store, const QList<std::pair<QString, QList<Song>>> &contents,
+                           LocalDatabase::SongLookup lookup)
 {
     SqliteConnection &db = store.db;
     SqliteTransaction transaction(db);
+    // A sync of every playlist resolves its entries in memory, not with one query each.
+    if (lookup == LocalDatabase::SongLookup::wholeLibrary)
+        store.songIndex.ensureLoaded(db);
     QSet<qint64> dropped;
     for (const auto &[playlistID, songs] : contents) {
         SqliteQuery find = db.query("SELECT pk FROM playlists WHERE id = ?1");
@@ -603,13 +641,9 @@ void storePlaylistContents(StoreState &store, const QList<std::pair<QString, QLi
             // A library song is kept up to date by the library's own sync: only songs known from
             // playlists alone are stored from here.
             std::optional<qint64> pk;
-            {
-                SqliteQuery known = db.query("SELECT pk FROM songs WHERE id = ?1 AND library_order IS NOT NULL");
-                known.bindAll(song.id.rawValue());
-                if (known.next())
-                    pk = known.int64(0);
-            }
-            if (!pk) {
+            if (const auto known = storedSong(store, song.id.rawValue()); known && known->libraryOrder)
+                pk = known->pk;
+            else {
                 const auto stored = upsertSong(store, song, LibraryMode::keep, std::nullopt, 0);
                 if (!stored)
                     continue;

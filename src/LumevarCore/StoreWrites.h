@@ -24,6 +24,7 @@ struct PreparedSong {
     std::optional<QByteArray> artistKey, albumKey, genreKey;
     QString titleFold;
     std::optional<QString> artistFold, albumFold, albumArtistFold;
+    std::optional<qint64> albumHash, artistHash, albumArtistHash; // fingerprints of the folds
 };
 // nullopt, with a log line, for a song that cannot be stored (no id).
 std::optional<PreparedSong> prepareSong(const Song &song);
@@ -35,7 +36,8 @@ int finishSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 genera
 // Ends a sync that stopped before finishSync(): makes its table's indexes again.
 void abandonSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 generation);
 
-void storePlaylistContents(StoreState &store, const QList<std::pair<QString, QList<Song>>> &contents);
+void storePlaylistContents(StoreState &store, const QList<std::pair<QString, QList<Song>>> &contents,
+                           LocalDatabase::SongLookup lookup);
 QList<LocalSong> storeAlbumSongs(StoreState &store, const LocalAlbum &album, const QList<Song> &songs);
 QList<LocalSong> storeArtistSongs(StoreState &store, const LocalArtist &artist, const QList<Song> &songs);
 void addLibrarySongs(StoreState &store, const QList<Song> &songs);

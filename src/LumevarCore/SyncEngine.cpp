@@ -146,23 +146,10 @@ Artist platformArtist(const LocalArtist &artist)
     return result;
 }
 
-} // namespace
-
-SyncEngine::SyncEngine(LocalDatabase &database, CancellationToken token)
-    : SyncEngine(database, MusicService::shared(), std::move(token)) {}
-
-SyncEngine::SyncEngine(LocalDatabase &database, MusicService &service, CancellationToken token)
-    : m_database(database), m_service(service), m_token(std::move(token)) {}
-
-// The engine may be a temporary gone once a call suspends: every coroutine copies what it
-// needs from it before the first suspension.
-
-QCoro::Task<void> SyncEngine::syncAll(Progress *progress)
+// syncAll's steps: every list of the library, then every playlist's contents.
+QCoro::Task<void> syncWholeLibrary(LocalDatabase &database, MusicService &service, CancellationToken token,
+                                   QPointer<Progress> guard)
 {
-    LocalDatabase &database = m_database;
-    MusicService &service = m_service;
-    const CancellationToken token = m_token;
-    QPointer<Progress> guard(progress);
     {
         ShareReporter reporter(guard, playlistsShare);
         co_await syncList<Playlist>(database, LocalDatabase::LibraryKind::playlists, "playlists", token,
@@ -218,7 +205,8 @@ QCoro::Task<void> SyncEngine::syncAll(Progress *progress)
                 token.checkCancellation();
                 QList<std::pair<QString, QList<Song>>> full = std::exchange(batch, {});
                 std::optional<QCoro::Task<void>> previous =
-                    std::exchange(writing, database.storePlaylistContents(std::move(full)));
+                    std::exchange(writing, database.storePlaylistContents(std::move(full),
+                                                                          LocalDatabase::SongLookup::wholeLibrary));
                 if (previous)
                     co_await std::move(*previous);
                 reporter.update(done, playlists.size());
@@ -231,6 +219,35 @@ QCoro::Task<void> SyncEngine::syncAll(Progress *progress)
         }
         token.checkCancellation();
     }
+}
+
+} // namespace
+
+SyncEngine::SyncEngine(LocalDatabase &database, CancellationToken token)
+    : SyncEngine(database, MusicService::shared(), std::move(token)) {}
+
+SyncEngine::SyncEngine(LocalDatabase &database, MusicService &service, CancellationToken token)
+    : m_database(database), m_service(service), m_token(std::move(token)) {}
+
+// The engine may be a temporary gone once a call suspends: every coroutine copies what it
+// needs from it before the first suspension.
+
+QCoro::Task<void> SyncEngine::syncAll(Progress *progress)
+{
+    LocalDatabase &database = m_database;
+    MusicService &service = m_service;
+    const CancellationToken token = m_token;
+    QPointer<Progress> guard(progress);
+    std::exception_ptr failure;
+    try {
+        co_await syncWholeLibrary(database, service, token, guard);
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    // The index read for the sync is memory the store does not need between syncs.
+    co_await database.releaseSongIndex();
+    if (failure)
+        std::rethrow_exception(failure);
     // The whole library was rewritten or confirmed: fold the log back now, while nothing reads,
     // so that the file alone is the library and the log does not grow from sync to sync.
     co_await database.checkpoint();
@@ -278,6 +295,7 @@ QCoro::Task<void> SyncEngine::syncSongs()
             return database.storeLibrarySongs(items, generation, offset);
         },
         nullptr);
+    co_await database.releaseSongIndex();
 }
 
 QCoro::Task<QList<LocalSong>> SyncEngine::syncRemoteTracks(LocalPlaylist playlist)

@@ -365,6 +365,62 @@ TEST_F(StoreTest, OverlappingSongSyncsSweepOnlyWhatNeitherSaw)
     EXPECT_EQ(titles(runTask(database->allLibrarySongs({LocalSong::SortKey::order}))), QStringList{"Three"});
 }
 
+// A sync of the whole library resolves songs and playlist entries through an index of every
+// song read once; a playlist fetched on its own asks the table for each song. Both must store the
+// same rows: library songs from any page, songs known only from a playlist, songs that join the
+// library after a playlist brought them, and songs the same sync takes out of the library.
+TEST_F(StoreTest, AWholeLibrarySyncStoresWhatSongBySongLookupsStore)
+{
+    LocalDatabase lookedUp(dir.filePath(QStringLiteral("looked-up.db")));
+    runTask(lookedUp.open());
+    auto mirrorBothWays = [&] {
+        syncAll();
+        runTask(SyncEngine(lookedUp, service).syncPlaylists());
+        runTask(SyncEngine(lookedUp, service).syncSongs());
+        for (const LocalPlaylist &playlist : runTask(lookedUp.allPlaylists({LocalPlaylist::SortKey::name})))
+            runTask(SyncEngine(lookedUp, service).syncRemoteTracks(playlist));
+    };
+    auto contents = [](LocalDatabase &store) {
+        QStringList rows;
+        for (const LocalPlaylist &playlist : runTask(store.allPlaylists({LocalPlaylist::SortKey::name}))) {
+            for (const LocalSong &song : runTask(store.songs(playlist)))
+                rows.append(playlist.id + u' ' + song.id.rawValue() + u' ' + song.title);
+        }
+        for (const LocalSong &song : runTask(store.allLibrarySongs({LocalSong::SortKey::order})))
+            rows.append(QStringLiteral("library ") + song.id.rawValue() + u' ' + song.title);
+        return rows;
+    };
+    const char *everySong = "SELECT id || ' ' || title || ' ' || coalesce(library_order, '-') FROM songs ORDER BY id";
+
+    // Three pages of songs; the playlist holds one from the last page, one twice, one the library
+    // lacks, and one without an id.
+    service.library.songs = FakeMusicService::songs(2500);
+    service.library.playlists = {FakeMusicService::playlist("p1", "First"), FakeMusicService::playlist("p2", "Second")};
+    const Song outside = makeSong("x", "Outside");
+    service.playlistTracks[MusicItemID("p1")] = {service.library.songs[2400], service.library.songs[5], outside,
+                                                 service.library.songs[5], makeSong("", "No id")};
+    service.playlistTracks[MusicItemID("p2")] = {service.library.songs[7]};
+    mirrorBothWays();
+    EXPECT_EQ(contents(*database), contents(lookedUp));
+    EXPECT_EQ(sqliteColumn(database->path(), everySong), sqliteColumn(lookedUp.path(), everySong));
+    ASSERT_EQ(runTask(database->songs(runTask(database->allPlaylists({LocalPlaylist::SortKey::name})).first())).size(), 4);
+
+    // The song the playlist brought joins the library, one is renamed, one leaves the library
+    // while a playlist still holds it, listed there with a new title.
+    service.library.songs[5].title = QStringLiteral("Renamed");
+    service.playlistTracks[MusicItemID("p2")][0].title = QStringLiteral("Left");
+    service.library.songs.removeAt(7);
+    service.library.songs.append(outside);
+    service.playlistTracks[MusicItemID("p1")][1] = service.library.songs[5];
+    mirrorBothWays();
+    EXPECT_EQ(contents(*database), contents(lookedUp));
+    EXPECT_EQ(sqliteColumn(database->path(), everySong), sqliteColumn(lookedUp.path(), everySong));
+    EXPECT_EQ(sqliteColumn(database->path(), "SELECT title || coalesce(library_order, '') FROM songs WHERE id = 's7'"),
+              QStringList{"Left"});
+    EXPECT_EQ(sqliteColumn(database->path(), "SELECT library_order FROM songs WHERE id = 'x'"), QStringList{"2499"});
+    runTask(lookedUp.close());
+}
+
 TEST_F(StoreTest, RemoteTracksAndInsertsJoinTheLibrary)
 {
     service.library.songs = {makeSong("1", "Old", "Band", "Record")};

@@ -74,6 +74,9 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
     });
     // Only playlists look songs up by path.
     QHash<QString, MusicItemID> songByPath;
+    // The songs of an album share one artwork and one genre list instead of a copy each.
+    QHash<QString, std::optional<Artwork>> artworkByPath;
+    QHash<QString, QStringList> genresByName;
     m_songs.reserve(scan.tracks.size());
     for (qsizetype i = 0; i < scan.tracks.size(); ++i) {
         const ScannedTrack &track = scan.tracks[i];
@@ -83,14 +86,21 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
         song.artistName = optionalText(track.artist);
         song.albumTitle = optionalText(track.album);
         song.albumArtistName = optionalText(track.albumArtist);
-        if (!track.genre.isEmpty())
-            song.genreNames = QStringList{track.genre};
+        if (!track.genre.isEmpty()) {
+            auto genres = genresByName.constFind(track.genre);
+            if (genres == genresByName.cend())
+                genres = genresByName.insert(track.genre, QStringList{track.genre});
+            song.genreNames = *genres;
+        }
         song.duration = track.duration;
         song.releaseDate = track.releaseDate;
         song.libraryAddedDate = track.modified;
         song.trackNumber = track.trackNumber;
         song.discNumber = track.discNumber;
-        song.artwork = artworkForFile(track.artworkPath);
+        auto artwork = artworkByPath.constFind(track.artworkPath);
+        if (artwork == artworkByPath.cend())
+            artwork = artworkByPath.insert(track.artworkPath, artworkForFile(track.artworkPath));
+        song.artwork = *artwork;
         song.playParameters = PlayParameters{song.id, QStringLiteral("song")};
         if (!scan.playlists.isEmpty())
             songByPath.insert(track.path, song.id);

@@ -132,8 +132,9 @@ void LocalLibraryService::startScan()
     const int generation = ++m_scanGeneration;
     Log::debug(Log::collection(), "Scanning %@ (scan %d)", m_folder, generation);
     m_scan = QtConcurrent::run(&m_scanPool, [folder = m_folder, cache = m_artworkCacheFolder, stop = m_stopScan,
-                                             scanCache = m_scanCache, first = generation == 1] {
-        if (first)
+                                             scanCache = m_scanCache] {
+        // Between scans the cache is on disk only: a relaunch or a rescan reads it back here.
+        if (!scanCache->isLoaded())
             scanCache->load();
         ScanResult scan = FolderScanner(folder, cache).scan(stop.get(), scanCache.get());
         QElapsedTimer timer;
@@ -154,9 +155,13 @@ void LocalLibraryService::startScan()
     // The library is handed out first and the scan cache written after it, before any later scan
     // (the pool runs one job at a time). A stopped scan leaves the cache as it was, so what is
     // there is always whole and is written even while the service closes.
+    // Then the cache leaves memory (it is as large as the library's songs) unless it could not be
+    // written.
     m_scanPool.start([scanCache = m_scanCache] {
         if (scanCache->isDirty())
             scanCache->save();
+        scanCache->release();
+        Allocator::releaseFreeMemory();
     });
 }
 

@@ -50,9 +50,11 @@ measure() {
     wait "$pid" 2>/dev/null || true
 }
 
+# LUMEVAR_MEMORY_HOME=DIR runs in DIR and keeps it (a relaunch of it can then be profiled).
 for ((run = 1; run <= runs; ++run)); do
-    home=$(mktemp -d)
+    home=${LUMEVAR_MEMORY_HOME:-$(mktemp -d)}
+    mkdir -p "$home"
     measure first "$home"
     measure relaunch "$home"
-    rm -rf "$home"
+    [[ -n ${LUMEVAR_MEMORY_HOME:-} ]] || rm -rf "$home"
 done

@@ -1,5 +1,8 @@
 #include "Support/Allocator.h"
 
+// <cstdlib> brings the C library's own header that defines __GLIBC__; tested before any include,
+// the macro is never set and both functions would do nothing.
+#include <cstdlib>
 #if defined(__GLIBC__)
 #include <malloc.h>
 #endif

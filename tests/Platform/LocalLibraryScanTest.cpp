@@ -121,6 +121,62 @@ TEST(LocalLibraryScan, ARenamedOrMovedFileKeepsItsIdentifier)
     EXPECT_EQ(again.songs().size(), 3);
 }
 
+TEST(LocalLibraryScan, TheCacheLeavesMemoryOnlyWhenSavedAndSharesTheRepeatedTextsItReads)
+{
+    Library library;
+    const QString f = library.folder();
+    for (const QString &name : {QStringLiteral("1"), QStringLiteral("2")})
+        writeTrack(f, QStringLiteral("a/%1.mp3").arg(name), tags(name, QStringLiteral("Artist"), QStringLiteral("Album")));
+    library.scan();
+
+    ScanCache cache(QFile::encodeName(f), library.cacheFile());
+    EXPECT_FALSE(cache.isLoaded());
+    ASSERT_TRUE(cache.load());
+    ASSERT_EQ(cache.entries().size(), 2);
+    // Both songs of the album hold one copy of its album and artist texts.
+    const ScannedTrack &one = *cache.entries().cbegin()->track;
+    const ScannedTrack &two = *std::next(cache.entries().cbegin())->track;
+    EXPECT_TRUE(one.album.isSharedWith(two.album));
+    EXPECT_TRUE(one.artist.isSharedWith(two.artist));
+    EXPECT_TRUE(one.artists.value(0).isSharedWith(two.artist));
+    EXPECT_FALSE(one.title.isSharedWith(two.title));
+
+    // A saved cache is dropped from memory and comes back whole.
+    cache.release();
+    EXPECT_FALSE(cache.isLoaded());
+    EXPECT_TRUE(cache.entries().isEmpty());
+    ASSERT_TRUE(cache.load());
+    EXPECT_EQ(cache.entries().size(), 2);
+
+    // Entries that could not be written stay in memory: dropping them would lose the scan.
+    ScanCache unwritable(QFile::encodeName(f), QStringLiteral("/proc/no such folder/scan.cache"));
+    unwritable.replace(cache.entries());
+    EXPECT_FALSE(unwritable.save());
+    unwritable.release();
+    EXPECT_TRUE(unwritable.isLoaded());
+    EXPECT_EQ(unwritable.entries().size(), 2);
+}
+
+TEST(LocalLibraryService, ARescanReadsTheCacheBackAndAMovedFileKeepsItsSong)
+{
+    Library library;
+    const QString f = library.folder();
+    writeTrack(f, QStringLiteral("in/old.mp3"), tags(QStringLiteral("Moved"), QStringLiteral("A")));
+    writeTrack(f, QStringLiteral("in/stays.mp3"), tags(QStringLiteral("Stays"), QStringLiteral("A")));
+    LocalLibraryService service(f, library.cache.path());
+    const QList<Song> before = runTask(service.librarySongs(0, 10)).items;
+    ASSERT_EQ(before.size(), 2);
+
+    // Between scans the cache is on disk only; the rescan needs it to know the moved file.
+    ASSERT_TRUE(QDir().mkpath(f + QStringLiteral("/out")));
+    ASSERT_TRUE(QFile::rename(f + QStringLiteral("/in/old.mp3"), f + QStringLiteral("/out/new.mp3")));
+    runTask(service.rescan());
+    const QList<Song> after = runTask(service.librarySongs(0, 10)).items;
+    EXPECT_EQ(after, before);
+    const Song &moved = before[before[0].title == QLatin1String("Moved") ? 0 : 1];
+    EXPECT_EQ(runTask(service.playableURL(*moved.playParameters)).toLocalFile(), f + QStringLiteral("/out/new.mp3"));
+}
+
 TEST(LocalLibraryScan, NamesThatAreNotUtf8AreFoundShownAndResolvedToTheirBytes)
 {
     Library library;

@@ -4,6 +4,7 @@
 #include "Platform/LocalLibrary/FolderWalk.h"
 #include "Platform/LocalLibrary/PlaylistFileReader.h"
 #include "Platform/LocalLibrary/ScanCache.h"
+#include "Platform/LocalLibrary/SharedTexts.h"
 #include "Platform/LocalLibrary/TrackReader.h"
 #include "Support/Log.h"
 
@@ -146,6 +147,13 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) 
         readRun(runs.first());
     else
         QtConcurrent::blockingMapped<QList<int>>(runs, readRun);
+
+    // Tracks read now share their repeated texts (those taken from the cache already do).
+    SharedTexts texts;
+    for (const qsizetype index : std::as_const(toRead)) {
+        if (tracks[index])
+            texts.shareRepeated(*tracks[index]);
+    }
 
     ScanResult result;
     result.readFiles = int(toRead.size());

@@ -67,7 +67,13 @@ QByteArray fileOf(const ScannedTrack &track)
     return track.fileName.isEmpty() ? QFile::encodeName(track.path) : track.fileName;
 }
 
-Song songOf(const ScannedTrack &track, const MusicItemID &id)
+// The songs of an album share one artwork and one genre list instead of a copy each.
+struct SharedSongParts {
+    QHash<QString, std::optional<Artwork>> artworkByPath;
+    QHash<QString, QStringList> genresByName;
+};
+
+Song songOf(const ScannedTrack &track, const MusicItemID &id, SharedSongParts &shared)
 {
     Song song;
     song.id = id;
@@ -75,14 +81,21 @@ Song songOf(const ScannedTrack &track, const MusicItemID &id)
     song.artistName = optionalText(track.artist);
     song.albumTitle = optionalText(track.album);
     song.albumArtistName = optionalText(track.albumArtist);
-    if (!track.genre.isEmpty())
-        song.genreNames = QStringList{track.genre};
+    if (!track.genre.isEmpty()) {
+        auto genres = shared.genresByName.constFind(track.genre);
+        if (genres == shared.genresByName.cend())
+            genres = shared.genresByName.insert(track.genre, QStringList{track.genre});
+        song.genreNames = *genres;
+    }
     song.duration = track.duration;
     song.releaseDate = track.releaseDate;
     song.libraryAddedDate = track.modified;
     song.trackNumber = track.trackNumber;
     song.discNumber = track.discNumber;
-    song.artwork = LibraryIndex::artworkForFile(track.artworkPath);
+    auto artwork = shared.artworkByPath.constFind(track.artworkPath);
+    if (artwork == shared.artworkByPath.cend())
+        artwork = shared.artworkByPath.insert(track.artworkPath, LibraryIndex::artworkForFile(track.artworkPath));
+    song.artwork = *artwork;
     song.playParameters = PlayParameters{song.id, QStringLiteral("song")};
     return song;
 }
@@ -158,11 +171,12 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
     // The songs' identifiers, parallel to scan.tracks. They are digests of the tracks' identities,
     // the costly part of a song, so they are made on every core.
     const QList<MusicItemID> trackIDs = QtConcurrent::blockingMapped<QList<MusicItemID>>(scan.tracks, &songIDOf);
+    SharedSongParts shared;
     m_songs.reserve(scan.tracks.size());
     for (qsizetype i = 0; i < scan.tracks.size(); ++i) {
         const ScannedTrack &track = scan.tracks[i];
         m_paths.insert(trackIDs[i], fileOf(track));
-        m_songs.append(songOf(track, trackIDs[i]));
+        m_songs.append(songOf(track, trackIDs[i], shared));
     }
     sortByID(m_songs);
     rebuildSongIndex();
@@ -246,11 +260,12 @@ LibraryIndex::LibraryIndex(const LibraryIndex &previous, const ScanResult &scan,
     QList<Song> added;
     added.reserve(scan.readTracks.size());
     QSet<MusicItemID> replaced = gone;
+    SharedSongParts shared;
     for (const qsizetype index : scan.readTracks) {
         const ScannedTrack &track = scan.tracks[index];
         const MusicItemID id = songIDOf(track);
         m_paths.insert(id, fileOf(track));
-        added.append(songOf(track, id));
+        added.append(songOf(track, id, shared));
         replaced.insert(id);
     }
     if (replaced.isEmpty()) {

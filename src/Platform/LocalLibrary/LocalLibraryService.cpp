@@ -140,8 +140,9 @@ void LocalLibraryService::startScan()
     const int generation = ++m_scanGeneration;
     Log::debug(Log::collection(), "Scanning %@ (scan %d)", m_folder, generation);
     m_scan = QtConcurrent::run(&m_scanPool, [folder = m_folder, cache = m_artworkCacheFolder, stop = m_stopScan,
-                                             scanCache = m_scanCache, lastBuilt = m_lastBuilt, first = generation == 1] {
-        if (first)
+                                             scanCache = m_scanCache, lastBuilt = m_lastBuilt] {
+        // Between scans the cache is on disk only: a relaunch or a rescan reads it back here.
+        if (!scanCache->isLoaded())
             scanCache->load();
         // The library of the scan before this one, from the same cache: what this scan finds
         // changed is applied to it. Cleared while the scan runs, so that a scan that fails or
@@ -178,15 +179,19 @@ void LocalLibraryService::startScan()
             *lastBuilt = snapshot;
         // The scan's own lists go with this job; what it leaves is the snapshot and the cache.
         scan = ScanResult();
-        Allocator::releaseFreeMemory();
         return std::shared_ptr<const Snapshot>(std::move(snapshot));
     });
     // The library is handed out first and the scan cache written after it, before any later scan
     // (the pool runs one job at a time). A stopped scan leaves the cache as it was, so what is
     // there is always whole and is written even while the service closes.
+    // Then the cache leaves memory (it is as large as the library's songs) unless it could not be
+    // written, and the heap the scan freed goes back to the system: done here, after the hand-out,
+    // a trim of a few hundred megabytes of heap costs the waiting callers nothing.
     m_scanPool.start([scanCache = m_scanCache] {
         if (scanCache->isDirty())
             scanCache->save();
+        scanCache->release();
+        Allocator::releaseFreeMemory();
     });
 }
 

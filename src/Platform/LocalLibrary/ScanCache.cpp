@@ -1,5 +1,6 @@
 #include "Platform/LocalLibrary/ScanCache.h"
 
+#include "Platform/LocalLibrary/SharedTexts.h"
 #include "Support/Log.h"
 
 #include <QDataStream>
@@ -62,6 +63,7 @@ bool ScanCache::load()
 {
     m_entries.clear();
     m_dirty = false;
+    m_loaded = true;
     QFile file(m_file);
     if (!file.open(QIODevice::ReadOnly))
         return false;
@@ -75,6 +77,7 @@ bool ScanCache::load()
         return false;
     QHash<QByteArray, Entry> entries;
     entries.reserve(count);
+    SharedTexts texts;
     for (qint64 i = 0; i < count && in.status() == QDataStream::Ok; ++i) {
         QByteArray path;
         Entry entry;
@@ -83,6 +86,7 @@ bool ScanCache::load()
         if (readable) {
             entry.track.emplace();
             readTrack(in, *entry.track);
+            texts.shareRepeated(*entry.track);
         }
         entries.insert(path, std::move(entry));
     }
@@ -92,6 +96,14 @@ bool ScanCache::load()
     }
     m_entries = std::move(entries);
     return true;
+}
+
+void ScanCache::release()
+{
+    if (m_dirty)
+        return;
+    m_entries = {};
+    m_loaded = false;
 }
 
 bool ScanCache::save() const

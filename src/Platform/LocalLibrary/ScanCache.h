@@ -6,7 +6,9 @@
 // be read are remembered too, so they are not tried again until they change.
 //
 // Kept in one file, written whole after each scan (atomically); a missing, foreign or damaged
-// file is an empty cache, which costs one full read of the folder and nothing else.
+// file is an empty cache, which costs one full read of the folder and nothing else. Between scans
+// it need not stay in memory: release() drops what is saved, and the next scan loads it again.
+// The repeated texts of the loaded tracks (artists, albums, genres, pictures) are shared.
 
 #include "Platform/LocalLibrary/ScannedTrack.h"
 
@@ -27,7 +29,11 @@ public:
     ScanCache(QByteArray root, QString file);
 
     // Reads the stored file; false (and an empty cache) when there is none or it is unusable.
+    // Either way the cache counts as loaded.
     bool load();
+    bool isLoaded() const { return m_loaded; }
+    // Frees the entries when they are saved (a cache with unsaved changes stays as it is).
+    void release();
     // Writes the cache; false (with a log line) when it cannot.
     bool save() const;
 
@@ -35,6 +41,7 @@ public:
     void replace(QHash<QByteArray, Entry> entries)
     {
         m_entries = std::move(entries);
+        m_loaded = true;
         m_dirty = true;
     }
     // Whether replace() was called since the last load() or save(): an unchanged folder costs no
@@ -49,5 +56,6 @@ private:
     QByteArray m_root;
     QString m_file;
     QHash<QByteArray, Entry> m_entries;
+    bool m_loaded = false;
     mutable bool m_dirty = false;
 };

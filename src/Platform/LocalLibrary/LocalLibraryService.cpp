@@ -184,13 +184,11 @@ void LocalLibraryService::startScan()
     // The library is handed out first and the scan cache written after it, before any later scan
     // (the pool runs one job at a time). A stopped scan leaves the cache as it was, so what is
     // there is always whole and is written even while the service closes.
-    // Then the cache leaves memory (it is as large as the library's songs) unless it could not be
-    // written, and the heap the scan freed goes back to the system: done here, after the hand-out,
-    // a trim of a few hundred megabytes of heap costs the waiting callers nothing.
+    // Then the heap the scan freed goes back to the system: done here, after the hand-out, a trim
+    // of a few hundred megabytes of heap costs the waiting callers nothing.
     m_scanPool.start([scanCache = m_scanCache] {
         if (scanCache->isDirty())
             scanCache->save();
-        scanCache->release();
         Allocator::releaseFreeMemory();
     });
 }

@@ -98,14 +98,6 @@ bool ScanCache::load()
     return true;
 }
 
-void ScanCache::release()
-{
-    if (m_dirty)
-        return;
-    m_entries = {};
-    m_loaded = false;
-}
-
 bool ScanCache::save() const
 {
     if (m_file.isEmpty())

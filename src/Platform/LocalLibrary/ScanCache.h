@@ -6,8 +6,10 @@
 // be read are remembered too, so they are not tried again until they change.
 //
 // Kept in one file, written whole after each scan (atomically); a missing, foreign or damaged
-// file is an empty cache, which costs one full read of the folder and nothing else. Between scans
-// it need not stay in memory: release() drops what is saved, and the next scan loads it again.
+// file is an empty cache, which costs one full read of the folder and nothing else. It is read
+// by the first scan of a run and then stays in memory, so that a change in the watched folder is
+// read without loading 100,000 entries again (dropping it between scans saved about 20 MB and
+// cost a second per change).
 // The repeated texts of the loaded tracks (artists, albums, genres, pictures) are shared.
 
 #include "Platform/LocalLibrary/ScannedTrack.h"
@@ -32,8 +34,6 @@ public:
     // Either way the cache counts as loaded.
     bool load();
     bool isLoaded() const { return m_loaded; }
-    // Frees the entries when they are saved (a cache with unsaved changes stays as it is).
-    void release();
     // Writes the cache; false (with a log line) when it cannot.
     bool save() const;
 

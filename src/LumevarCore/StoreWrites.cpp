@@ -722,13 +722,13 @@ void removeLibraryItems(StoreState &store, LocalDatabase::LibraryKind kind, cons
         break;
     }
     case LocalDatabase::LibraryKind::albums:
+    case LocalDatabase::LibraryKind::artists: {
+        const char *sql = kind == LocalDatabase::LibraryKind::albums ? "DELETE FROM albums WHERE id = ?1"
+                                                                       : "DELETE FROM artists WHERE id = ?1";
         for (const QString &id : ids)
-            db.query("DELETE FROM albums WHERE id = ?1").bindAll(id).run();
+            db.query(sql).bindAll(id).run();
         break;
-    case LocalDatabase::LibraryKind::artists:
-        for (const QString &id : ids)
-            db.query("DELETE FROM artists WHERE id = ?1").bindAll(id).run();
-        break;
+    }
     case LocalDatabase::LibraryKind::songs: {
         // They leave the library; they stay as songs while a playlist holds them.
         QSet<qint64> left;

@@ -3,6 +3,9 @@ find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets Network Concurrent DBu
 find_package(QCoro6 REQUIRED COMPONENTS Core Network DBus)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(MPV REQUIRED IMPORTED_TARGET mpv)
+# libmpv is loaded when playback first needs it (MpvClient), not linked: its headers only.
+add_library(MpvHeaders INTERFACE)
+target_include_directories(MpvHeaders INTERFACE ${MPV_INCLUDE_DIRS})
 pkg_check_modules(TAGLIB REQUIRED IMPORTED_TARGET taglib)
 find_package(SQLite3 REQUIRED)
 if(LUMEVAR_BUILD_TESTS)

@@ -115,6 +115,28 @@ TEST_F(MpvAudioEngineTest, PlaysAFileToItsEndAndReportsFailures)
     EXPECT_EQ(loaded.count(), 3);
 }
 
+// mpv starts on a worker thread at the first load: what the player asks before it runs is kept.
+TEST_F(MpvAudioEngineTest, TheFirstLoadWaitsForMpvToStart)
+{
+    const QUrl tone = writeSineWav(path("tone.wav"), 1.0);
+    {
+        // Gone while mpv starts: the player it made is ended, nothing is reported.
+        MpvAudioEngine engine(nullOutput());
+        engine.load(tone);
+    }
+    MpvAudioEngine engine(nullOutput());
+    QSignalSpy loaded(&engine, &AudioEngine::loaded);
+    QSignalSpy failures(&engine, &AudioEngine::failed);
+    engine.play();
+    engine.load(QUrl::fromLocalFile(path("missing.wav")));
+    engine.load(tone);
+    EXPECT_EQ(loaded.count(), 0);
+    ASSERT_TRUE(waitUntil([&] { return loaded.count() == 1; })) << "only the last load opens";
+    EXPECT_FALSE(engine.isPaused());
+    ASSERT_TRUE(waitUntil([&] { return engine.position() > 0.1; })) << "a play asked for while mpv started";
+    EXPECT_TRUE(failures.isEmpty()) << "the replaced load is never opened";
+}
+
 TEST_F(MpvAudioEngineTest, PlaysAFileWhoseNameIsNotUtf8)
 {
     MpvAudioEngine engine(nullOutput());

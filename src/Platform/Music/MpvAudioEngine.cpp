@@ -1,18 +1,79 @@
 #include "Platform/Music/MpvAudioEngine.h"
 
+#include "Platform/Music/MpvClient.h"
+
 #include "Support/Log.h"
 
 #include <QByteArray>
+#include <QElapsedTimer>
 #include <QMetaObject>
 #include <QPointer>
+#include <QtConcurrent>
 #include <algorithm>
 #include <atomic>
 #include <clocale>
-#include <mpv/client.h>
+
+namespace {
+
+// Loads libmpv and makes a player of it, on a worker thread; nullptr (logged) when that fails.
+mpv_handle *createPlayer(const MpvAudioEngine::Options &options, bool paused)
+{
+    const MpvClient *api = MpvClient::shared();
+    if (!api)
+        return nullptr;
+    mpv_handle *mpv = api->create();
+    if (!mpv) {
+        Log::error(Log::playback(), "Failed to create the mpv player: out of memory or bad locale");
+        return nullptr;
+    }
+    const auto setOption = [api, mpv](const char *name, const QByteArray &value) {
+        const int rc = api->set_option_string(mpv, name, value.constData());
+        if (rc < 0)
+            Log::error(Log::playback(), "mpv rejected the option %@=%@: %@", name, QString::fromUtf8(value),
+                       api->error_string(rc));
+    };
+    // Audio only: no video track, no video output, no cover-art window, and nothing of the user's
+    // mpv configuration, scripts or key bindings.
+    setOption("vid", "no");
+    setOption("vo", "null");
+    setOption("audio-display", "no");
+    setOption("force-window", "no");
+    setOption("idle", "yes");
+    setOption("keep-open", "no");
+    setOption("terminal", "no");
+    setOption("config", "no");
+    setOption("input-default-bindings", "no");
+    setOption("input-vo-keyboard", "no");
+    setOption("osc", "no");
+    setOption("ytdl", "no");
+    setOption("load-scripts", "no");
+    setOption("audio-client-name", "Lumevar");
+    setOption("pause", paused ? "yes" : "no");
+    setOption("volume", QByteArray::number(std::clamp(options.volume, 0, 100)));
+    if (!options.audioOutput.isEmpty())
+        setOption("ao", options.audioOutput.toUtf8());
+    if (const int rc = api->initialize(mpv); rc < 0) {
+        Log::error(Log::playback(), "Failed to start the mpv player: %@", api->error_string(rc));
+        api->terminate_destroy(mpv);
+        return nullptr;
+    }
+    return mpv;
+}
+
+} // namespace
 
 struct MpvAudioEngine::Private {
     MpvAudioEngine *q = nullptr;
+    MpvAudioEngine::Options options;
+    const MpvClient *api = nullptr;
     mpv_handle *mpv = nullptr;
+    // mpv starts at the first load, on a worker thread (loading libmpv and its codecs takes
+    // 0.1-0.3 s); a start that failed is not tried again.
+    enum class State { idle, starting, running, failed } state = State::idle;
+    QFuture<mpv_handle *> starting;
+    QElapsedTimer startTimer;
+    // A load asked for while mpv starts, of url.
+    bool loadWaiting = false;
     // Set while a drain is queued on the main thread, so that a burst of wakeups queues one.
     std::atomic<bool> drainQueued{false};
 
@@ -43,14 +104,6 @@ struct MpvAudioEngine::Private {
         QMetaObject::invokeMethod(self->q, [engine = self->q] { engine->drainEvents(); }, Qt::QueuedConnection);
     }
 
-    void setOption(const char *name, const QByteArray &value)
-    {
-        const int rc = mpv_set_option_string(mpv, name, value.constData());
-        if (rc < 0)
-            Log::error(Log::playback(), "mpv rejected the option %@=%@: %@", name, QString::fromUtf8(value),
-                       mpv_error_string(rc));
-    }
-
     // Reports a failed load on the next turn of the event loop, as mpv's own failures arrive.
     void failLater(const QString &message)
     {
@@ -70,7 +123,7 @@ struct MpvAudioEngine::Private {
     double doubleProperty(const char *name) const
     {
         double value = 0;
-        if (!mpv || mpv_get_property(mpv, name, MPV_FORMAT_DOUBLE, &value) < 0)
+        if (!mpv || api->get_property(mpv, name, MPV_FORMAT_DOUBLE, &value) < 0)
             return 0;
         return value;
     }
@@ -81,56 +134,65 @@ MpvAudioEngine::MpvAudioEngine(QObject *parent) : MpvAudioEngine(Options{}, pare
 MpvAudioEngine::MpvAudioEngine(Options options, QObject *parent) : AudioEngine(parent), d(std::make_unique<Private>())
 {
     d->q = this;
+    d->options = std::move(options);
     // mpv parses numbers with the C library and refuses to start under a locale with a decimal
     // comma; Qt's application object sets the locale from the environment, so reset it here.
     std::setlocale(LC_NUMERIC, "C");
-    d->mpv = mpv_create();
-    if (!d->mpv) {
-        Log::error(Log::playback(), "Failed to create the mpv player: out of memory or bad locale");
-        return;
-    }
-    // Audio only: no video track, no video output, no cover-art window, and nothing of the user's
-    // mpv configuration, scripts or key bindings.
-    d->setOption("vid", "no");
-    d->setOption("vo", "null");
-    d->setOption("audio-display", "no");
-    d->setOption("force-window", "no");
-    d->setOption("idle", "yes");
-    d->setOption("keep-open", "no");
-    d->setOption("terminal", "no");
-    d->setOption("config", "no");
-    d->setOption("input-default-bindings", "no");
-    d->setOption("input-vo-keyboard", "no");
-    d->setOption("osc", "no");
-    d->setOption("ytdl", "no");
-    d->setOption("load-scripts", "no");
-    d->setOption("audio-client-name", "Lumevar");
-    d->setOption("pause", "yes");
-    d->setOption("volume", QByteArray::number(std::clamp(options.volume, 0, 100)));
-    if (!options.audioOutput.isEmpty())
-        d->setOption("ao", options.audioOutput.toUtf8());
-
-    if (const int rc = mpv_initialize(d->mpv); rc < 0) {
-        Log::error(Log::playback(), "Failed to start the mpv player: %@", mpv_error_string(rc));
-        mpv_terminate_destroy(d->mpv);
-        d->mpv = nullptr;
-        return;
-    }
-    mpv_observe_property(d->mpv, 0, "time-pos", MPV_FORMAT_DOUBLE);
-    mpv_request_log_messages(d->mpv, "error");
-    mpv_set_wakeup_callback(d->mpv, &Private::wakeup, d.get());
 }
 
 MpvAudioEngine::~MpvAudioEngine()
 {
+    if (d->state == Private::State::starting) {
+        // The start's continuation dies with this object: the player it made is ended here.
+        if (mpv_handle *handle = d->starting.result())
+            MpvClient::shared()->terminate_destroy(handle);
+        return;
+    }
     if (!d->mpv)
         return;
-    mpv_set_wakeup_callback(d->mpv, nullptr, nullptr);
-    mpv_terminate_destroy(d->mpv);
+    d->api->set_wakeup_callback(d->mpv, nullptr, nullptr);
+    d->api->terminate_destroy(d->mpv);
     d->mpv = nullptr;
 }
 
-bool MpvAudioEngine::isAvailable() const { return d->mpv != nullptr; }
+void MpvAudioEngine::start()
+{
+    if (d->state != Private::State::idle)
+        return;
+    d->state = Private::State::starting;
+    d->startTimer.start();
+    d->starting = QtConcurrent::run(&createPlayer, d->options, d->paused);
+    d->starting.then(this, [this](mpv_handle *handle) { started(handle); });
+}
+
+void MpvAudioEngine::started(mpv_handle *handle)
+{
+    if (!handle) {
+        d->state = Private::State::failed;
+        if (std::exchange(d->loadWaiting, false))
+            d->failLater(QStringLiteral("Cannot play %1: the audio engine is not available").arg(d->url.toDisplayString()));
+        return;
+    }
+    d->state = Private::State::running;
+    d->api = MpvClient::shared();
+    d->mpv = handle;
+    d->api->observe_property(d->mpv, 0, "time-pos", MPV_FORMAT_DOUBLE);
+    d->api->request_log_messages(d->mpv, "error");
+    d->api->set_wakeup_callback(d->mpv, &Private::wakeup, d.get());
+    // A play or pause while mpv started.
+    d->api->set_property_string(d->mpv, "pause", d->paused ? "yes" : "no");
+    Log::debug(Log::playback(), "Started mpv in %d ms", int(d->startTimer.elapsed()));
+    if (std::exchange(d->loadWaiting, false))
+        loadFile();
+}
+
+bool MpvAudioEngine::isAvailable()
+{
+    start();
+    if (d->state == Private::State::starting)
+        return d->starting.result() != nullptr;
+    return d->state == Private::State::running;
+}
 
 void MpvAudioEngine::load(const QUrl &url)
 {
@@ -141,18 +203,33 @@ void MpvAudioEngine::load(const QUrl &url)
     d->entryID = -1;
     d->takeNextStartedEntry = false;
     d->url = url;
-    if (!d->mpv) {
+    d->loadWaiting = false;
+    switch (d->state) {
+    case Private::State::failed:
         d->failLater(QStringLiteral("Cannot play %1: the audio engine is not available").arg(url.toDisplayString()));
         return;
+    case Private::State::running:
+        loadFile();
+        return;
+    default:
+        // The file is opened once mpv runs.
+        d->loadWaiting = true;
+        start();
+        return;
     }
+}
+
+void MpvAudioEngine::loadFile()
+{
+    const QUrl &url = d->url;
     // A local file goes by its bytes, decoded from the URL's percent-encoding rather than through
     // text, so a name that is not UTF-8 opens as it is.
     const QByteArray target = url.isLocalFile() ? QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1())
                                                 : url.toString(QUrl::FullyEncoded).toUtf8();
     const char *args[] = {"loadfile", target.constData(), "replace", nullptr};
     mpv_node result{};
-    if (const int rc = mpv_command_ret(d->mpv, args, &result); rc < 0) {
-        d->failLater(QStringLiteral("Cannot play %1: %2").arg(url.toDisplayString(), QString::fromUtf8(mpv_error_string(rc))));
+    if (const int rc = d->api->command_ret(d->mpv, args, &result); rc < 0) {
+        d->failLater(QStringLiteral("Cannot play %1: %2").arg(url.toDisplayString(), QString::fromUtf8(d->api->error_string(rc))));
         return;
     }
     if (result.format == MPV_FORMAT_NODE_MAP) {
@@ -162,7 +239,7 @@ void MpvAudioEngine::load(const QUrl &url)
                 d->entryID = value.u.int64;
         }
     }
-    mpv_free_node_contents(&result);
+    d->api->free_node_contents(&result);
     d->takeNextStartedEntry = d->entryID < 0;
 }
 
@@ -172,7 +249,7 @@ void MpvAudioEngine::play()
         return;
     d->paused = false;
     if (d->mpv)
-        mpv_set_property_string(d->mpv, "pause", "no");
+        d->api->set_property_string(d->mpv, "pause", "no");
     Q_EMIT pausedChanged(false);
 }
 
@@ -182,7 +259,7 @@ void MpvAudioEngine::pause()
         return;
     d->paused = true;
     if (d->mpv)
-        mpv_set_property_string(d->mpv, "pause", "yes");
+        d->api->set_property_string(d->mpv, "pause", "yes");
     Q_EMIT pausedChanged(true);
 }
 
@@ -194,11 +271,12 @@ void MpvAudioEngine::stop()
     d->lastDuration = 0;
     d->entryID = -1;
     d->takeNextStartedEntry = false;
+    d->loadWaiting = false;
     d->url.clear();
     if (!d->mpv)
         return;
     const char *args[] = {"stop", nullptr};
-    mpv_command(d->mpv, args);
+    d->api->command(d->mpv, args);
 }
 
 void MpvAudioEngine::seek(double seconds)
@@ -208,8 +286,8 @@ void MpvAudioEngine::seek(double seconds)
     d->lastPosition = std::max(0.0, seconds);
     const QByteArray target = QByteArray::number(d->lastPosition, 'f', 3);
     const char *args[] = {"seek", target.constData(), "absolute", nullptr};
-    if (const int rc = mpv_command_async(d->mpv, 0, args); rc < 0)
-        Log::error(Log::playback(), "Failed to seek to %.1f: %@", seconds, mpv_error_string(rc));
+    if (const int rc = d->api->command_async(d->mpv, 0, args); rc < 0)
+        Log::error(Log::playback(), "Failed to seek to %.1f: %@", seconds, d->api->error_string(rc));
 }
 
 double MpvAudioEngine::position() const { return d->loaded ? d->lastPosition : 0; }
@@ -223,7 +301,7 @@ void MpvAudioEngine::drainEvents()
     d->drainQueued.store(false);
     QPointer<MpvAudioEngine> self(this);
     while (self && d->mpv) {
-        mpv_event *event = mpv_wait_event(d->mpv, 0);
+        mpv_event *event = d->api->wait_event(d->mpv, 0);
         if (event->event_id == MPV_EVENT_NONE)
             break;
         switch (event->event_id) {
@@ -260,7 +338,7 @@ void MpvAudioEngine::drainEvents()
                 d->entryID = -1;
                 d->loaded = false;
                 const QString reason = ended->reason == MPV_END_FILE_REASON_ERROR
-                                           ? QString::fromUtf8(mpv_error_string(ended->error))
+                                           ? QString::fromUtf8(d->api->error_string(ended->error))
                                            : QStringLiteral("nothing to play");
                 const QString message = QStringLiteral("Cannot play %1: %2").arg(where, reason);
                 Q_EMIT failed(message);
@@ -282,8 +360,8 @@ void MpvAudioEngine::drainEvents()
         }
         case MPV_EVENT_SHUTDOWN:
             Log::error(Log::playback(), "The mpv player shut down; playback is no longer available");
-            mpv_set_wakeup_callback(d->mpv, nullptr, nullptr);
-            mpv_terminate_destroy(d->mpv);
+            d->api->set_wakeup_callback(d->mpv, nullptr, nullptr);
+            d->api->terminate_destroy(d->mpv);
             d->mpv = nullptr;
             d->loaded = false;
             d->entryID = -1;

@@ -15,6 +15,8 @@
 #include <QString>
 #include <memory>
 
+struct mpv_handle;
+
 class MpvAudioEngine final : public AudioEngine {
     Q_OBJECT
 public:
@@ -25,13 +27,15 @@ public:
         int volume = 100;
     };
 
-    // Must be created on the main thread after the Qt application object exists. When mpv cannot be
-    // set up, the engine logs why and every load fails.
+    // Must be created on the main thread after the Qt application object exists. libmpv is loaded
+    // and started on a worker thread at the first load (or isAvailable()), and that load opens its
+    // file once mpv runs; when the start fails, the engine logs why and every load fails.
     explicit MpvAudioEngine(Options options, QObject *parent = nullptr);
     explicit MpvAudioEngine(QObject *parent = nullptr);
     ~MpvAudioEngine() override;
 
-    bool isAvailable() const;
+    // Whether mpv runs or can: starts it if nothing has yet, and waits for the start.
+    bool isAvailable();
 
     void load(const QUrl &url) override;
     void play() override;
@@ -44,6 +48,11 @@ public:
     bool isPaused() const override;
 
 private:
+    // Loads libmpv and starts the player on a worker thread, once; started() takes the result.
+    void start();
+    void started(mpv_handle *handle);
+    // Opens the file of the current load in the running player.
+    void loadFile();
     void drainEvents();
     struct Private;
     std::unique_ptr<Private> d;

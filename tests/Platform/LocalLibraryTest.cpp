@@ -29,14 +29,6 @@ const ScannedTrack *trackNamed(const ScanResult &scan, const QString &fileName)
     return nullptr;
 }
 
-const Song *songTitled(const LibraryIndex &index, const QString &title)
-{
-    for (const Song &song : index.songs()) {
-        if (song.title == title)
-            return &song;
-    }
-    return nullptr;
-}
 
 QStringList titles(const QList<Song> &songs)
 {
@@ -320,12 +312,12 @@ TEST(LocalLibrary, ArtworkComesFromEmbeddedPicturesOrACoverBesideTheFiles)
     EXPECT_TRUE(cachedPath.endsWith(QLatin1String(".jpg")));
 
     for (const QString &title : {QStringLiteral("E1"), QStringLiteral("E2"), QStringLiteral("E3")}) {
-        const Song *song = songTitled(index, title);
+        const auto song = songTitled(index, title);
         ASSERT_TRUE(song && song->artwork) << title.toStdString();
         EXPECT_EQ(song->artwork->url(100, 100), QUrl::fromLocalFile(cachedPath));
     }
     // "cover" is preferred over "folder".
-    const Song *side = songTitled(index, QStringLiteral("S1"));
+    const auto side = songTitled(index, QStringLiteral("S1"));
     ASSERT_TRUE(side && side->artwork);
     EXPECT_EQ(side->artwork->url(100, 100), QUrl::fromLocalFile(f + QStringLiteral("/side/cover.jpg")));
     EXPECT_FALSE(songTitled(index, QStringLiteral("N1"))->artwork);

@@ -4,6 +4,7 @@
 
 #include "DemoLibrary/DemoLibrary.h"
 #include "Platform/LocalLibrary/FolderScanner.h"
+#include "Platform/LocalLibrary/LibraryIndex.h"
 
 #include <QDir>
 #include <QFile>
@@ -46,6 +47,16 @@ inline DemoTags::Tags tags(const QString &title, const QString &artist, const QS
     t.disc = disc;
     t.date = date;
     return t;
+}
+
+// The first song of the index with this title.
+inline std::optional<Song> songTitled(const LibraryIndex &index, const QString &title)
+{
+    for (const Song &song : index.songs()) {
+        if (song.title == title)
+            return song;
+    }
+    return std::nullopt;
 }
 
 inline QByteArray cover(quint32 seed) { return DemoTags::drawCover(QStringLiteral("Cover"), QStringLiteral("Test"), Qt::red, Qt::blue, seed, 64); }

@@ -17,9 +17,10 @@ std::optional<QString> optionalText(const QString &text)
 }
 
 // The artist an album is filed under: its album artist, else the song's artist.
-QString albumArtistOf(const Song &song)
+template <typename Stored>
+const QString &albumArtistOf(const Stored &song)
 {
-    return song.albumArtistName.value_or(song.artistName.value_or(QString()));
+    return song.albumArtistName.isEmpty() ? song.artistName : song.albumArtistName;
 }
 
 // Names counted over songs, most frequent first (ties in first-seen order).
@@ -39,10 +40,12 @@ QStringList byFrequency(const QStringList &names)
 }
 
 // Disc, then track number, then title: the order of an album's songs.
-bool inAlbumOrder(const Song &a, const Song &b)
+template <typename Stored>
+bool inAlbumOrder(const Stored &a, const Stored &b)
 {
-    const auto key = [](const Song &song) {
-        return std::make_tuple(song.discNumber.value_or(1), song.trackNumber.value_or(0));
+    const auto key = [](const Stored &song) {
+        return std::make_tuple(song.discNumber == Stored::noNumber ? 1 : song.discNumber,
+                               song.trackNumber == Stored::noNumber ? 0 : song.trackNumber);
     };
     if (key(a) != key(b))
         return key(a) < key(b);
@@ -50,10 +53,10 @@ bool inAlbumOrder(const Song &a, const Song &b)
     return byTitle != 0 ? byTitle < 0 : a.id < b.id;
 }
 
-template <typename T>
-void sortByID(QList<T> &items)
+template <typename List>
+void sortByID(List &items)
 {
-    std::sort(items.begin(), items.end(), [](const T &a, const T &b) { return a.id < b.id; });
+    std::sort(items.begin(), items.end(), [](const auto &a, const auto &b) { return a.id < b.id; });
 }
 
 MusicItemID songIDOf(const ScannedTrack &track)
@@ -67,54 +70,35 @@ QByteArray fileOf(const ScannedTrack &track)
     return track.fileName.isEmpty() ? QFile::encodeName(track.path) : track.fileName;
 }
 
-// The songs of an album share one artwork and one genre list instead of a copy each.
-struct SharedSongParts {
-    QHash<QString, std::optional<Artwork>> artworkByPath;
-    QHash<QString, QStringList> genresByName;
-};
-
-Song songOf(const ScannedTrack &track, const MusicItemID &id, SharedSongParts &shared)
+qint64 millisecondsOf(const std::optional<QDateTime> &date, qint64 none)
 {
-    Song song;
-    song.id = id;
-    song.title = track.title;
-    song.artistName = optionalText(track.artist);
-    song.albumTitle = optionalText(track.album);
-    song.albumArtistName = optionalText(track.albumArtist);
-    if (!track.genre.isEmpty()) {
-        auto genres = shared.genresByName.constFind(track.genre);
-        if (genres == shared.genresByName.cend())
-            genres = shared.genresByName.insert(track.genre, QStringList{track.genre});
-        song.genreNames = *genres;
-    }
-    song.duration = track.duration;
-    song.releaseDate = track.releaseDate;
-    song.libraryAddedDate = track.modified;
-    song.trackNumber = track.trackNumber;
-    song.discNumber = track.discNumber;
-    auto artwork = shared.artworkByPath.constFind(track.artworkPath);
-    if (artwork == shared.artworkByPath.cend())
-        artwork = shared.artworkByPath.insert(track.artworkPath, LibraryIndex::artworkForFile(track.artworkPath));
-    song.artwork = *artwork;
-    song.playParameters = PlayParameters{song.id, QStringLiteral("song")};
-    return song;
+    return date && date->isValid() ? date->toMSecsSinceEpoch() : none;
 }
+
+std::optional<QDateTime> dateOf(qint64 milliseconds, qint64 none)
+{
+    return milliseconds == none ? std::nullopt : std::optional(QDateTime::fromMSecsSinceEpoch(milliseconds, Qt::UTC));
+}
+
+std::optional<int> numberOf(int number, int none) { return number == none ? std::nullopt : std::optional(number); }
 
 // Puts updated items (nothing: removed) in place of those with their identifiers, keeping the list
 // sorted by identifier.
-template <typename T>
-void applyByID(QList<T> &items, const QHash<MusicItemID, std::optional<T>> &updates)
+template <typename List, typename T>
+void applyByID(List &items, const QHash<MusicItemID, std::optional<T>> &updates)
 {
     if (updates.isEmpty())
         return;
-    items.removeIf([&updates](const T &item) { return updates.contains(item.id); });
-    const qsizetype kept = items.size();
+    items.erase(std::remove_if(items.begin(), items.end(), [&updates](const T &item) { return updates.contains(item.id); }),
+                items.end());
+    const auto kept = items.size();
     for (auto it = updates.cbegin(); it != updates.cend(); ++it) {
         if (it.value())
-            items.append(*it.value());
+            items.push_back(*it.value());
     }
-    std::sort(items.begin() + kept, items.end(), [](const T &a, const T &b) { return a.id < b.id; });
-    std::inplace_merge(items.begin(), items.begin() + kept, items.end(), [](const T &a, const T &b) { return a.id < b.id; });
+    const auto byID = [](const T &a, const T &b) { return a.id < b.id; };
+    std::sort(items.begin() + kept, items.end(), byID);
+    std::inplace_merge(items.begin(), items.begin() + kept, items.end(), byID);
 }
 
 } // namespace
@@ -136,11 +120,9 @@ public:
             known = m_artists.insert(name, LocalIdentifiers::make(LocalIdentifiers::artist, key(name)));
         return *known;
     }
-    // The album a song with an album title is on.
-    MusicItemID album(const Song &song)
+    // The album of a song with an album title, filed under artist.
+    MusicItemID album(const QString &artist, const QString &title)
     {
-        const QString artist = albumArtistOf(song);
-        const QString title = song.albumTitle.value_or(QString());
         const QString text = artist + u'\x1f' + title;
         auto known = m_albums.constFind(text);
         if (known == m_albums.constEnd())
@@ -148,9 +130,9 @@ public:
         return *known;
     }
     // Whether a song counts for its album artist as well as for its artist.
-    bool hasOtherAlbumArtist(const Song &song)
+    bool hasOtherAlbumArtist(const QString &albumArtist, const QString &artist)
     {
-        return song.albumArtistName && key(*song.albumArtistName) != key(song.artistName.value_or(QString()));
+        return !albumArtist.isEmpty() && key(albumArtist) != key(artist);
     }
 
 private:
@@ -166,51 +148,93 @@ std::optional<Artwork> LibraryIndex::artworkForFile(const QString &path)
     return Artwork(QUrl::fromLocalFile(path).toString());
 }
 
+LibraryIndex::StoredSong LibraryIndex::storedOf(const ScannedTrack &track, const MusicItemID &id,
+                                                QHash<QString, QString> &artworkURLs)
+{
+    StoredSong stored;
+    stored.id = id;
+    stored.title = track.title;
+    stored.artistName = track.artist;
+    stored.albumTitle = track.album;
+    stored.albumArtistName = track.albumArtist;
+    stored.genre = track.genre;
+    if (!track.artworkPath.isEmpty()) {
+        auto url = artworkURLs.constFind(track.artworkPath);
+        if (url == artworkURLs.cend())
+            url = artworkURLs.insert(track.artworkPath, artworkForFile(track.artworkPath)->urlTemplate());
+        stored.artworkURL = *url;
+    }
+    stored.file = fileOf(track);
+    stored.duration = track.duration;
+    stored.releaseDate = millisecondsOf(track.releaseDate, StoredSong::noDate);
+    stored.addedDate = millisecondsOf(track.modified, StoredSong::noDate);
+    stored.trackNumber = track.trackNumber.value_or(StoredSong::noNumber);
+    stored.discNumber = track.discNumber.value_or(StoredSong::noNumber);
+    return stored;
+}
+
+Song LibraryIndex::songOf(const StoredSong &stored)
+{
+    Song song;
+    song.id = stored.id;
+    song.title = stored.title;
+    song.artistName = optionalText(stored.artistName);
+    song.albumTitle = optionalText(stored.albumTitle);
+    song.albumArtistName = optionalText(stored.albumArtistName);
+    if (!stored.genre.isEmpty())
+        song.genreNames = QStringList{stored.genre};
+    song.duration = stored.duration;
+    song.releaseDate = dateOf(stored.releaseDate, StoredSong::noDate);
+    song.libraryAddedDate = dateOf(stored.addedDate, StoredSong::noDate);
+    song.trackNumber = numberOf(stored.trackNumber, StoredSong::noNumber);
+    song.discNumber = numberOf(stored.discNumber, StoredSong::noNumber);
+    if (!stored.artworkURL.isEmpty())
+        song.artwork = Artwork(stored.artworkURL);
+    song.playParameters = PlayParameters{stored.id, QStringLiteral("song")};
+    return song;
+}
+
 LibraryIndex::LibraryIndex(const ScanResult &scan)
 {
     // The songs' identifiers, parallel to scan.tracks. They are digests of the tracks' identities,
     // the costly part of a song, so they are made on every core.
     const QList<MusicItemID> trackIDs = QtConcurrent::blockingMapped<QList<MusicItemID>>(scan.tracks, &songIDOf);
-    SharedSongParts shared;
-    m_songs.reserve(scan.tracks.size());
-    for (qsizetype i = 0; i < scan.tracks.size(); ++i) {
-        const ScannedTrack &track = scan.tracks[i];
-        m_paths.insert(trackIDs[i], fileOf(track));
-        m_songs.append(songOf(track, trackIDs[i], shared));
-    }
+    QHash<QString, QString> artworkURLs;
+    m_songs.reserve(size_t(scan.tracks.size()));
+    for (qsizetype i = 0; i < scan.tracks.size(); ++i)
+        m_songs.push_back(storedOf(scan.tracks[i], trackIDs[i], artworkURLs));
     sortByID(m_songs);
-    rebuildSongIndex();
 
     // The songs in the scan's order (by path): the first of a group names it.
-    std::vector<const Song *> inScanOrder;
+    SongRefs inScanOrder;
     inScanOrder.reserve(size_t(trackIDs.size()));
     for (const MusicItemID &id : trackIDs)
-        inScanOrder.push_back(song(id));
+        inScanOrder.push_back(find(id));
 
     // Albums and artists only read the songs: they are grouped side by side.
     QFuture<void> artists = QtConcurrent::run([this, &inScanOrder] {
         LibraryNames names;
-        QHash<MusicItemID, std::vector<const Song *>> songsByArtist;
+        QHash<MusicItemID, SongRefs> songsByArtist;
         QList<MusicItemID> order;
-        for (const Song *member : inScanOrder) {
-            if (!member->artistName)
+        for (const StoredSong *member : inScanOrder) {
+            if (member->artistName.isEmpty())
                 continue;
-            auto &members = songsByArtist[names.artist(*member->artistName)];
+            auto &members = songsByArtist[names.artist(member->artistName)];
             if (members.empty())
-                order.append(names.artist(*member->artistName));
+                order.append(names.artist(member->artistName));
             members.push_back(member);
         }
-        for (const Song *member : inScanOrder) {
-            if (!names.hasOtherAlbumArtist(*member))
+        for (const StoredSong *member : inScanOrder) {
+            if (!names.hasOtherAlbumArtist(member->albumArtistName, member->artistName))
                 continue;
-            const auto found = songsByArtist.find(names.artist(*member->albumArtistName));
+            const auto found = songsByArtist.find(names.artist(member->albumArtistName));
             if (found != songsByArtist.end())
                 found->push_back(member);
         }
         for (const MusicItemID &id : std::as_const(order)) {
-            const std::vector<const Song *> &members = songsByArtist[id];
+            const SongRefs &members = songsByArtist[id];
             QList<MusicItemID> songIDs;
-            m_artists.append(makeArtist(id, *members.front()->artistName, members, names, songIDs));
+            m_artists.append(makeArtist(id, members.front()->artistName, members, names, songIDs));
             m_artistSongs.insert(id, songIDs);
         }
         sortByID(m_artists);
@@ -219,14 +243,15 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
     });
     {
         LibraryNames names;
-        QHash<MusicItemID, std::vector<const Song *>> songsByAlbum;
+        QHash<MusicItemID, SongRefs> songsByAlbum;
         QList<MusicItemID> order;
-        for (const Song *member : inScanOrder) {
-            if (!member->albumTitle)
+        for (const StoredSong *member : inScanOrder) {
+            if (member->albumTitle.isEmpty())
                 continue;
-            auto &members = songsByAlbum[names.album(*member)];
+            const MusicItemID album = names.album(albumArtistOf(*member), member->albumTitle);
+            auto &members = songsByAlbum[album];
             if (members.empty())
-                order.append(names.album(*member));
+                order.append(album);
             members.push_back(member);
         }
         for (const MusicItemID &id : std::as_const(order)) {
@@ -237,12 +262,8 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
         sortByID(m_albums);
     }
     artists.waitForFinished();
-    if (!scan.playlists.isEmpty()) {
-        QHash<QByteArray, MusicItemID> songByFile;
-        for (auto it = m_paths.cbegin(); it != m_paths.cend(); ++it)
-            songByFile.insert(it.value(), it.key());
-        addPlaylists(scan.playlists, songByFile);
-    }
+    if (!scan.playlists.isEmpty())
+        addPlaylists(scan.playlists, songsByFile());
     addGenres();
 }
 
@@ -255,18 +276,14 @@ LibraryIndex::LibraryIndex(const LibraryIndex &previous, const ScanResult &scan,
     QSet<MusicItemID> gone;
     for (const QByteArray &identity : scan.goneIdentities)
         gone.insert(LocalIdentifiers::songID(identity));
-    for (const MusicItemID &id : std::as_const(gone))
-        m_paths.remove(id);
-    QList<Song> added;
-    added.reserve(scan.readTracks.size());
+    std::vector<StoredSong> added;
+    added.reserve(size_t(scan.readTracks.size()));
     QSet<MusicItemID> replaced = gone;
-    SharedSongParts shared;
+    QHash<QString, QString> artworkURLs;
     for (const qsizetype index : scan.readTracks) {
         const ScannedTrack &track = scan.tracks[index];
-        const MusicItemID id = songIDOf(track);
-        m_paths.insert(id, fileOf(track));
-        added.append(songOf(track, id, shared));
-        replaced.insert(id);
+        added.push_back(storedOf(track, songIDOf(track), artworkURLs));
+        replaced.insert(added.back().id);
     }
     if (replaced.isEmpty()) {
         updatePlaylists(previous, scan.playlists, change);
@@ -276,31 +293,31 @@ LibraryIndex::LibraryIndex(const LibraryIndex &previous, const ScanResult &scan,
     // The groups the songs leave or join.
     QHash<MusicItemID, QList<MusicItemID>> addedByAlbum, addedByArtist;
     QSet<MusicItemID> albums, artists;
-    const auto noteGroups = [&](const Song &song, bool joins) {
-        if (song.albumTitle) {
-            const MusicItemID album = names.album(song);
+    const auto noteGroups = [&](const StoredSong &song, bool joins) {
+        if (!song.albumTitle.isEmpty()) {
+            const MusicItemID album = names.album(albumArtistOf(song), song.albumTitle);
             albums.insert(album);
             if (joins)
                 addedByAlbum[album].append(song.id);
         }
-        if (song.artistName) {
-            const MusicItemID artist = names.artist(*song.artistName);
+        if (!song.artistName.isEmpty()) {
+            const MusicItemID artist = names.artist(song.artistName);
             artists.insert(artist);
             if (joins)
                 addedByArtist[artist].append(song.id);
         }
-        if (names.hasOtherAlbumArtist(song)) {
-            const MusicItemID artist = names.artist(*song.albumArtistName);
+        if (names.hasOtherAlbumArtist(song.albumArtistName, song.artistName)) {
+            const MusicItemID artist = names.artist(song.albumArtistName);
             artists.insert(artist);
             if (joins)
                 addedByArtist[artist].append(song.id);
         }
     };
     for (const MusicItemID &id : std::as_const(gone)) {
-        if (const Song *old = previous.song(id))
+        if (const StoredSong *old = previous.find(id))
             noteGroups(*old, false);
     }
-    for (const Song &song : std::as_const(added))
+    for (const StoredSong &song : added)
         noteGroups(song, true);
     // Groups with nothing of their own to add still need an entry to be looked at.
     for (const MusicItemID &id : std::as_const(albums))
@@ -308,16 +325,16 @@ LibraryIndex::LibraryIndex(const LibraryIndex &previous, const ScanResult &scan,
     for (const MusicItemID &id : std::as_const(artists))
         addedByArtist[id];
 
-    QHash<MusicItemID, std::optional<Song>> songUpdates;
+    QHash<MusicItemID, std::optional<StoredSong>> songUpdates;
     for (const MusicItemID &id : std::as_const(gone))
         songUpdates.insert(id, std::nullopt);
-    for (const Song &song : std::as_const(added))
+    for (const StoredSong &song : added) {
+        change.songs.append(songOf(song));
         songUpdates.insert(song.id, song);
+    }
     applyByID(m_songs, songUpdates);
-    rebuildSongIndex();
-    change.songs = added;
     for (const MusicItemID &id : std::as_const(gone)) {
-        if (!m_songIndex.contains(id) && previous.song(id))
+        if (!find(id) && previous.find(id))
             change.removedSongs.append(id);
     }
 
@@ -328,34 +345,28 @@ LibraryIndex::LibraryIndex(const LibraryIndex &previous, const ScanResult &scan,
     addGenres();
 }
 
-void LibraryIndex::rebuildSongIndex()
-{
-    m_songIndex.clear();
-    m_songIndex.reserve(m_songs.size());
-    for (qsizetype i = 0; i < m_songs.size(); ++i)
-        m_songIndex.insert(m_songs[i].id, i);
-}
-
-Album LibraryIndex::makeAlbum(const MusicItemID &id, std::vector<const Song *> songs, QList<MusicItemID> &songIDs) const
+Album LibraryIndex::makeAlbum(const MusicItemID &id, SongRefs songs, QList<MusicItemID> &songIDs) const
 {
     QStringList genres;
+    qint64 released = StoredSong::noDate;
+    qint64 added = StoredSong::noDate;
+    for (const StoredSong *member : songs) {
+        genres.append(member->genre);
+        if (member->releaseDate != StoredSong::noDate && (released == StoredSong::noDate || member->releaseDate < released))
+            released = member->releaseDate;
+        // An album was added when its newest song was.
+        added = std::max(added, member->addedDate);
+    }
     Album album;
     album.id = id;
-    album.title = songs.front()->albumTitle.value_or(QString());
+    album.title = songs.front()->albumTitle;
     album.artistName = optionalText(albumArtistOf(*songs.front()));
-    for (const Song *member : songs) {
-        genres.append(member->genreNames.value(0));
-        if (member->releaseDate && (!album.releaseDate || *member->releaseDate < *album.releaseDate))
-            album.releaseDate = member->releaseDate;
-        // An album was added when its newest song was.
-        if (!album.libraryAddedDate || (member->libraryAddedDate && *member->libraryAddedDate > *album.libraryAddedDate))
-            album.libraryAddedDate = member->libraryAddedDate;
-    }
-    // Sorted as pointers: a Song is too large to move around.
-    std::sort(songs.begin(), songs.end(), [](const Song *a, const Song *b) { return inAlbumOrder(*a, *b); });
+    album.releaseDate = dateOf(released, StoredSong::noDate);
+    album.libraryAddedDate = dateOf(added, StoredSong::noDate);
+    std::sort(songs.begin(), songs.end(), [](const StoredSong *a, const StoredSong *b) { return inAlbumOrder(*a, *b); });
     songIDs.clear();
     songIDs.reserve(qsizetype(songs.size()));
-    for (const Song *member : songs)
+    for (const StoredSong *member : songs)
         songIDs.append(member->id);
     album.genreNames = byFrequency(genres);
     album.trackCount = int(songIDs.size());
@@ -364,8 +375,8 @@ Album LibraryIndex::makeAlbum(const MusicItemID &id, std::vector<const Song *> s
     return album;
 }
 
-Artist LibraryIndex::makeArtist(const MusicItemID &id, const QString &name, const std::vector<const Song *> &songs,
-                                LibraryNames &names, QList<MusicItemID> &songIDs) const
+Artist LibraryIndex::makeArtist(const MusicItemID &id, const QString &name, const SongRefs &songs, LibraryNames &names,
+                                QList<MusicItemID> &songIDs) const
 {
     // Artists are the songs' artists (a compilation's "Various Artists" is none). An artist's songs
     // are those by the artist and those on the artist's albums (a song by "Santana feat. Rob
@@ -373,14 +384,14 @@ Artist LibraryIndex::makeArtist(const MusicItemID &id, const QString &name, cons
     // without an album last), then in album order. Each album's key is made once.
     struct Member {
         QString albumKey;
-        const Song *song;
+        const StoredSong *song;
     };
     std::vector<Member> members;
     members.reserve(songs.size());
     QStringList genres;
-    for (const Song *member : songs) {
-        members.push_back({names.key(member->albumTitle.value_or(QString())), member});
-        genres.append(member->genreNames.value(0));
+    for (const StoredSong *member : songs) {
+        members.push_back({names.key(member->albumTitle), member});
+        genres.append(member->genre);
     }
     std::sort(members.begin(), members.end(), [](const Member &a, const Member &b) {
         if (a.albumKey != b.albumKey) {
@@ -408,13 +419,13 @@ void LibraryIndex::updateAlbums(const LibraryIndex &previous, const QSet<MusicIt
     QHash<MusicItemID, std::optional<Album>> updates;
     for (auto it = addedByAlbum.cbegin(); it != addedByAlbum.cend(); ++it) {
         const MusicItemID &id = it.key();
-        std::vector<const Song *> members;
+        SongRefs members;
         for (const MusicItemID &songID : previous.m_albumSongs.value(id)) {
             if (!replaced.contains(songID))
-                members.push_back(song(songID));
+                members.push_back(find(songID));
         }
         for (const MusicItemID &songID : it.value())
-            members.push_back(song(songID));
+            members.push_back(find(songID));
         const bool existed = previous.m_albumSongs.contains(id);
         if (members.empty()) {
             m_albumSongs.remove(id);
@@ -452,11 +463,11 @@ void LibraryIndex::updateArtists(const LibraryIndex &previous, const QSet<MusicI
         QString name = existing ? existing->name : QString();
         bool hasOwnSong = false;
         for (const MusicItemID &songID : std::as_const(memberIDs)) {
-            const Song *member = song(songID);
-            if (member->artistName && names.artist(*member->artistName) == id) {
+            const StoredSong *member = find(songID);
+            if (!member->artistName.isEmpty() && names.artist(member->artistName) == id) {
                 hasOwnSong = true;
                 if (name.isEmpty())
-                    name = *member->artistName;
+                    name = member->artistName;
             }
         }
         if (!hasOwnSong) {
@@ -469,15 +480,16 @@ void LibraryIndex::updateArtists(const LibraryIndex &previous, const QSet<MusicI
         }
         if (!existing) {
             // A new artist takes the songs already on its albums.
-            for (const Song &other : std::as_const(m_songs)) {
-                if (names.hasOtherAlbumArtist(other) && names.artist(*other.albumArtistName) == id)
+            for (const StoredSong &other : m_songs) {
+                if (names.hasOtherAlbumArtist(other.albumArtistName, other.artistName)
+                    && names.artist(other.albumArtistName) == id)
                     memberIDs.insert(other.id);
             }
         }
-        std::vector<const Song *> members;
+        SongRefs members;
         members.reserve(size_t(memberIDs.size()));
         for (const MusicItemID &songID : std::as_const(memberIDs))
-            members.push_back(song(songID));
+            members.push_back(find(songID));
         QList<MusicItemID> songIDs;
         Artist artist = makeArtist(id, name, members, names, songIDs);
         m_artistSongs.insert(id, songIDs);
@@ -490,18 +502,22 @@ void LibraryIndex::updateArtists(const LibraryIndex &previous, const QSet<MusicI
         m_artistIndex.insert(m_artists[i].id, i);
 }
 
+QHash<QByteArray, MusicItemID> LibraryIndex::songsByFile() const
+{
+    QHash<QByteArray, MusicItemID> songs;
+    songs.reserve(qsizetype(m_songs.size()));
+    for (const StoredSong &song : m_songs)
+        songs.insert(song.file, song.id);
+    return songs;
+}
+
 void LibraryIndex::updatePlaylists(const LibraryIndex &previous, const QList<ScannedPlaylist> &playlists,
                                    LibraryChange &change)
 {
     m_playlists.clear();
     m_playlistSongs.clear();
-    if (!playlists.isEmpty()) {
-        QHash<QByteArray, MusicItemID> songByFile;
-        songByFile.reserve(m_paths.size());
-        for (auto it = m_paths.cbegin(); it != m_paths.cend(); ++it)
-            songByFile.insert(it.value(), it.key());
-        addPlaylists(playlists, songByFile);
-    }
+    if (!playlists.isEmpty())
+        addPlaylists(playlists, songsByFile());
     QHash<MusicItemID, const Playlist *> before;
     for (const Playlist &playlist : previous.m_playlists)
         before.insert(playlist.id, &playlist);
@@ -544,20 +560,20 @@ void LibraryIndex::addGenres()
 {
     QHash<QString, qsizetype> genreByName;
     QHash<QString, qsizetype> genreByKey;
-    for (const Song &song : std::as_const(m_songs)) {
-        for (const QString &name : song.genreNames) {
-            auto found = genreByName.constFind(name);
-            if (found == genreByName.constEnd()) {
-                const QString key = LocalIdentifiers::nameKey(name);
-                auto byKey = genreByKey.constFind(key);
-                if (byKey == genreByKey.constEnd()) {
-                    byKey = genreByKey.insert(key, m_genres.size());
-                    m_genres.append(Genre{name, {}});
-                }
-                found = genreByName.insert(name, *byKey);
+    for (const StoredSong &song : m_songs) {
+        if (song.genre.isEmpty())
+            continue;
+        auto found = genreByName.constFind(song.genre);
+        if (found == genreByName.constEnd()) {
+            const QString key = LocalIdentifiers::nameKey(song.genre);
+            auto byKey = genreByKey.constFind(key);
+            if (byKey == genreByKey.constEnd()) {
+                byKey = genreByKey.insert(key, m_genres.size());
+                m_genres.append(Genre{song.genre, {}});
             }
-            m_genres[*found].songIDs.append(song.id);
+            found = genreByName.insert(song.genre, *byKey);
         }
+        m_genres[*found].songIDs.append(song.id);
     }
     std::sort(m_genres.begin(), m_genres.end(), [](const Genre &a, const Genre &b) {
         if (a.songIDs.size() != b.songIDs.size())
@@ -569,16 +585,50 @@ void LibraryIndex::addGenres()
 std::optional<Artwork> LibraryIndex::firstArtwork(const QList<MusicItemID> &songIDs) const
 {
     for (const MusicItemID &id : songIDs) {
-        if (const Song *s = song(id); s && s->artwork)
-            return s->artwork;
+        if (const StoredSong *s = find(id); s && !s->artworkURL.isEmpty())
+            return Artwork(s->artworkURL);
     }
     return std::nullopt;
 }
 
-const Song *LibraryIndex::song(const MusicItemID &id) const
+const LibraryIndex::StoredSong *LibraryIndex::find(const MusicItemID &id) const
 {
-    const auto found = m_songIndex.constFind(id);
-    return found == m_songIndex.constEnd() ? nullptr : &m_songs[*found];
+    const auto found = std::lower_bound(m_songs.begin(), m_songs.end(), id,
+                                        [](const StoredSong &song, const MusicItemID &key) { return song.id < key; });
+    return found != m_songs.end() && found->id == id ? &*found : nullptr;
+}
+
+std::optional<Song> LibraryIndex::song(const MusicItemID &id) const
+{
+    if (const StoredSong *stored = find(id))
+        return songOf(*stored);
+    return std::nullopt;
+}
+
+QByteArray LibraryIndex::filePath(const MusicItemID &songID) const
+{
+    const StoredSong *stored = find(songID);
+    return stored ? stored->file : QByteArray();
+}
+
+QList<MusicItemID> LibraryIndex::newestSongIDs(qsizetype count, const std::optional<QDateTime> &since) const
+{
+    const qint64 from = since ? millisecondsOf(since, StoredSong::noDate) : StoredSong::noDate;
+    std::vector<const StoredSong *> newest;
+    for (const StoredSong &song : m_songs) {
+        if (!since || (song.addedDate != StoredSong::noDate && song.addedDate >= from))
+            newest.push_back(&song);
+    }
+    const auto newer = [](const StoredSong *a, const StoredSong *b) {
+        return a->addedDate != b->addedDate ? a->addedDate > b->addedDate : a->id < b->id;
+    };
+    const size_t kept = count < 0 ? newest.size() : std::min(newest.size(), size_t(count));
+    std::partial_sort(newest.begin(), newest.begin() + qsizetype(kept), newest.end(), newer);
+    QList<MusicItemID> ids;
+    ids.reserve(qsizetype(kept));
+    for (size_t i = 0; i < kept; ++i)
+        ids.append(newest[i]->id);
+    return ids;
 }
 
 const Artist *LibraryIndex::artist(const MusicItemID &id) const
@@ -587,13 +637,25 @@ const Artist *LibraryIndex::artist(const MusicItemID &id) const
     return found == m_artistIndex.constEnd() ? nullptr : &m_artists[*found];
 }
 
+QList<Song> LibraryIndex::songs(qsizetype offset, qsizetype limit) const
+{
+    const qsizetype size = songCount();
+    const qsizetype first = std::clamp<qsizetype>(offset, 0, size);
+    const qsizetype last = limit < 0 ? size : std::min(size, first + limit);
+    QList<Song> result;
+    result.reserve(last - first);
+    for (qsizetype i = first; i < last; ++i)
+        result.append(songOf(m_songs[size_t(i)]));
+    return result;
+}
+
 QList<Song> LibraryIndex::songs(const QList<MusicItemID> &ids) const
 {
     QList<Song> result;
     result.reserve(ids.size());
     for (const MusicItemID &id : ids) {
-        if (const Song *s = song(id))
-            result.append(*s);
+        if (const StoredSong *stored = find(id))
+            result.append(songOf(*stored));
     }
     return result;
 }

@@ -5,11 +5,16 @@
 // on a worker thread and read on the main thread. A later scan that found a few files changed
 // makes the next index from the last one, redoing only the albums and artists those files take
 // part in, and says what changed (LibraryChange) for the store that mirrors it.
+// Songs are held compactly (StoredSong: texts shared with the scan, dates as milliseconds, the file
+// beside them) and made into Song values only when handed out: the index lives as long as the
+// application, and 100,000 Song values with their look-up tables took three times the memory.
 
 #include "Platform/LocalLibrary/ScannedTrack.h"
 #include "Platform/Music/MusicTypes.h"
 
 #include <QHash>
+#include <limits>
+#include <vector>
 
 struct LibraryChange;
 class LibraryNames;
@@ -28,18 +33,22 @@ public:
     // the items added, changed and removed; its revisions are left to the caller.
     LibraryIndex(const LibraryIndex &previous, const ScanResult &scan, LibraryChange &change);
 
-    // Every list is in a stable order: by identifier.
-    const QList<Song> &songs() const { return m_songs; }
+    // Every list is in a stable order: by identifier. Songs are made on demand: limit songs from
+    // offset (all of them by default).
+    qsizetype songCount() const { return qsizetype(m_songs.size()); }
+    QList<Song> songs(qsizetype offset = 0, qsizetype limit = -1) const;
     const QList<Album> &albums() const { return m_albums; }
     const QList<Artist> &artists() const { return m_artists; }
     const QList<Playlist> &playlists() const { return m_playlists; }
     // Genres by number of songs, most first (ties by name).
     const QList<Genre> &genres() const { return m_genres; }
 
-    const Song *song(const MusicItemID &id) const;
+    std::optional<Song> song(const MusicItemID &id) const;
     const Artist *artist(const MusicItemID &id) const;
     // The song's file as the file system names it (bytes); empty for an unknown song.
-    QByteArray filePath(const MusicItemID &songID) const { return m_paths.value(songID); }
+    QByteArray filePath(const MusicItemID &songID) const;
+    // Up to count songs (all: -1) added at or after since, newest first, equal dates by identifier.
+    QList<MusicItemID> newestSongIDs(qsizetype count, const std::optional<QDateTime> &since = std::nullopt) const;
 
     // The tracks of a collection in its order: a playlist's own, an album's by disc and track, an
     // artist's by album, then disc and track. Nothing for an unknown identifier.
@@ -54,15 +63,38 @@ public:
     static std::optional<Artwork> artworkForFile(const QString &path);
 
 private:
-    void addAlbums(const QList<ScannedTrack> &tracks, const QList<MusicItemID> &trackIDs);
-    void addArtists(const QList<ScannedTrack> &tracks, const QList<MusicItemID> &trackIDs);
+    // A song as the index keeps it. Empty texts are absent values; the artist, album and genre
+    // texts and the artwork URL are shared with every other song that has them.
+    struct StoredSong {
+        static constexpr qint64 noDate = std::numeric_limits<qint64>::min();
+        static constexpr int noNumber = std::numeric_limits<int>::min();
+        MusicItemID id;
+        QString title;
+        QString artistName;
+        QString albumTitle;
+        QString albumArtistName;
+        QString genre;
+        QString artworkURL;
+        QByteArray file;
+        double duration = 0;
+        qint64 releaseDate = noDate; // milliseconds since the epoch, UTC
+        qint64 addedDate = noDate;
+        int trackNumber = noNumber;
+        int discNumber = noNumber;
+    };
+    using SongRefs = std::vector<const StoredSong *>;
+
+    const StoredSong *find(const MusicItemID &id) const;
+    // What the index keeps of a track; artworkURLs shares each cover's URL between its songs.
+    static StoredSong storedOf(const ScannedTrack &track, const MusicItemID &id, QHash<QString, QString> &artworkURLs);
+    static Song songOf(const StoredSong &stored);
     void addPlaylists(const QList<ScannedPlaylist> &playlists, const QHash<QByteArray, MusicItemID> &songByFile);
     void addGenres();
-    void rebuildSongIndex();
+    QHash<QByteArray, MusicItemID> songsByFile() const;
     // An album or artist made from its songs; songIDs receives them in the collection's order.
-    Album makeAlbum(const MusicItemID &id, std::vector<const Song *> songs, QList<MusicItemID> &songIDs) const;
-    Artist makeArtist(const MusicItemID &id, const QString &name, const std::vector<const Song *> &songs,
-                      LibraryNames &names, QList<MusicItemID> &songIDs) const;
+    Album makeAlbum(const MusicItemID &id, SongRefs songs, QList<MusicItemID> &songIDs) const;
+    Artist makeArtist(const MusicItemID &id, const QString &name, const SongRefs &songs, LibraryNames &names,
+                      QList<MusicItemID> &songIDs) const;
     void updateAlbums(const LibraryIndex &previous, const QSet<MusicItemID> &replaced,
                       const QHash<MusicItemID, QList<MusicItemID>> &addedByAlbum, LibraryChange &change);
     void updateArtists(const LibraryIndex &previous, const QSet<MusicItemID> &replaced,
@@ -72,14 +104,12 @@ private:
     std::optional<Artwork> firstArtwork(const QList<MusicItemID> &songIDs) const;
     std::optional<QList<Song>> tracksOf(const QHash<MusicItemID, QList<MusicItemID>> &map, const MusicItemID &id) const;
 
-    QList<Song> m_songs;
+    std::vector<StoredSong> m_songs; // by identifier
     QList<Album> m_albums;
     QList<Artist> m_artists;
     QList<Playlist> m_playlists;
     QList<Genre> m_genres;
-    QHash<MusicItemID, qsizetype> m_songIndex;
     QHash<MusicItemID, qsizetype> m_artistIndex;
-    QHash<MusicItemID, QByteArray> m_paths;
     QHash<MusicItemID, QList<MusicItemID>> m_albumSongs;
     QHash<MusicItemID, QList<MusicItemID>> m_artistSongs;
     QHash<MusicItemID, QList<MusicItemID>> m_playlistSongs;

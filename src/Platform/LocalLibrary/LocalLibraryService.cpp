@@ -320,21 +320,19 @@ QCoro::Task<LibraryPage<Artist>> LocalLibraryService::libraryArtists(int offset,
 QCoro::Task<LibraryPage<Song>> LocalLibraryService::librarySongs(int offset, int limit)
 {
     const auto snapshot = co_await library();
-    co_return pageOf(snapshot->index.songs(), offset, limit);
+    // Only the page's songs are made.
+    LibraryPage<Song> page;
+    page.totalCount = int(snapshot->index.songCount());
+    page.offset = std::clamp(offset, 0, page.totalCount);
+    if (limit > 0)
+        page.items = snapshot->index.songs(page.offset, limit);
+    co_return page;
 }
 
 QCoro::Task<QList<Song>> LocalLibraryService::librarySongsAdded(QDateTime since)
 {
     const auto snapshot = co_await library();
-    QList<Song> added;
-    for (const Song &song : snapshot->index.songs()) {
-        if (song.libraryAddedDate && *song.libraryAddedDate >= since)
-            added.append(song);
-    }
-    std::sort(added.begin(), added.end(), [](const Song &a, const Song &b) {
-        return *a.libraryAddedDate != *b.libraryAddedDate ? *a.libraryAddedDate > *b.libraryAddedDate : a.id < b.id;
-    });
-    co_return added;
+    co_return snapshot->index.songs(snapshot->index.newestSongIDs(-1, since));
 }
 
 QCoro::Task<QList<Song>> LocalLibraryService::tracks(Playlist playlist)

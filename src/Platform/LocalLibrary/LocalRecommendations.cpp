@@ -7,23 +7,6 @@
 
 namespace {
 
-// The newest songs first; equal dates by identifier so the mix is the same on every run.
-QList<MusicItemID> recentlyAdded(const LibraryIndex &index, int count)
-{
-    QList<const Song *> songs;
-    for (const Song &song : index.songs())
-        songs.append(&song);
-    std::sort(songs.begin(), songs.end(), [](const Song *a, const Song *b) {
-        const QDateTime dateA = a->libraryAddedDate.value_or(QDateTime());
-        const QDateTime dateB = b->libraryAddedDate.value_or(QDateTime());
-        return dateA != dateB ? dateA > dateB : a->id < b->id;
-    });
-    QList<MusicItemID> ids;
-    for (qsizetype i = 0; i < songs.size() && i < count; ++i)
-        ids.append(songs[i]->id);
-    return ids;
-}
-
 // A shuffle seeded by the mix's identifier: varied across mixes, fixed across runs.
 QList<MusicItemID> seededShuffle(QList<MusicItemID> ids, const MusicItemID &seedID)
 {
@@ -36,7 +19,7 @@ QList<MusicItemID> seededShuffle(QList<MusicItemID> ids, const MusicItemID &seed
 std::optional<Artwork> firstArtwork(const LibraryIndex &index, const QList<MusicItemID> &ids)
 {
     for (const MusicItemID &id : ids) {
-        if (const Song *song = index.song(id); song && song->artwork)
+        if (const std::optional<Song> song = index.song(id); song && song->artwork)
             return song->artwork;
     }
     return std::nullopt;
@@ -49,9 +32,10 @@ LocalRecommendations::LocalRecommendations(const LibraryIndex &index)
     MusicPersonalRecommendation madeForYou;
     madeForYou.id = LocalIdentifiers::make(LocalIdentifiers::recommendation, QStringLiteral("made-for-you"));
     madeForYou.title = madeForYouTitle;
-    if (!index.songs().isEmpty())
+    // The newest songs first; equal dates by identifier so the mix is the same on every run.
+    if (index.songCount() > 0)
         madeForYou.items.append({makeMix(index, QStringLiteral("recently-added"), QStringLiteral("Recently Added Mix"),
-                                         recentlyAdded(index, mixLength))});
+                                         index.newestSongIDs(mixLength))});
     for (qsizetype i = 0; i < index.genres().size() && i < genreMixCount; ++i) {
         const LibraryIndex::Genre &genre = index.genres()[i];
         const QString key = QStringLiteral("genre:") + LocalIdentifiers::nameKey(genre.name);

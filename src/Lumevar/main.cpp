@@ -18,6 +18,7 @@
 #include "Platform/Music/MpvAudioEngine.h"
 #include "Support/Allocator.h"
 #include "Support/Log.h"
+#include "Support/QuitSignals.h"
 #include "Support/Task.h"
 
 #include <QApplication>
@@ -36,6 +37,7 @@ int main(int argc, char *argv[])
     QApplication::setDesktopFileName(QStringLiteral("lumevar"));
     // The installed theme's icon when there is one, else the copy built into the program.
     QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("lumevar"), QIcon(QStringLiteral(":/icons/lumevar.svg"))));
+    QuitSignals::install();
     // Closing the main window leaves the process and playback running; quitting is explicit.
     QApplication::setQuitOnLastWindowClosed(false);
     // libmpv parses numbers in the C locale only.

@@ -4,7 +4,9 @@
 #include "LumevarCore/SyncEngine.h"
 #include "Support/Log.h"
 
+#include <QCoreApplication>
 #include <QFile>
+#include <QProcess>
 #include <functional>
 #include <sqlite3.h>
 
@@ -154,4 +156,42 @@ TEST_F(SongSnapshotTest, AStaleDamagedOrForeignSnapshotIsRefusedWithOneLineAndTh
     runTask(database->open());
     EXPECT_TRUE(titles(runTask(database->allLibrarySongs({LocalSong::SortKey::title}))).contains(QStringLiteral("Changed")));
     EXPECT_EQ(refusals(logged).size(), 1);
+}
+
+namespace {
+const char *snapshotChildVariable = "LUMEVAR_SNAPSHOT_CHILD_STORE";
+}
+
+// Not a test of its own: the body of the child process of the next test (skipped otherwise).
+TEST(SongSnapshotChild, OpensTheStoreAndTakesTheRecords)
+{
+    const QString path = qEnvironmentVariable(snapshotChildVariable);
+    if (path.isEmpty())
+        GTEST_SKIP() << "runs only as the child of SongSnapshotTest";
+    const qsizetype from = LogStore::shared().entries().size();
+    LocalDatabase database(path);
+    runTask(database.open());
+    EXPECT_EQ(runTask(database.allLibrarySongs({LocalSong::SortKey::title, SortOrder::forward})).size(), 4);
+    EXPECT_EQ(refusals(from), QStringList());
+    EXPECT_FALSE(QFile::exists(SongSnapshot::pathBeside(path))) << "taken";
+    runTask(database.close());
+}
+
+// The records are saved by one run and taken by the next: nothing in the file may depend on the
+// process that wrote it.
+TEST_F(SongSnapshotTest, TheNextProcessTakesTheRecordsAQuitSaved)
+{
+    lists();
+    runTask(database->close());
+    ASSERT_TRUE(QFile::exists(snapshotPath()));
+    QProcess child;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QString::fromLatin1(snapshotChildVariable), storePath());
+    child.setProcessEnvironment(environment);
+    child.setProcessChannelMode(QProcess::ForwardedChannels);
+    child.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--gtest_filter=SongSnapshotChild.*")});
+    ASSERT_TRUE(child.waitForFinished(60000));
+    EXPECT_EQ(child.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(child.exitCode(), 0);
+    runTask(database->open());
 }

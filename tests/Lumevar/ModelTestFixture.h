@@ -12,6 +12,7 @@
 #include "TestKit/AsyncTest.h"
 #include "TestKit/ManualClock.h"
 
+#include <QCoreApplication>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <memory>
@@ -53,6 +54,12 @@ protected:
     static bool spinUntil(const std::function<bool()> &pred);
     // Starts task without waiting; the flag turns true when it has ended.
     static std::shared_ptr<bool> launch(QCoro::Task<void> task);
+    // Lets the coalesced observers and queued refreshes run: a few turns of the event loop.
+    static void settle()
+    {
+        for (int i = 0; i < 6; ++i)
+            QCoreApplication::processEvents();
+    }
     // Drives task to its end, letting virtual time pass in small steps when it waits on the clock.
     void finish(QCoro::Task<void> task, double step = 0.01);
 

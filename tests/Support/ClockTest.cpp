@@ -5,41 +5,24 @@
 
 #include <gtest/gtest.h>
 
-TEST(ManualClock, RunsDelayedCallsInTimeOrderOnlyWhenTheirTimeComes)
+TEST(Clock, DelayedCallsRunInTimeOrderAndAreDroppedWithTheirContext)
 {
     ManualClock clock;
     QObject context;
     QStringList calls;
     clock.callAfter(2.0, &context, [&] { calls << QStringLiteral("late"); });
     clock.callAfter(0.5, &context, [&] { calls << QStringLiteral("early"); });
+    {
+        QObject gone;
+        clock.callAfter(1.0, &gone, [&] { calls << QStringLiteral("gone"); });
+    }
     clock.advance(0.4);
     EXPECT_TRUE(calls.isEmpty());
-    clock.advance(0.1);
-    EXPECT_EQ(calls, QStringList{QStringLiteral("early")});
     clock.advance(10);
     EXPECT_EQ(calls, (QStringList{QStringLiteral("early"), QStringLiteral("late")}));
-    EXPECT_EQ(clock.pendingCalls(), 0);
 }
 
-TEST(ManualClock, DelayedCallIsDroppedWithItsContextAndRepeatingCallsRepeat)
-{
-    ManualClock clock;
-    int fired = 0;
-    {
-        QObject context;
-        clock.callAfter(1.0, &context, [&] { ++fired; });
-    }
-    int ticks = 0;
-    auto timer = clock.schedule(1.0, [&] { ++ticks; }, 1.0);
-    clock.advance(3.5);
-    EXPECT_EQ(fired, 0);
-    EXPECT_EQ(ticks, 3);
-    timer.reset();
-    clock.advance(5);
-    EXPECT_EQ(ticks, 3);
-}
-
-TEST(ManualClock, SleepResumesAfterAdvanceAndThrowsWhenCancelled)
+TEST(Clock, SleepResumesWhenTimeComesAndThrowsWhenCancelled)
 {
     ManualClock clock;
     bool woke = false;

@@ -26,18 +26,3 @@ TEST(LogStore, KeepsErrorLinesWithTheirCategoryButNotLowerLevels)
     EXPECT_TRUE(entries[0].message.startsWith(QStringLiteral("Failed to load albums: ")));
     EXPECT_TRUE(entries[0].message.contains(QStringLiteral("disk full")));
 }
-
-TEST(Errors, CarryDomainCodeAndTheDecodingMarker)
-{
-    const URLError offline(URLError::notConnectedToInternet);
-    EXPECT_EQ(offline.domain(), QStringLiteral("NSURLErrorDomain"));
-    EXPECT_EQ(offline.code(), -1009);
-    EXPECT_TRUE(DecodingError(QStringLiteral("bad json")).debugDescription().contains(QStringLiteral("DecodingError")));
-    EXPECT_FALSE(offline.debugDescription().contains(QStringLiteral("DecodingError")));
-    try {
-        throw CancellationError();
-    } catch (...) {
-        const Error e = errorFromCurrentException();
-        EXPECT_EQ(e.domain(), CancellationError().domain());
-    }
-}

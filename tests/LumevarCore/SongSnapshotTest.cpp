@@ -8,7 +8,6 @@
 #include <QFile>
 #include <QProcess>
 #include <functional>
-#include <sqlite3.h>
 
 namespace {
 
@@ -28,14 +27,6 @@ QStringList refusals(qsizetype from)
         if (entries[i].message.contains(QLatin1String("saved beside the store are not used")))
             lines.append(entries[i].message);
     return lines;
-}
-
-void runSql(const QString &path, const char *sql)
-{
-    sqlite3 *db = nullptr;
-    ASSERT_EQ(sqlite3_open(path.toUtf8().constData(), &db), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
-    sqlite3_close(db);
 }
 
 } // namespace

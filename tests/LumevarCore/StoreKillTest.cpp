@@ -11,7 +11,6 @@
 #include <QProcess>
 #include <QSet>
 #include <QThread>
-#include <sqlite3.h>
 
 namespace {
 
@@ -24,24 +23,6 @@ void fillLibrary(FakeMusicService &service, int version)
     service.library.songs += FakeMusicService::songs(2000, version == 0 ? QStringLiteral("even") : QStringLiteral("odd"));
     service.library.playlists = {FakeMusicService::playlist(QStringLiteral("p%1").arg(version))};
     service.playlistTracks[MusicItemID(QStringLiteral("p%1").arg(version))] = service.library.songs.mid(0, 500);
-}
-
-QString integrityCheck(const QString &path)
-{
-    sqlite3 *db = nullptr;
-    if (sqlite3_open_v2(path.toUtf8().constData(), &db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
-        sqlite3_close(db);
-        return QStringLiteral("cannot open");
-    }
-    sqlite3_stmt *statement = nullptr;
-    QString answer;
-    if (sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &statement, nullptr) == SQLITE_OK) {
-        while (sqlite3_step(statement) == SQLITE_ROW)
-            answer += QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(statement, 0)));
-    }
-    sqlite3_finalize(statement);
-    sqlite3_close(db);
-    return answer;
 }
 
 } // namespace
@@ -86,7 +67,7 @@ TEST(StoreKillTest, AStoreKilledMidSyncStaysIntactAndReopens)
         child.waitForFinished(10000);
         ASSERT_EQ(child.exitStatus(), QProcess::CrashExit);
 
-        EXPECT_EQ(integrityCheck(path), QStringLiteral("ok"));
+        EXPECT_EQ(sqliteColumn(path, "PRAGMA integrity_check"), QStringList{"ok"});
         LocalDatabase database(path);
         runTask(database.open());
         const QList<LocalSong> songs = runTask(database.allLibrarySongs({LocalSong::SortKey::order}));

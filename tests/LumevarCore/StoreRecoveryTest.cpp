@@ -9,7 +9,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <sqlite3.h>
 
 namespace {
 
@@ -153,10 +152,7 @@ TEST(StoreRecoveryTest, AStoreThatCannotBeWrittenGivesAStoreInMemoryAndIsLeftAlo
     // A store of a newer version is not damaged: it stays as it is for that version.
     const QString newerPath = dir.filePath(QStringLiteral("newer.db"));
     makeStore(newerPath, 10);
-    sqlite3 *db = nullptr;
-    ASSERT_EQ(sqlite3_open(newerPath.toUtf8().constData(), &db), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(db, "PRAGMA user_version = 99", nullptr, nullptr, nullptr), SQLITE_OK);
-    sqlite3_close(db);
+    runSql(newerPath, "PRAGMA user_version = 99");
     const QByteArray newerBytes = contents(newerPath);
     LocalDatabase newer(newerPath);
     EXPECT_EQ(runTask(newer.openOrRebuild()).kind, StoreCondition::Kind::temporary);

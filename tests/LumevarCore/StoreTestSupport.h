@@ -5,6 +5,7 @@
 #include "LumevarCore/LocalDatabase.h"
 #include "Support/Task.h"
 #include "TestKit/AsyncTest.h"
+#include "TestKit/Lists.h"
 
 #include <QTemporaryDir>
 #include <sqlite3.h>
@@ -26,6 +27,17 @@ inline QStringList sqliteColumn(const QString &path, const char *sql)
     sqlite3_close(db);
     return rows;
 }
+
+// Runs sql on the store file through a connection of its own.
+inline void runSql(const QString &path, const char *sql)
+{
+    sqlite3 *db = nullptr;
+    ASSERT_EQ(sqlite3_open(path.toUtf8().constData(), &db), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+    sqlite3_close(db);
+}
+
+inline QStringList titles(const QList<LocalSong> &songs) { return textsOf(songs, &LocalSong::title); }
 
 inline Song makeSong(const QString &id, const QString &title, std::optional<QString> artist = std::nullopt,
                      std::optional<QString> album = std::nullopt, double duration = 200)
@@ -65,13 +77,6 @@ protected:
 
     // Mirrors the fake's library into the store.
     void syncAll();
-    QStringList titles(const QList<LocalSong> &songs) const
-    {
-        QStringList result;
-        for (const LocalSong &song : songs)
-            result.append(song.title);
-        return result;
-    }
 
     QTemporaryDir dir;
     std::unique_ptr<LocalDatabase> database;

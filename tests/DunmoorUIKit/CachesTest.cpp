@@ -1,5 +1,5 @@
-// The kit's two-level caches: keys and files, the touch on read, the purge by age (file times set
-// by the test and the manual clock, no sleeping) and the object archive's refusal of strange files.
+// The kit's two-level caches: the touch on read and the purge by age (file times set by the test
+// and the manual clock, no sleeping), and the object archive's refusal of strange files.
 
 #include "DunmoorUIKit/ImageCoding.h"
 #include "DunmoorUIKit/InMemoryDiskBackedImageCache.h"
@@ -56,28 +56,6 @@ protected:
     ManualClock clock{800'000'000.0};
 };
 
-TEST_F(CacheTest, ImagesAreStoredDownsampledUnderHashedKeysAndReadBackFromDisk)
-{
-    const QString directory = folder.filePath(QStringLiteral("images"));
-    {
-        InMemoryDiskBackedImageCache cache(directory, 100, /*shouldHashKeys*/ true, "png", &clock);
-        cache.setImageFromData(TestImages::encoded(QSize(1000, 500), "jpg"), QStringLiteral("abc"));
-        EXPECT_EQ(QFileInfo(cache.fileOfKey(QStringLiteral("abc"))).fileName(),
-                  QStringLiteral("BA7816BF8F01CFEA414140DE5DAE2223B00361A396177A9CB410FF61F20015AD.png"));
-        EXPECT_EQ(cache.image(QStringLiteral("abc")).size(), QSize(100, 50));
-    }
-    InMemoryDiskBackedImageCache cache(directory, 100, true, "png", &clock);
-    EXPECT_EQ(cache.image(QStringLiteral("abc")).size(), QSize(100, 50));
-    cache.removeImage(QStringLiteral("abc"));
-    EXPECT_FALSE(QFile::exists(cache.fileOfKey(QStringLiteral("abc"))));
-    EXPECT_THROW(cache.image(QStringLiteral("abc")), CGImageError);
-
-    // Unhashed keys are the file names themselves, in the chosen type.
-    InMemoryDiskBackedImageCache plain(directory, 100, false, "jpeg", &clock);
-    plain.setImage(ImageCoding::image(TestImages::encoded(QSize(10, 10), "png")), QStringLiteral("cover-1"));
-    EXPECT_TRUE(QFile::exists(directory + QStringLiteral("/cover-1.jpeg")));
-}
-
 TEST_F(CacheTest, OnlyAReadFromDiskCountsAsUseAndThePurgeGoesByDistanceFromNow)
 {
     const QString directory = folder.filePath(QStringLiteral("images"));
@@ -105,30 +83,6 @@ TEST_F(CacheTest, OnlyAReadFromDiskCountsAsUseAndThePurgeGoesByDistanceFromNow)
     EXPECT_EQ(left, (QStringList{QStringLiteral(".hidden"), QStringLiteral("fresh.png"), QStringLiteral("read.png")}));
     // The memory level is not purged.
     EXPECT_FALSE(writer.image(QStringLiteral("memory")).isNull());
-}
-
-TEST_F(CacheTest, ObjectsRoundTripThroughTheirArchiveAndTouchOnRead)
-{
-    const QString directory = folder.filePath(QStringLiteral("objects"));
-    const Bookmark bookmark{QStringLiteral("Ünïcode — title"), 1234567890123};
-    {
-        InMemoryDiskBackedSecureCodedCache<Bookmark> cache(directory, true, &clock);
-        cache.setObject(bookmark, QStringLiteral("k"));
-        EXPECT_TRUE(cache.fileOfKey(QStringLiteral("k")).endsWith(QStringLiteral(".dat")));
-        setModified(cache.fileOfKey(QStringLiteral("k")), at(-86400));
-    }
-    InMemoryDiskBackedSecureCodedCache<Bookmark> cache(directory, true, &clock);
-    const std::optional<Bookmark> read = cache.object(QStringLiteral("k"));
-    ASSERT_TRUE(read);
-    EXPECT_EQ(read->title, bookmark.title);
-    EXPECT_EQ(read->position, bookmark.position);
-    EXPECT_EQ(modified(cache.fileOfKey(QStringLiteral("k"))), at(0));
-
-    // Another cache on the same folder without hashing does not see the entry.
-    InMemoryDiskBackedSecureCodedCache<Bookmark> unhashed(directory, false, &clock);
-    EXPECT_THROW(unhashed.object(QStringLiteral("k")), CacheFileError);
-    cache.removeObject(QStringLiteral("k"));
-    EXPECT_THROW(cache.object(QStringLiteral("k")), CacheFileError);
 }
 
 TEST_F(CacheTest, ObjectFilesOfAnotherTypeOrDamagedAreRefusedAndLeftInPlace)

@@ -6,7 +6,6 @@
 #include "TestKit/TestImages.h"
 
 #include <QBuffer>
-#include <QImageReader>
 #include <QImageWriter>
 #include <gtest/gtest.h>
 
@@ -56,23 +55,6 @@ TEST(ImageTools, BytesThatAreNoImageAreRefusedByEveryService)
     const QByteArray jpeg = TestImages::encoded(QSize(400, 400), "jpg");
     EXPECT_EQ(codeOf([&] { ImageThumbnailGenerator::createThumbnailOfImageWithSourceData(jpeg.left(jpeg.size() / 20), 64); }),
               ImageThumbnailGeneratorError::thumbnailCreationFailed);
-}
-
-TEST(ImageTools, ConvertsBetweenWritableTypesAndRefusesOthers)
-{
-    const QByteArray png = TestImages::encoded(QSize(120, 80), "png");
-    const QByteArray jpeg = ImageConverter::convertImageWithSourceData(png, "png", "jpeg");
-    QBuffer buffer;
-    buffer.setData(jpeg);
-    QImageReader reader(&buffer);
-    EXPECT_EQ(reader.format(), QByteArray("jpeg"));
-    EXPECT_EQ(reader.size(), QSize(120, 80));
-
-    EXPECT_EQ(codeOf([&] { ImageConverter::convertImageWithSourceData(png, "png", "no-such-type"); }),
-              ImageConverterError::conversionFailed);
-    const QImage image = ImageCoding::image(png);
-    EXPECT_EQ(codeOf([&] { ImageCoding::encodedData(image, "no-such-type"); }), CGImageError::destinationCreationFailed);
-    EXPECT_EQ(ImageCoding::image(ImageCoding::encodedData(image, "png")).size(), QSize(120, 80));
 }
 
 } // namespace

@@ -142,9 +142,8 @@ QCoro::Task<void> FakeMusicService::enter(Operation op)
 }
 
 template <typename T>
-LibraryPage<T> FakeMusicService::page(Operation op, const QList<T> &all, int offset, int limit)
+LibraryPage<T> FakeMusicService::page(const QList<T> &all, int offset, int limit)
 {
-    m_pageRequests[op].append({offset, limit});
     LibraryPage<T> page;
     page.offset = std::clamp(offset, 0, int(all.size()));
     page.items = all.mid(page.offset, std::max(0, limit));
@@ -162,25 +161,25 @@ QCoro::Task<MusicAuthorizationStatus> FakeMusicService::requestAuthorization()
 QCoro::Task<LibraryPage<Playlist>> FakeMusicService::libraryPlaylists(int offset, int limit)
 {
     co_await enter(Operation::libraryPlaylists);
-    co_return page(Operation::libraryPlaylists, library.playlists, offset, limit);
+    co_return page(library.playlists, offset, limit);
 }
 
 QCoro::Task<LibraryPage<Album>> FakeMusicService::libraryAlbums(int offset, int limit)
 {
     co_await enter(Operation::libraryAlbums);
-    co_return page(Operation::libraryAlbums, library.albums, offset, limit);
+    co_return page(library.albums, offset, limit);
 }
 
 QCoro::Task<LibraryPage<Artist>> FakeMusicService::libraryArtists(int offset, int limit)
 {
     co_await enter(Operation::libraryArtists);
-    co_return page(Operation::libraryArtists, library.artists, offset, limit);
+    co_return page(library.artists, offset, limit);
 }
 
 QCoro::Task<LibraryPage<Song>> FakeMusicService::librarySongs(int offset, int limit)
 {
     co_await enter(Operation::librarySongs);
-    co_return page(Operation::librarySongs, library.songs, offset, limit);
+    co_return page(library.songs, offset, limit);
 }
 
 QCoro::Task<QList<Song>> FakeMusicService::librarySongsAdded(QDateTime since)
@@ -235,7 +234,6 @@ QCoro::Task<QList<MusicPersonalRecommendation>> FakeMusicService::personalRecomm
 QCoro::Task<QList<Song>> FakeMusicService::stationSongs(Station station, int count)
 {
     co_await enter(Operation::stationSongs);
-    stationSongCounts.append(count);
     if (!stationPools.contains(station.id))
         throw notFound("station", station.id);
     const auto pool = stationPools.value(station.id);
@@ -285,7 +283,6 @@ QCoro::Task<void> FakeMusicService::addToLibrary(MusicItemID songID)
 QCoro::Task<QUrl> FakeMusicService::playableURL(PlayParameters parameters)
 {
     co_await enter(Operation::playableURL);
-    resolved.append(parameters);
     if (unplayable.contains(parameters.id))
         throw MusicError(MusicError::unplayable, QStringLiteral("No playable file for %1").arg(parameters.id.rawValue()));
     co_return urls.value(parameters.id, defaultURL(parameters.id));

@@ -92,12 +92,8 @@ public:
 
     int callCount(Operation op) const { return m_calls.value(op); }
     void resetCallCounts() { m_calls.clear(); }
-    // The (offset, limit) of every page request of op, in order.
-    QList<std::pair<int, int>> pageRequests(Operation op) const { return m_pageRequests.value(op); }
-    // Arguments seen: songs added to the library, URLs resolved, station song counts asked for.
+    // The songs added to the library, in order.
     QList<MusicItemID> addedToLibrary;
-    QList<PlayParameters> resolved;
-    QList<int> stationSongCounts;
 
     MusicAuthorizationStatus authorizationStatus() const override { return status; }
     QCoro::Task<MusicAuthorizationStatus> requestAuthorization() override;
@@ -135,10 +131,9 @@ private:
     // Counts the call, waits the latency, and throws an armed failure.
     QCoro::Task<void> enter(Operation op);
     template <typename T>
-    LibraryPage<T> page(Operation op, const QList<T> &all, int offset, int limit);
+    LibraryPage<T> page(const QList<T> &all, int offset, int limit);
 
     QHash<Operation, int> m_calls;
     QHash<Operation, Failure> m_failures;
-    QHash<Operation, QList<std::pair<int, int>>> m_pageRequests;
     QHash<MusicItemID, int> m_stationCursors;
 };

@@ -51,8 +51,4 @@ TEST_F(ErrorReportingTest, ForeignExceptionsAreReportedAsGenericErrors)
 {
     reportError(std::make_exception_ptr(std::runtime_error("boom")), QStringLiteral("sync"));
     EXPECT_EQ(telemetry.errors.size(), 1);
-    sendAppSignal(AppSignal::viewKeyboardShortcuts);
-    ASSERT_EQ(telemetry.signals_.size(), 1);
-    EXPECT_EQ(telemetry.signals_[0].name, QStringLiteral("view_keyboard_shortcuts"));
-    EXPECT_EQ(appSignalName(AppSignal::changeUseAlternatingRowColors), QStringLiteral("change_use_alternating_row_colors"));
 }

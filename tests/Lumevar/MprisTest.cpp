@@ -45,18 +45,6 @@ TEST_F(MprisTest, StatusFollowsStoppedPlayingAndPaused)
     EXPECT_EQ(metadata.value(QStringLiteral("mpris:trackid")).value<QDBusObjectPath>(), Mpris::noTrackPath());
 }
 
-TEST_F(MprisTest, LoopStatusMapsBothWaysAndRejectsUnknownWords)
-{
-    const std::pair<MusicRepeatMode, const char *> pairs[] = {
-        {MusicRepeatMode::none, "None"}, {MusicRepeatMode::one, "Track"}, {MusicRepeatMode::all, "Playlist"}};
-    for (const auto &[mode, word] : pairs) {
-        EXPECT_EQ(Mpris::loopStatus(mode), QString::fromLatin1(word));
-        EXPECT_EQ(Mpris::repeatMode(QString::fromLatin1(word)), mode);
-    }
-    EXPECT_EQ(Mpris::repeatMode(QStringLiteral("playlist")), std::nullopt);
-    EXPECT_EQ(Mpris::repeatMode(QString()), std::nullopt);
-}
-
 TEST_F(MprisTest, MetadataShowsTheEagerSongAtOnce)
 {
     QList<LocalSong> songs = localSongs(3);

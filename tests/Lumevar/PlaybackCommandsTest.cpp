@@ -4,6 +4,7 @@
 #include "ModelTestFixture.h"
 
 #include "Lumevar/Library/SongListViewModels.h"
+#include "TestKit/Lists.h"
 
 #include <QElapsedTimer>
 
@@ -11,10 +12,7 @@ namespace {
 
 QStringList ids(const QList<MusicPlayer::Queue::Entry> &entries)
 {
-    QStringList result;
-    for (const auto &entry : entries)
-        result.append(entry.song() ? entry.song()->id.rawValue() : QString());
-    return result;
+    return textsOf(entries, [](const MusicPlayerQueueEntry &entry) { return entry.song() ? entry.song()->id.rawValue() : QString(); });
 }
 
 QStringList expectedIDs(int from, int to)

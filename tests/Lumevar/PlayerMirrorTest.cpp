@@ -4,47 +4,7 @@
 #include "ModelTestFixture.h"
 
 #include "Support/NotificationCenter.h"
-
-#include <QLoggingCategory>
-
-namespace {
-
-QStringList titles(const QList<MusicPlayer::Queue::Entry> &entries)
-{
-    QStringList result;
-    for (const auto &entry : entries)
-        result.append(entry.title);
-    return result;
-}
-
-// Collects the lines written to the playback category's debug level while it lives.
-class PlaybackDebugLines {
-public:
-    PlaybackDebugLines()
-    {
-        lines().clear();
-        QLoggingCategory::setFilterRules(QStringLiteral("com.dunmoor.Lumevar.playback.debug=true"));
-        m_previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context, const QString &message) {
-            if (type == QtDebugMsg && QByteArray(context.category) == "com.dunmoor.Lumevar.playback")
-                lines().append(message);
-        });
-    }
-    ~PlaybackDebugLines()
-    {
-        qInstallMessageHandler(m_previous);
-        QLoggingCategory::setFilterRules(QString());
-    }
-    static QStringList &lines()
-    {
-        static QStringList collected;
-        return collected;
-    }
-
-private:
-    QtMessageHandler m_previous;
-};
-
-} // namespace
+#include "TestKit/Lists.h"
 
 class PlayerMirrorTest : public ModelTest {};
 
@@ -75,7 +35,7 @@ TEST_F(PlayerMirrorTest, ClickShowsEagerSongAtOnceAndDropsItWhenThePlayerCatches
     EXPECT_TRUE(model->_eagerEntryDate().has_value()); // the date stays
     EXPECT_EQ(model->_playingTitle(), songs[1].title);
     EXPECT_TRUE(model->_isPlaying());
-    EXPECT_EQ(titles(model->_queue()), (QStringList{songs[1].title, songs[2].title}));
+    EXPECT_EQ(textsOf(model->_queue(), &MusicPlayerQueueEntry::title), (QStringList{songs[1].title, songs[2].title}));
 
     // The 1.0 s timer follows the position.
     const double before = model->_currentPlayingTime();
@@ -173,14 +133,4 @@ TEST_F(PlayerMirrorTest, PlayingSourceRestsOnTheSavedPlace)
     LocalPlaylist playlist;
     playlist.id = album.id;
     EXPECT_FALSE(model->isPlayingSource(playlist)); // another container
-}
-
-TEST_F(PlayerMirrorTest, ThePlaybackStatusLineNamesTheStatus)
-{
-    PlaybackDebugLines log;
-    model->subscribeToPlayer();
-    const QList<LocalSong> songs = localSongs(1);
-    finish(model->playSelection(songs, songs[0].identifier));
-    clock.advance(0.1);
-    EXPECT_TRUE(PlaybackDebugLines::lines().contains(QStringLiteral("Playback status: playing"))) << PlaybackDebugLines::lines().join(u'\n').toStdString();
 }

@@ -1,6 +1,7 @@
 #include "SearchFixture.h"
 
 #include "TestKit/AsyncTest.h"
+#include "TestKit/Lists.h"
 
 namespace {
 
@@ -54,20 +55,11 @@ SearchFixture::~SearchFixture() { app.reset(); }
 void SearchFixture::syncLibrary()
 {
     finish(app->mainViewModel().performFullSync());
-    // The fake hands its recommendations out by move: keep a copy for the second model.
-    const QList<MusicPersonalRecommendation> recommendations = service.recommendations;
     finish(app->madeForYouViewModel().loadMadeForYou());
-    service.recommendations = recommendations;
     finish(app->stationsViewModel().loadStations());
 }
 
-QStringList SearchFixture::queueTitles()
-{
-    QStringList titles;
-    for (const MusicPlayerQueueEntry &entry : player.queue().entries())
-        titles.append(entry.title);
-    return titles;
-}
+QStringList SearchFixture::queueTitles() { return textsOf(player.queue().entries(), &MusicPlayerQueueEntry::title); }
 
 std::optional<SearchResult> SearchFixture::resultIn(const QList<SearchSection> &sections, const QString &section)
 {

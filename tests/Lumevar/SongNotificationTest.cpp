@@ -204,23 +204,6 @@ TEST_F(SongNotificationTest, RapidSkippingAnnouncesOnlyWhereItStopped)
     EXPECT_EQ(service.received.at(1).summary, songs[3].title);
 }
 
-TEST_F(SongNotificationTest, TurningTheSwitchOnIsCountedOncePerTurn)
-{
-    ASSERT_TRUE(bus.isRunning());
-    const auto subscriptions = [this] {
-        return std::count_if(telemetry.signals_.begin(), telemetry.signals_.end(),
-                             [](const auto &sent) { return sent.name == QStringLiteral("subscribe_notifications"); });
-    };
-    // The fixture turned the switch on once the notifier was made.
-    EXPECT_EQ(subscriptions(), 1);
-    UserDefaults::standard().set(AppearanceKeys::postNotificationsWhenSongChanges, true); // already on
-    EXPECT_EQ(subscriptions(), 1);
-    UserDefaults::standard().set(AppearanceKeys::postNotificationsWhenSongChanges, false);
-    EXPECT_EQ(subscriptions(), 1);
-    UserDefaults::standard().set(AppearanceKeys::postNotificationsWhenSongChanges, true);
-    EXPECT_EQ(subscriptions(), 2);
-}
-
 TEST_F(SongNotificationTest, NoNotificationServiceIsNoError)
 {
     ASSERT_TRUE(bus.isRunning());

@@ -1,7 +1,6 @@
-// What the settings and the search panel look like, through the real window offscreen: every
-// appearance setting changed in the settings window changes how the Songs rows are drawn, and
-// the search panel draws its results. With LUMEVAR_LOOK_DIR set, the pictures are saved there in a
-// light and a dark palette for a look by eye.
+// What the settings look like, through the real window offscreen: every appearance setting
+// changed in the settings window changes how the Songs rows are drawn. With LUMEVAR_LOOK_DIR set,
+// the pictures are saved there in a light and a dark palette for a look by eye.
 
 #include "SearchFixture.h"
 
@@ -9,39 +8,16 @@
 #include "Lumevar/UI/Navigator/CollectionListView.h"
 #include "Lumevar/UI/Navigator/PaneController.h"
 #include "Lumevar/UI/Navigator/PaneScreen.h"
-#include "Lumevar/UI/Panels/FloatingPanel.h"
-#include "Lumevar/UI/Panels/SearchWindowController.h"
-#include "Lumevar/UI/Search/SearchView.h"
 #include "Lumevar/UI/Settings/AppearanceSettingsView.h"
 #include "Lumevar/UI/Settings/SettingsWindow.h"
+#include "TestKit/TestPalettes.h"
 
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
-#include <QLineEdit>
 #include <QPushButton>
 #include <QSlider>
 #include <QTabWidget>
-
-namespace {
-
-QPalette darkPalette()
-{
-    QPalette palette;
-    palette.setColor(QPalette::Window, QColor(0x1e, 0x1e, 0x1e));
-    palette.setColor(QPalette::WindowText, QColor(0xec, 0xec, 0xec));
-    palette.setColor(QPalette::Base, QColor(0x26, 0x26, 0x26));
-    palette.setColor(QPalette::AlternateBase, QColor(0x2e, 0x2e, 0x2e));
-    palette.setColor(QPalette::Text, QColor(0xec, 0xec, 0xec));
-    palette.setColor(QPalette::Button, QColor(0x33, 0x33, 0x33));
-    palette.setColor(QPalette::ButtonText, QColor(0xec, 0xec, 0xec));
-    palette.setColor(QPalette::Highlight, QColor(0x2f, 0x6f, 0xd6));
-    palette.setColor(QPalette::HighlightedText, Qt::white);
-    palette.setColor(QPalette::Mid, QColor(0x44, 0x44, 0x44));
-    return palette;
-}
-
-} // namespace
 
 class AppearanceLookTest : public SearchFixture {
 protected:
@@ -74,11 +50,6 @@ protected:
     {
         PaneScreen *screen = window->paneController()->screen(1);
         return screen ? screen->view() : nullptr;
-    }
-    static void settle()
-    {
-        for (int i = 0; i < 5; ++i)
-            QCoreApplication::processEvents();
     }
     // Saves a picture when asked to, as <dir>/<name>-<light|dark>.png.
     static void keep(const QImage &image, const QString &name, bool dark)
@@ -129,30 +100,5 @@ TEST_F(AppearanceLookTest, EverySettingChangesHowRowsAreDrawn)
             before = after;
         }
         view.restoreDefaultsButton()->click();
-    }
-}
-
-TEST_F(AppearanceLookTest, SearchPanelDrawsItsResultsOverTheWindow)
-{
-    for (const bool dark : {false, true}) {
-        if (dark)
-            window->setPalette(darkPalette());
-        window->openSearch(SearchPickerSelection::library);
-        settle();
-        ASSERT_TRUE(window->searchController()->isAttached());
-        keep(window->grab().toImage(), QStringLiteral("search-empty"), dark);
-        const QImage empty = window->searchController()->panel()->grab().toImage();
-        window->searchView()->field()->setText(QStringLiteral("harbor"));
-        ASSERT_TRUE(spinUntil([&] { return !window->searchView()->sections().isEmpty(); }));
-        settle();
-        const QImage found = window->searchController()->panel()->grab().toImage();
-        EXPECT_GT(found.height(), empty.height());
-        keep(window->grab().toImage(), QStringLiteral("search-results"), dark);
-        window->searchView()->field()->setText(QStringLiteral("zzzz"));
-        ASSERT_TRUE(spinUntil([&] { return window->searchView()->sections().isEmpty(); }));
-        settle();
-        keep(window->grab().toImage(), QStringLiteral("search-nothing"), dark);
-        app->searchViewModel().close();
-        settle();
     }
 }

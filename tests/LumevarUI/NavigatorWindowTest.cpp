@@ -16,6 +16,7 @@
 #include "Lumevar/UI/Navigator/PaneStripView.h"
 #include "Lumevar/UI/Navigator/RowArtwork.h"
 #include "Support/UserDefaults.h"
+#include "TestKit/TestPalettes.h"
 
 #include <QApplication>
 #include <QTest>
@@ -49,11 +50,6 @@ protected:
     {
         PaneScreen *screen = panes()->screen(pane);
         return screen ? screen->view() : nullptr;
-    }
-    static void settle()
-    {
-        for (int i = 0; i < 6; ++i)
-            QCoreApplication::processEvents();
     }
     // Shows the window at the given width and launches: the Playlists container is selected.
     void launch(int width)
@@ -324,26 +320,6 @@ TEST_F(NavigatorWindowTest, AListOutsideThePathFollowsNothing)
     EXPECT_EQ(main()._navigationPath().last(), mix);
     EXPECT_EQ(panes()->displayedNavigationPath().last(), mix);
 }
-
-namespace {
-
-QPalette darkPalette()
-{
-    QPalette palette;
-    palette.setColor(QPalette::Window, QColor(0x2b, 0x2b, 0x2d));
-    palette.setColor(QPalette::WindowText, QColor(0xec, 0xec, 0xec));
-    palette.setColor(QPalette::Base, QColor(0x1e, 0x1e, 0x20));
-    palette.setColor(QPalette::AlternateBase, QColor(0x26, 0x26, 0x28));
-    palette.setColor(QPalette::Text, QColor(0xec, 0xec, 0xec));
-    palette.setColor(QPalette::Button, QColor(0x3a, 0x3a, 0x3c));
-    palette.setColor(QPalette::ButtonText, QColor(0xec, 0xec, 0xec));
-    palette.setColor(QPalette::Mid, QColor(0x48, 0x48, 0x4a));
-    palette.setColor(QPalette::Highlight, QColor(0x0a, 0x60, 0xd0));
-    palette.setColor(QPalette::HighlightedText, Qt::white);
-    return palette;
-}
-
-} // namespace
 
 TEST_F(NavigatorWindowTest, PanesTakeTheWidthBandsAndPaintInALightAndADarkPalette)
 {

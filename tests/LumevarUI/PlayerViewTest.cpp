@@ -12,6 +12,7 @@
 #include "Lumevar/UI/Player/PlayerView.h"
 #include "Lumevar/UI/Player/UpNextModel.h"
 #include "Lumevar/UI/Player/UpNextView.h"
+#include "TestKit/Lists.h"
 #include "TestKit/TestImages.h"
 
 #include <QAbstractItemModelTester>
@@ -29,10 +30,7 @@ namespace {
 // The numbers of the test songs ("Song s3" gives "s3").
 QStringList titles(const QList<MusicPlayer::Queue::Entry> &entries)
 {
-    QStringList result;
-    for (const auto &entry : entries)
-        result.append(entry.title.section(QLatin1Char(' '), -1));
-    return result;
+    return textsOf(entries, [](const MusicPlayerQueueEntry &entry) { return entry.title.section(QLatin1Char(' '), -1); });
 }
 
 void hover(QWidget *widget, bool inside)

@@ -35,11 +35,6 @@ protected:
         settle();
     }
 
-    static void settle()
-    {
-        for (int i = 0; i < 5; ++i)
-            QCoreApplication::processEvents();
-    }
     void type(const QString &text) { QTest::keyClicks(view->field(), text); }
     // One search for the whole text, to its end.
     bool searchFor(const QString &text)

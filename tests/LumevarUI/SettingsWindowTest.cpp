@@ -1,4 +1,4 @@
-// The settings window offscreen: its tabs, controls and words; each change stored, signalled and
+// The settings window offscreen: the defaults it shows; each change stored, signalled and
 // announced once, and read back by a fresh reader of the settings file; the quiet cases (a slider
 // move inside one step, Restore Defaults at the defaults); the notification switch.
 
@@ -49,25 +49,8 @@ protected:
     std::unique_ptr<SettingsWindow> window;
 };
 
-TEST_F(SettingsWindowTest, TwoTabsShowEveryControlWithItsWordsAndTheDefaults)
+TEST_F(SettingsWindowTest, TheControlsShowTheDefaultsWithoutSendingAnything)
 {
-    ASSERT_EQ(window->tabs()->count(), 2);
-    EXPECT_EQ(window->tabs()->tabText(0), QStringLiteral("Appearance"));
-    EXPECT_EQ(window->tabs()->tabText(1), QStringLiteral("Notifications"));
-    QStringList weights;
-    for (int i = 0; i < appearance().fontWeightPicker()->count(); ++i)
-        weights.append(appearance().fontWeightPicker()->itemText(i));
-    EXPECT_EQ(weights, (QStringList{QStringLiteral("Regular"), QStringLiteral("Medium"), QStringLiteral("Semibold"), QStringLiteral("Bold")}));
-    EXPECT_EQ(appearance().paddingPicker()->count(), 3);
-    EXPECT_EQ(appearance().paddingPicker()->itemText(0), QStringLiteral("Small"));
-    EXPECT_EQ(appearance().artworkSizeSlider()->minimum(), 22);
-    EXPECT_EQ(appearance().artworkSizeSlider()->maximum(), 32);
-    EXPECT_EQ(appearance().limitTitlesToggle()->text(), QStringLiteral("Limit Titles to One Line"));
-    EXPECT_EQ(appearance().showSubtitlesToggle()->text(), QStringLiteral("Show Subtitles"));
-    EXPECT_EQ(appearance().alternatingRowsToggle()->text(), QStringLiteral("Use Alternating Row Colors"));
-    EXPECT_EQ(appearance().restoreDefaultsButton()->text(), QStringLiteral("Restore Defaults"));
-    EXPECT_EQ(window->notifications()->notificationToggle()->text(), QStringLiteral("Display Notification When Song Starts Playing"));
-
     EXPECT_EQ(appearance().fontWeightPicker()->currentText(), QStringLiteral("Semibold"));
     EXPECT_EQ(appearance().paddingPicker()->currentText(), QStringLiteral("Large"));
     EXPECT_EQ(appearance().artworkSizeSlider()->value(), 32);

@@ -1,11 +1,11 @@
 // The list controller against a recording table: reloads only when the row identifiers change,
 // the two selections kept in step without feeding each other, the saved scroll place, the
-// scroll requests of programmatic moves, coalesced repaints, and the focus rules.
+// scroll requests of programmatic moves and coalesced repaints. (Focus and the active pane are
+// tested through the window.)
 
 #include "Lumevar/Model/ListScrollState.h"
 #include "Lumevar/Navigator/CollectionListController.h"
 #include "Lumevar/Navigator/ListTable.h"
-#include "Support/Animation.h"
 #include "TestKit/ManualClock.h"
 #include "TestKit/QtPrinters.h"
 
@@ -222,35 +222,4 @@ TEST_F(CollectionListControllerTest, RepaintsOfVisibleRowsAreCoalesced)
     EXPECT_TRUE(table.rowReloads.isEmpty());
     clock.advance(CollectionListController::visibleRowsReloadDelay);
     EXPECT_EQ(table.rowReloads, (QList<QList<int>>{{0, 1}}));
-}
-
-TEST_F(CollectionListControllerTest, FocusFollowsTheActivePaneAndAClickMakesThePaneActive)
-{
-    auto controller = make();
-    controller->attach(&table);
-    // No focus binding: the list neither takes the focus nor writes it.
-    controller->updateFocus();
-    controller->becameFirstResponder(CollectionListController::FocusCause::keyOrMouse);
-    EXPECT_FALSE(table.focused);
-
-    int activePane = 0;
-    AnimationContext written;
-    controller->focusedTag = CollectionListController::Binding<int>{[&] { return activePane; }, [&](const int &pane) {
-                                                                          activePane = pane;
-                                                                          written = AnimationContext::current();
-                                                                      }};
-    controller->updateFocus();
-    EXPECT_FALSE(table.focused); // pane 0 is not this list's pane
-    // Focus gained without a key or click moves nothing.
-    controller->becameFirstResponder(CollectionListController::FocusCause::other);
-    EXPECT_EQ(activePane, 0);
-    controller->becameFirstResponder(CollectionListController::FocusCause::keyOrMouse);
-    EXPECT_EQ(activePane, 1);
-    EXPECT_DOUBLE_EQ(written.duration, 0.3);
-    EXPECT_TRUE(written.allowsImplicitAnimation);
-    controller->updateFocus();
-    EXPECT_TRUE(table.focused);
-
-    controller->setEnabled(false);
-    EXPECT_FALSE(table.enabled);
 }

@@ -1,9 +1,8 @@
-// The navigator's arithmetic without a window: pane widths and strip offsets by width, the
-// dividers, the ordered difference of two paths, the row cell's frames and heights, the running
-// row heights of a long list and the artwork slot's display states.
+// The navigator's arithmetic without a window: pane widths and strip offsets by width, the ordered
+// difference of two paths, the row cell's chevron and heights, and the running row heights of a
+// long list.
 
 #include "Lumevar/Model/NavigationTypes.h"
-#include "Lumevar/Navigator/ArtworkDisplay.h"
 #include "Lumevar/Navigator/CellLayout.h"
 #include "Lumevar/Navigator/OrderedDifference.h"
 #include "Lumevar/Navigator/PaneStripGeometry.h"
@@ -37,19 +36,6 @@ TEST(PaneStripGeometryTest, PaneWidthAndOffsetFollowTheWidthBands)
     }
 }
 
-TEST(PaneStripGeometryTest, DividersStandRightOfEveryPaneButTheLast)
-{
-    EXPECT_TRUE(dividerFrames(paneFrames(600, 300, 1), 300).isEmpty());
-    const QList<QRectF> two = dividerFrames(paneFrames(600, 300, 2), 300);
-    ASSERT_EQ(two.size(), 1);
-    EXPECT_EQ(two[0], QRectF(300, 10, 1, 280));
-    const QList<QRectF> panes = paneFrames(1000, 500, 3);
-    EXPECT_EQ(panes[2], QRectF(667, 0, 333.5, 500));
-    const QList<QRectF> three = dividerFrames(panes, 500);
-    ASSERT_EQ(three.size(), 2);
-    EXPECT_EQ(three[1], QRectF(667, 10, 1, 480));
-}
-
 namespace {
 using Change = OrderedChange<NavigationItem>;
 const NavigationItem root = NavigationItem::root();
@@ -75,38 +61,22 @@ TEST(OrderedDifferenceTest, PathGrowsShrinksAndReplacesOnlyWhatChanged)
     EXPECT_TRUE(orderedDifference<NavigationItem>({root, songs}, {root, songs}).isEmpty());
 }
 
-TEST(CellLayoutTest, FramesAndHeightsAtTheDefaults)
+TEST(CellLayoutTest, TheSelectedRowShowsAChevronWhereAllowedAndTheTextMakesRoom)
 {
-    // One line of 16 and no subtitle: 44 high, the title centred.
-    EXPECT_EQ(CellLayout::rowHeight(32, 6, 16, 0, false), 44);
     CellLayout::Input in;
     in.width = 300;
-    in.height = 44;
-    in.titleHeight = 16;
-    CellLayout::Frames frames = CellLayout::layout(in);
-    EXPECT_EQ(frames.artwork, QRectF(0, 6, 32, 32));
-    EXPECT_EQ(frames.title, QRectF(38, 14, 300 - 32 - 6 - 12, 16));
-    EXPECT_TRUE(frames.subtitle.isEmpty());
-    EXPECT_TRUE(frames.chevron.isEmpty()); // not the selected row
-
-    // Two title lines (32) and a subtitle (14): 58 high, text from the padding down.
-    EXPECT_EQ(CellLayout::rowHeight(32, 6, 32, 14, true), 58);
     in.height = 58;
     in.titleHeight = 32;
     in.subtitleHeight = 14;
     in.hasSubtitle = true;
+    EXPECT_TRUE(CellLayout::layout(in).chevron.isEmpty()); // not the selected row
     in.emphasized = true;
-    frames = CellLayout::layout(in);
-    EXPECT_EQ(frames.artwork, QRectF(0, 13, 32, 32));
-    EXPECT_EQ(frames.title, QRectF(38, 6, 250, 32));
-    EXPECT_EQ(frames.subtitle, QRectF(38, 38, 250, 14));
+    const CellLayout::Frames frames = CellLayout::layout(in);
     EXPECT_EQ(frames.chevron, QRectF(292, 0, 8, 58));
-
-    // No chevron allowed: none on the selected row either, and the text gets 12 points more.
+    EXPECT_EQ(frames.title, QRectF(38, 6, 250, 32));
     in.canShowChevron = false;
-    frames = CellLayout::layout(in);
-    EXPECT_TRUE(frames.chevron.isEmpty());
-    EXPECT_EQ(frames.title.width(), 262);
+    EXPECT_TRUE(CellLayout::layout(in).chevron.isEmpty());
+    EXPECT_EQ(CellLayout::layout(in).title.width(), 262);
 }
 
 TEST(CellLayoutTest, ExtremeSettings)
@@ -147,24 +117,4 @@ TEST(RowHeightIndexTest, MeasuredRowsMoveTheRowsBelowThemAgreeingWithAPlainSum)
     RowHeightIndex empty;
     empty.reset(0, 44);
     EXPECT_EQ(empty.rowAt(10), -1);
-}
-
-TEST(ArtworkDisplayTest, StatesPointerAndNowPlaying)
-{
-    const ArtworkDisplay unknown = ArtworkDisplay::of(ArtworkState::unknown, true, true);
-    EXPECT_FALSE(unknown.showsImage || unknown.showsPlaceholder || unknown.showsOverlay || unknown.showsNowPlaying);
-
-    const ArtworkDisplay failed = ArtworkDisplay::of(ArtworkState::failed, false, false);
-    EXPECT_TRUE(failed.showsPlaceholder);
-    EXPECT_FALSE(failed.showsOverlay || failed.showsNowPlaying || failed.showsImage);
-
-    // The pointer swaps the bars for the pause button on the playing row.
-    const ArtworkDisplay playing = ArtworkDisplay::of(ArtworkState::loaded, false, true);
-    EXPECT_TRUE(playing.showsImage && playing.showsNowPlaying);
-    EXPECT_FALSE(playing.showsOverlay);
-    const ArtworkDisplay hovered = ArtworkDisplay::of(ArtworkState::loaded, true, true);
-    EXPECT_TRUE(hovered.showsOverlay);
-    EXPECT_FALSE(hovered.showsNowPlaying);
-    EXPECT_EQ(hovered.overlaySymbol, QStringLiteral("pause.fill"));
-    EXPECT_EQ(ArtworkDisplay::of(ArtworkState::failed, true, false).overlaySymbol, QStringLiteral("play.fill"));
 }

@@ -1,5 +1,6 @@
-// Playback commands: the 200-song queue windows, the stop sequence, repeat, shuffle, seeking and
-// a failed play.
+// Playback commands: the 200-song queue windows, the stop sequence, a failed play, skip and resume
+// failures, and adding the playing song to the library. (Repeat, shuffle and seeking are tested
+// through the player bar.)
 
 #include "ModelTestFixture.h"
 
@@ -106,30 +107,6 @@ TEST_F(PlaybackCommandsTest, StopLeavesNoTrace)
     EXPECT_FALSE(model->hasPlaybackTimer());
     // SnapBack still works after a stop.
     EXPECT_TRUE(model->_lastSavedSnapbackState().has_value());
-}
-
-TEST_F(PlaybackCommandsTest, RepeatCyclesAndShuffleAndSeekWriteThePlayer)
-{
-    EXPECT_EQ(model->repeatMode(), MusicRepeatMode::none); // no mode reads as none
-    model->cycleRepeatMode();
-    EXPECT_EQ(player.state().repeatMode(), MusicRepeatMode::all);
-    model->cycleRepeatMode();
-    EXPECT_EQ(player.state().repeatMode(), MusicRepeatMode::one);
-    model->cycleRepeatMode();
-    EXPECT_EQ(player.state().repeatMode(), MusicRepeatMode::none);
-
-    EXPECT_FALSE(model->isShuffled());
-    model->setShuffled(false); // no change: stays absent rather than off
-    EXPECT_FALSE(player.state().shuffleMode().has_value());
-    model->setShuffled(true);
-    EXPECT_EQ(player.state().shuffleMode(), MusicShuffleMode::songs);
-    model->setShuffled(false);
-    EXPECT_EQ(player.state().shuffleMode(), MusicShuffleMode::off);
-
-    finish(model->playSelection(localSongs(1), QStringLiteral("s0")));
-    model->setCurrentPlayingTime(42.0);
-    EXPECT_EQ(model->currentPlayingTime(), 42.0);
-    EXPECT_NEAR(player.playbackTime(), 42.0, 0.01);
 }
 
 TEST_F(PlaybackCommandsTest, FailedPlayRaisesTheAlertWhileTheEagerSongStays)

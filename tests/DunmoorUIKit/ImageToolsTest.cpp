@@ -1,7 +1,5 @@
-// Thumbnails, decoding, encoding and conversion on real encoded images.
+// Thumbnails of real encoded images, the one image service the application uses.
 
-#include "DunmoorUIKit/ImageCoding.h"
-#include "DunmoorUIKit/ImageConverter.h"
 #include "DunmoorUIKit/ImageThumbnailGenerator.h"
 #include "TestKit/TestImages.h"
 
@@ -40,15 +38,11 @@ TEST(ImageThumbnailGenerator, LimitsTheLongerEdgeKeepsSmallImagesAndHonoursOrien
     EXPECT_EQ(ImageThumbnailGenerator::createThumbnailOfImageWithSourceData(tagged, 64).size(), QSize(32, 64));
 }
 
-TEST(ImageTools, BytesThatAreNoImageAreRefusedByEveryService)
+TEST(ImageThumbnailGenerator, BytesThatAreNoImageAreRefused)
 {
     const QByteArray text("this is plain text, not a picture");
     EXPECT_EQ(codeOf([&] { ImageThumbnailGenerator::createThumbnailOfImageWithSourceData(text, 64); }),
               ImageThumbnailGeneratorError::invalidSource);
-    EXPECT_EQ(codeOf([&] { ImageConverter::convertImageWithSourceData(text, "png", "jpeg"); }), ImageConverterError::invalidSource);
-    EXPECT_EQ(codeOf([&] { ImageCoding::image(text); }), CGImageError::invalidSourceData);
-    EXPECT_EQ(codeOf([&] { ImageCoding::image(QUrl::fromLocalFile(QStringLiteral("/nonexistent/x.png"))); }),
-              CGImageError::invalidSourceData);
     EXPECT_EQ(codeOf([&] { ImageThumbnailGenerator::createThumbnailOfImageAtURL(QUrl::fromLocalFile(QStringLiteral("/nonexistent/x.png")), 64); }),
               ImageThumbnailGeneratorError::invalidSource);
 

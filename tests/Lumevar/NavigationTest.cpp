@@ -118,25 +118,3 @@ TEST_F(NavigationTest, SnapBackToTheSongsContainerSelectsThePlayingRow)
     EXPECT_EQ(model->_selectedTopLevelSongID(), QStringLiteral("s3"));
     spinUntil([] { return ListScrollState::scrollRequestCount()() == 0; });
 }
-
-TEST_F(NavigationTest, SearchStartedItemsSaveAPlaceNeverVisited)
-{
-    model->_selectedAlbumID.set(QStringLiteral("keep"));
-    model->_activePane.set(0);
-    LocalPlaylist playlist;
-    playlist.id = playlist.identifier = QStringLiteral("p9");
-    playlist.name = QStringLiteral("Mix");
-    model->saveSnapback(playlist);
-    const SavedSnapbackState state = *model->_lastSavedSnapbackState();
-    EXPECT_EQ(state.path, (QList<NavigationItem>{NavigationItem::root(), NavigationItem::container(ContainerKind::playlists),
-                                                 NavigationItem::songCollection(QStringLiteral("p9"), QStringLiteral("Mix"))}));
-    EXPECT_EQ(state.activePane, 1);
-    EXPECT_EQ(state.selectedPlaylistID, QStringLiteral("p9"));
-    EXPECT_EQ(state.selectedAlbumID, QStringLiteral("keep"));
-
-    MusicPersonalRecommendation::Item station{FakeMusicService::station(QStringLiteral("st1"), QStringLiteral("Radio"))};
-    model->saveSnapback(station, ContainerKind::stations);
-    EXPECT_EQ(model->_lastSavedSnapbackState()->selectedStationID, MusicItemID(QStringLiteral("st1")));
-    EXPECT_EQ(model->_lastSavedSnapbackState()->path.size(), 2);
-    EXPECT_FALSE(model->_lastSavedSnapbackState()->selectedMadeForYouID.has_value());
-}

@@ -70,9 +70,7 @@ protected:
 
 TEST_F(PlayerViewTest, IdleBarShowsTheEmptyBlockAndPlayingFillsIt)
 {
-    const QStringList order{"backward.fill", "play.fill", "forward.fill", "repeat", "shuffle", "list.bullet"};
-    for (const QString &symbol : order)
-        EXPECT_NE(view->button(symbol), nullptr) << symbol.toStdString();
+    // The transport buttons before the block, the mode buttons after it.
     EXPECT_LT(view->button(QStringLiteral("forward.fill"))->x(), block()->x());
     EXPECT_GT(view->button(QStringLiteral("repeat"))->x(), block()->x());
     EXPECT_EQ(block()->height(), 36);

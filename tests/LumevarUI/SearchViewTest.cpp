@@ -183,7 +183,7 @@ TEST_F(SearchViewTest, PickerEmptiesTheListAtOnceAndTheHeightFollowsTheNewSearch
     EXPECT_EQ(service.callCount(FakeMusicService::Operation::searchCatalog), 0);
 }
 
-TEST_F(SearchViewTest, CatalogFailuresAndOvertakenSearchesOnlyPrintTheirLine)
+TEST_F(SearchViewTest, CatalogFailuresAndOvertakenSearchesLeaveTheListAndReportNothing)
 {
     app->searchViewModel().selection.set(SearchPickerSelection::catalog);
     settle();
@@ -192,24 +192,20 @@ TEST_F(SearchViewTest, CatalogFailuresAndOvertakenSearchesOnlyPrintTheirLine)
     const QList<SearchSection> before = view->sections();
     const int searches = int(heights.size());
 
-    // Two fast keystrokes against a slow catalog: the first is overtaken and only prints.
+    // Two fast keystrokes against a slow catalog: the first is overtaken and shows nothing.
     service.latency = 1.0;
-    testing::internal::CaptureStdout();
     type(QStringLiteral(" c"));
     clock.advance(1.0);
     ASSERT_TRUE(waitForSearches(searches + 1));
     settle();
-    EXPECT_EQ(QString::fromStdString(testing::internal::GetCapturedStdout()).count(QStringLiteral("Search cancelled")), 1);
     EXPECT_EQ(heights.size(), searches + 1);
 
     // A failing catalog keeps what was shown and the height, and reports nothing.
     const QList<SearchSection> shownBefore = view->sections();
     service.latency = 0;
     service.fail(FakeMusicService::Operation::searchCatalog, MusicError(MusicError::serviceFailed, QStringLiteral("down")));
-    testing::internal::CaptureStdout();
     type(QStringLiteral("a"));
     settle();
-    EXPECT_EQ(QString::fromStdString(testing::internal::GetCapturedStdout()).count(QStringLiteral("Search cancelled")), 1);
     EXPECT_EQ(view->sections(), shownBefore);
     EXPECT_EQ(heights.size(), searches + 1);
     EXPECT_TRUE(telemetry.errors.isEmpty());

@@ -21,15 +21,6 @@ struct Folder {
     ScanResult scan() { return FolderScanner(music.path(), cache.path()).scan(nullptr, &scanCache); }
 };
 
-QStringList idsOf(const QList<MusicItemID> &ids)
-{
-    QStringList values;
-    for (const MusicItemID &id : ids)
-        values.append(id.rawValue());
-    values.sort();
-    return values;
-}
-
 template <typename T>
 QStringList idsOf(const QList<T> &items)
 {

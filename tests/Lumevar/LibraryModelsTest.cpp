@@ -121,12 +121,12 @@ TEST_F(LibraryModelsTest, ArtistsKeepThePreviousSongsWhereAlbumsClear)
 
 namespace {
 
-Song filedSong(const QString &id, const QString &title, const QString &artist, const QString &album,
-               const std::optional<QString> &albumArtist = std::nullopt)
+Song filedSong(const char *id, const char *title, const char *artist, const char *album, const char *albumArtist = nullptr)
 {
-    Song song = FakeMusicService::song(id, title, artist);
-    song.albumTitle = album;
-    song.albumArtistName = albumArtist;
+    Song song = FakeMusicService::song(QString::fromUtf8(id), QString::fromUtf8(title), QString::fromUtf8(artist));
+    song.albumTitle = QString::fromUtf8(album);
+    if (albumArtist)
+        song.albumArtistName = QString::fromUtf8(albumArtist);
     return song;
 }
 
@@ -138,15 +138,12 @@ QStringList songIDs(const QList<LocalSong> &songs) { return textsOf(songs, &Loca
 // that the library still lists, and an album never shows a same-named album's songs.
 TEST_F(LibraryModelsTest, CollectionTrackSyncsKeepLibrarySongsAndAlbumsKeepToTheirArtist)
 {
-    const Song smooth = filedSong(QStringLiteral("smooth"), QStringLiteral("Smooth"), QStringLiteral("Santana feat. Rob Thomas"),
-                                  QStringLiteral("Supernatural"), QStringLiteral("Santana"));
-    const Song maria = filedSong(QStringLiteral("maria"), QStringLiteral("Maria Maria"), QStringLiteral("Santana"), QStringLiteral("Supernatural"));
-    const Song waterloo = filedSong(QStringLiteral("waterloo"), QStringLiteral("Waterloo"), QStringLiteral("ABBA"), QStringLiteral("Greatest Hits"));
-    const Song rockYou = filedSong(QStringLiteral("rock"), QStringLiteral("We Will Rock You"), QStringLiteral("Queen"), QStringLiteral("Greatest Hits"));
-    const Song opener = filedSong(QStringLiteral("opener"), QStringLiteral("Opener"), QStringLiteral("Singer C"), QStringLiteral("Mixtape"),
-                                  QStringLiteral("Various Artists"));
-    const Song closer = filedSong(QStringLiteral("closer"), QStringLiteral("Closer"), QStringLiteral("Band A"), QStringLiteral("Mixtape"),
-                                  QStringLiteral("Various Artists"));
+    const Song smooth = filedSong("smooth", "Smooth", "Santana feat. Rob Thomas", "Supernatural", "Santana");
+    const Song maria = filedSong("maria", "Maria Maria", "Santana", "Supernatural");
+    const Song waterloo = filedSong("waterloo", "Waterloo", "ABBA", "Greatest Hits");
+    const Song rockYou = filedSong("rock", "We Will Rock You", "Queen", "Greatest Hits");
+    const Song opener = filedSong("opener", "Opener", "Singer C", "Mixtape", "Various Artists");
+    const Song closer = filedSong("closer", "Closer", "Band A", "Mixtape", "Various Artists");
     // Queen's song is not in the store yet: its album has no stored songs.
     service.library.songs = {smooth, maria, waterloo, opener, closer};
     service.library.artists = {FakeMusicService::artist(QStringLiteral("santana"), QStringLiteral("Santana")),

@@ -57,11 +57,3 @@ void ManualClock::advance(double seconds)
     m_now = end;
     QCoreApplication::processEvents();
 }
-
-int ManualClock::pendingCalls() const
-{
-    int count = 0;
-    for (const auto &[id, pending] : m_pending)
-        count += pending.fn ? 1 : 0;
-    return count;
-}

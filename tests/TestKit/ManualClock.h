@@ -17,9 +17,6 @@ public:
     // Moves time forward by seconds, running every call that falls due on the way (each at its own
     // time), and processes posted events after each so that awakened coroutines go on.
     void advance(double seconds);
-    void setNow(double now) { m_now = now; }
-    // Number of calls waiting to run.
-    int pendingCalls() const;
 
 private:
     struct Pending {

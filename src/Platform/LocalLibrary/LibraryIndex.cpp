@@ -39,20 +39,6 @@ QStringList byFrequency(const QStringList &names)
     return distinct;
 }
 
-// Disc, then track number, then title: the order of an album's songs.
-template <typename Stored>
-bool inAlbumOrder(const Stored &a, const Stored &b)
-{
-    const auto key = [](const Stored &song) {
-        return std::make_tuple(song.discNumber == Stored::noNumber ? 1 : song.discNumber,
-                               song.trackNumber == Stored::noNumber ? 0 : song.trackNumber);
-    };
-    if (key(a) != key(b))
-        return key(a) < key(b);
-    const int byTitle = QString::compare(a.title, b.title, Qt::CaseInsensitive);
-    return byTitle != 0 ? byTitle < 0 : a.id < b.id;
-}
-
 template <typename List>
 void sortByID(List &items)
 {
@@ -153,7 +139,7 @@ LibraryIndex::StoredSong LibraryIndex::storedOf(const ScannedTrack &track, const
 {
     StoredSong stored;
     stored.id = id;
-    stored.title = track.title;
+    stored.title = pack(track.title.toUtf8());
     stored.artistName = track.artist;
     stored.albumTitle = track.album;
     stored.albumArtistName = track.albumArtist;
@@ -164,7 +150,7 @@ LibraryIndex::StoredSong LibraryIndex::storedOf(const ScannedTrack &track, const
             url = artworkURLs.insert(track.artworkPath, artworkForFile(track.artworkPath)->urlTemplate());
         stored.artworkURL = *url;
     }
-    stored.file = fileOf(track);
+    stored.file = pack(fileOf(track));
     stored.duration = track.duration;
     stored.releaseDate = millisecondsOf(track.releaseDate, StoredSong::noDate);
     stored.addedDate = millisecondsOf(track.modified, StoredSong::noDate);
@@ -173,11 +159,46 @@ LibraryIndex::StoredSong LibraryIndex::storedOf(const ScannedTrack &track, const
     return stored;
 }
 
-Song LibraryIndex::songOf(const StoredSong &stored)
+LibraryIndex::PackedText LibraryIndex::pack(QByteArrayView bytes)
+{
+    Q_ASSERT(quint64(m_texts.size()) + quint64(bytes.size()) <= std::numeric_limits<quint32>::max());
+    const PackedText text{quint32(m_texts.size()), quint32(bytes.size())};
+    m_texts.append(bytes);
+    return text;
+}
+
+void LibraryIndex::dropGoneTexts()
+{
+    qsizetype used = 0;
+    for (const StoredSong &song : m_songs)
+        used += song.title.size + song.file.size;
+    if (used * 2 > m_texts.size())
+        return;
+    const QByteArray old = std::exchange(m_texts, QByteArray());
+    m_texts.reserve(used);
+    for (StoredSong &song : m_songs) {
+        song.title = pack(QByteArrayView(old.constData() + song.title.offset, qsizetype(song.title.size)));
+        song.file = pack(QByteArrayView(old.constData() + song.file.offset, qsizetype(song.file.size)));
+    }
+}
+
+bool LibraryIndex::inAlbumOrder(const StoredSong &a, const StoredSong &b) const
+{
+    const auto key = [](const StoredSong &song) {
+        return std::make_tuple(song.discNumber == StoredSong::noNumber ? 1 : song.discNumber,
+                               song.trackNumber == StoredSong::noNumber ? 0 : song.trackNumber);
+    };
+    if (key(a) != key(b))
+        return key(a) < key(b);
+    const int byTitle = QString::compare(titleOf(a), titleOf(b), Qt::CaseInsensitive);
+    return byTitle != 0 ? byTitle < 0 : a.id < b.id;
+}
+
+Song LibraryIndex::songOf(const StoredSong &stored) const
 {
     Song song;
     song.id = stored.id;
-    song.title = stored.title;
+    song.title = titleOf(stored);
     song.artistName = optionalText(stored.artistName);
     song.albumTitle = optionalText(stored.albumTitle);
     song.albumArtistName = optionalText(stored.albumArtistName);
@@ -203,6 +224,7 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
     m_songs.reserve(size_t(scan.tracks.size()));
     for (qsizetype i = 0; i < scan.tracks.size(); ++i)
         m_songs.push_back(storedOf(scan.tracks[i], trackIDs[i], artworkURLs));
+    m_texts.squeeze();
     sortByID(m_songs);
 
     // The songs in the scan's order (by path): the first of a group names it.
@@ -333,6 +355,7 @@ LibraryIndex::LibraryIndex(const LibraryIndex &previous, const ScanResult &scan,
         songUpdates.insert(song.id, song);
     }
     applyByID(m_songs, songUpdates);
+    dropGoneTexts();
     for (const MusicItemID &id : std::as_const(gone)) {
         if (!find(id) && previous.find(id))
             change.removedSongs.append(id);
@@ -363,7 +386,7 @@ Album LibraryIndex::makeAlbum(const MusicItemID &id, SongRefs songs, QList<Music
     album.artistName = optionalText(albumArtistOf(*songs.front()));
     album.releaseDate = dateOf(released, StoredSong::noDate);
     album.libraryAddedDate = dateOf(added, StoredSong::noDate);
-    std::sort(songs.begin(), songs.end(), [](const StoredSong *a, const StoredSong *b) { return inAlbumOrder(*a, *b); });
+    std::sort(songs.begin(), songs.end(), [this](const StoredSong *a, const StoredSong *b) { return inAlbumOrder(*a, *b); });
     songIDs.clear();
     songIDs.reserve(qsizetype(songs.size()));
     for (const StoredSong *member : songs)
@@ -393,7 +416,7 @@ Artist LibraryIndex::makeArtist(const MusicItemID &id, const QString &name, cons
         members.push_back({names.key(member->albumTitle), member});
         genres.append(member->genre);
     }
-    std::sort(members.begin(), members.end(), [](const Member &a, const Member &b) {
+    std::sort(members.begin(), members.end(), [this](const Member &a, const Member &b) {
         if (a.albumKey != b.albumKey) {
             if (a.albumKey.isEmpty() || b.albumKey.isEmpty())
                 return b.albumKey.isEmpty();
@@ -507,7 +530,7 @@ QHash<QByteArray, MusicItemID> LibraryIndex::songsByFile() const
     QHash<QByteArray, MusicItemID> songs;
     songs.reserve(qsizetype(m_songs.size()));
     for (const StoredSong &song : m_songs)
-        songs.insert(song.file, song.id);
+        songs.insert(unpacked(song.file).toByteArray(), song.id);
     return songs;
 }
 
@@ -608,7 +631,7 @@ std::optional<Song> LibraryIndex::song(const MusicItemID &id) const
 QByteArray LibraryIndex::filePath(const MusicItemID &songID) const
 {
     const StoredSong *stored = find(songID);
-    return stored ? stored->file : QByteArray();
+    return stored ? unpacked(stored->file).toByteArray() : QByteArray();
 }
 
 QList<MusicItemID> LibraryIndex::newestSongIDs(qsizetype count, const std::optional<QDateTime> &since) const

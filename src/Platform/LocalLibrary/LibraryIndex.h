@@ -63,19 +63,26 @@ public:
     static std::optional<Artwork> artworkForFile(const QString &path);
 
 private:
+    // A text of one song (its title as UTF-8, its file's bytes), packed in m_texts: 100,000 small
+    // allocations would cost their headers and, freed among the scan's short-lived data, leave the
+    // heap in pieces the system cannot take back.
+    struct PackedText {
+        quint32 offset = 0;
+        quint32 size = 0;
+    };
     // A song as the index keeps it. Empty texts are absent values; the artist, album and genre
     // texts and the artwork URL are shared with every other song that has them.
     struct StoredSong {
         static constexpr qint64 noDate = std::numeric_limits<qint64>::min();
         static constexpr int noNumber = std::numeric_limits<int>::min();
         MusicItemID id;
-        QString title;
+        PackedText title;
         QString artistName;
         QString albumTitle;
         QString albumArtistName;
         QString genre;
         QString artworkURL;
-        QByteArray file;
+        PackedText file;
         double duration = 0;
         qint64 releaseDate = noDate; // milliseconds since the epoch, UTC
         qint64 addedDate = noDate;
@@ -85,9 +92,16 @@ private:
     using SongRefs = std::vector<const StoredSong *>;
 
     const StoredSong *find(const MusicItemID &id) const;
-    // What the index keeps of a track; artworkURLs shares each cover's URL between its songs.
-    static StoredSong storedOf(const ScannedTrack &track, const MusicItemID &id, QHash<QString, QString> &artworkURLs);
-    static Song songOf(const StoredSong &stored);
+    // What the index keeps of a track, its texts packed; artworkURLs shares each cover's URL.
+    StoredSong storedOf(const ScannedTrack &track, const MusicItemID &id, QHash<QString, QString> &artworkURLs);
+    Song songOf(const StoredSong &stored) const;
+    PackedText pack(QByteArrayView bytes);
+    QByteArrayView unpacked(PackedText text) const { return {m_texts.constData() + text.offset, qsizetype(text.size)}; }
+    QString titleOf(const StoredSong &song) const { return QString::fromUtf8(unpacked(song.title)); }
+    // Packs the texts of the songs there anew when those of songs gone are half of m_texts or more.
+    void dropGoneTexts();
+    // Disc, then track number, then title: the order of an album's songs.
+    bool inAlbumOrder(const StoredSong &a, const StoredSong &b) const;
     void addPlaylists(const QList<ScannedPlaylist> &playlists, const QHash<QByteArray, MusicItemID> &songByFile);
     void addGenres();
     QHash<QByteArray, MusicItemID> songsByFile() const;
@@ -105,6 +119,7 @@ private:
     std::optional<QList<Song>> tracksOf(const QHash<MusicItemID, QList<MusicItemID>> &map, const MusicItemID &id) const;
 
     std::vector<StoredSong> m_songs; // by identifier
+    QByteArray m_texts;              // the songs' packed texts, end to end
     QList<Album> m_albums;
     QList<Artist> m_artists;
     QList<Playlist> m_playlists;

@@ -1,5 +1,7 @@
 // A library index made from the last one and a scan's changes is the index a whole build of that
-// scan makes, and its change lists say exactly what differs.
+// scan makes, and its change lists say exactly what differs. A scan of only the folders that
+// changed gives the same index and revision as a scan of the whole folder, and leaves the cache
+// file as a whole scan would.
 #include "LocalLibraryTestSupport.h"
 
 #include "Platform/LocalLibrary/LibraryIndex.h"
@@ -57,7 +59,7 @@ void expectSameIndex(const LibraryIndex &updated, const LibraryIndex &built)
 
 } // namespace
 
-TEST(LibraryIndexUpdate, AddedChangedDeletedAndMovedFilesGiveTheIndexOfAWholeBuild)
+TEST(LibraryIndexUpdate, AddedChangedDeletedAndMovedFilesReadFolderByFolderGiveTheIndexOfAWholeBuild)
 {
     Folder folder;
     writeTrack(folder.music.path(), QStringLiteral("A/One/1.mp3"), tags(QStringLiteral("One"), QStringLiteral("A"), QStringLiteral("One"), {}, QStringLiteral("Rock"), 1));
@@ -66,8 +68,12 @@ TEST(LibraryIndexUpdate, AddedChangedDeletedAndMovedFilesGiveTheIndexOfAWholeBui
     // A guest on A's album: A's song too, while A exists.
     writeTrack(folder.music.path(), QStringLiteral("A/One/3.mp3"), tags(QStringLiteral("Guest"), QStringLiteral("G"), QStringLiteral("One"), QStringLiteral("A")));
     writeTrack(folder.music.path(), QStringLiteral("C/Mix/1.mp3"), tags(QStringLiteral("Mixed"), QStringLiteral("G"), QStringLiteral("Mix"), QStringLiteral("C")));
-    writeFile(folder.path(QStringLiteral("list.m3u")), "A/One/2.mp3\nB/Solo/1.mp3\n");
-    const LibraryIndex first(folder.scan());
+    writeTrack(folder.music.path(), QStringLiteral("E/Gone/Below/1.mp3"), tags(QStringLiteral("Below"), QStringLiteral("E")));
+    writeFile(folder.path(QStringLiteral("list.m3u")), "A/One/2.mp3\nB/Solo/1.mp3\nC/Mix/2.mp3\n");
+    const ScanResult firstScan = folder.scan();
+    ASSERT_TRUE(folder.scanCache.save());
+    folder.scanCache.release();
+    const LibraryIndex first(firstScan);
     const QByteArray soloFile = QFile::encodeName(folder.path(QStringLiteral("B/Solo/1.mp3")));
     MusicItemID soloID;
     for (const Song &song : first.songs())
@@ -75,18 +81,48 @@ TEST(LibraryIndexUpdate, AddedChangedDeletedAndMovedFilesGiveTheIndexOfAWholeBui
             soloID = song.id;
 
     // Added: a new album by A, and the first song of artist C, who then takes the "Mixed" song on
-    // C's album. Changed: a retitled song. Deleted: the guest song. Moved: B's song, into another
-    // folder, where the playlist no longer finds it.
+    // C's album, which the playlist names already. Changed: a retitled song. Deleted: the guest
+    // song. Moved: B's song, into another folder, where the playlist no longer finds it. Gone: a
+    // folder with a folder in it, and its artist E.
     writeTrack(folder.music.path(), QStringLiteral("A/Two/1.mp3"), tags(QStringLiteral("New"), QStringLiteral("A"), QStringLiteral("Two"), {}, QStringLiteral("Jazz")));
     writeTrack(folder.music.path(), QStringLiteral("C/Mix/2.mp3"), tags(QStringLiteral("Own"), QStringLiteral("C"), QStringLiteral("Mix")));
     writeTrack(folder.music.path(), QStringLiteral("A/One/1.mp3"), tags(QStringLiteral("One (Remaster)"), QStringLiteral("A"), QStringLiteral("One"), {}, QStringLiteral("Rock"), 1), {}, 1.5);
     ASSERT_TRUE(QFile::remove(folder.path(QStringLiteral("A/One/3.mp3"))));
     ASSERT_TRUE(QDir().mkpath(folder.path(QStringLiteral("B/Moved"))));
     ASSERT_EQ(std::rename(soloFile.constData(), QFile::encodeName(folder.path(QStringLiteral("B/Moved/1.mp3"))).constData()), 0);
+    ASSERT_TRUE(QDir(folder.path(QStringLiteral("A/Two"))).mkpath(QStringLiteral("Empty")));
+    writeTrack(folder.music.path(), QStringLiteral("D/Deep/1.mp3"), tags(QStringLiteral("Deep"), QStringLiteral("D")));
+    ASSERT_TRUE(QDir(folder.path(QStringLiteral("E/Gone"))).removeRecursively());
 
+    // The folders a watcher reports: where files came, went or were replaced.
+    QSet<QByteArray> changed;
+    for (const char *relative : {"A", "A/One", "B", "B/Solo", "C/Mix", "E"})
+        changed.insert(QFile::encodeName(folder.path(QString::fromLatin1(relative))));
+    changed.insert(QFile::encodeName(folder.music.path()));
+    FolderScanner::Previous previous{firstScan.folders, firstScan.playlistFiles, [&](const QByteArray &identity) {
+                                         return first.song(LocalIdentifiers::songID(identity)) != nullptr;
+                                     }};
+    const std::optional<ScanResult> partial =
+        FolderScanner(folder.music.path(), folder.cache.path()).rescan(previous, changed, nullptr, folder.scanCache);
+    ASSERT_TRUE(partial);
+    // Only what was read is handed out.
+    EXPECT_EQ(partial->tracks.size(), 5);
+    ASSERT_TRUE(folder.scanCache.save());
+
+    // A whole scan from the cache file the partial one brought up to date reads nothing new and
+    // reaches the same revision.
+    ASSERT_TRUE(folder.scanCache.load());
     const ScanResult scan = folder.scan();
+    EXPECT_EQ(scan.readFiles, 0);
+    EXPECT_EQ(partial->revision, scan.revision);
+    EXPECT_EQ(partial->playlistFiles, scan.playlistFiles);
+    QList<QByteArray> partialFolders = partial->folders.keys(), wholeFolders = scan.folders.keys();
+    std::sort(partialFolders.begin(), partialFolders.end());
+    std::sort(wholeFolders.begin(), wholeFolders.end());
+    EXPECT_EQ(partialFolders, wholeFolders);
+
     LibraryChange change;
-    const LibraryIndex updated(first, scan, change);
+    const LibraryIndex updated(first, *partial, change);
     expectSameIndex(updated, LibraryIndex(scan));
 
     // The moved song kept its identifier and its new file.
@@ -97,8 +133,9 @@ TEST(LibraryIndexUpdate, AddedChangedDeletedAndMovedFilesGiveTheIndexOfAWholeBui
     for (const Song &song : change.songs)
         changedTitles.append(song.title);
     changedTitles.sort();
-    EXPECT_EQ(changedTitles, (QStringList{QStringLiteral("New"), QStringLiteral("One (Remaster)"), QStringLiteral("Own"), QStringLiteral("Solo")}));
-    EXPECT_EQ(change.removedSongs.size(), 1);
+    EXPECT_EQ(changedTitles, (QStringList{QStringLiteral("Deep"), QStringLiteral("New"), QStringLiteral("One (Remaster)"),
+                                          QStringLiteral("Own"), QStringLiteral("Solo")}));
+    EXPECT_EQ(change.removedSongs.size(), 2);
     EXPECT_FALSE(updated.song(change.removedSongs.value(0)));
     // A's album One lost a song and changed one, Two is new, Mix gained one; B's album is as it was.
     QStringList albumTitles;
@@ -110,8 +147,8 @@ TEST(LibraryIndexUpdate, AddedChangedDeletedAndMovedFilesGiveTheIndexOfAWholeBui
     // C exists now; G lost the guest song but keeps "Mixed".
     EXPECT_TRUE(idsOf(change.artists).contains(artistNamed(QStringLiteral("C")).rawValue()));
     EXPECT_TRUE(updated.artist(artistNamed(QStringLiteral("C"))));
-    EXPECT_TRUE(change.removedArtists.isEmpty());
-    // The playlist still lists the song at its old path only: it lost it.
+    EXPECT_EQ(change.removedArtists, QList<MusicItemID>{artistNamed(QStringLiteral("E"))});
+    // The playlist lost the moved song and found C's new one.
     EXPECT_EQ(change.playlists.size(), 1);
 }
 

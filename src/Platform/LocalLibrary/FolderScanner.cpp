@@ -5,10 +5,10 @@
 #include "Platform/LocalLibrary/PlaylistFileReader.h"
 #include "Platform/LocalLibrary/ScanCache.h"
 #include "Platform/LocalLibrary/SharedTexts.h"
+#include "Platform/LocalLibrary/ListingDigest.h"
 #include "Platform/LocalLibrary/TrackReader.h"
 #include "Support/Log.h"
 
-#include <QCryptographicHash>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -40,6 +40,42 @@ struct MoveKey {
 
 size_t qHash(const MoveKey &key, size_t seed = 0) { return qHashMulti(seed, key.inode, key.size, key.modifiedNs); }
 
+// Adds each listed file to the digest of the folder it is directly in. The files come sorted by
+// path, so most follow one of the same folder.
+void addToFolders(ScannedFolders &folders, const QList<FolderWalk::Entry> &files)
+{
+    QByteArray lastFolder;
+    ScannedFolder *last = nullptr;
+    for (const FolderWalk::Entry &file : files) {
+        const qsizetype length = lastFolder.size();
+        const bool sameFolder = last && file.path.size() > length && file.path.startsWith(lastFolder) &&
+                                file.path[length] == '/' && file.path.indexOf('/', length + 1) < 0;
+        if (!sameFolder) {
+            lastFolder = FolderWalk::parentOf(file.path);
+            last = &folders[lastFolder];
+        }
+        last->files.add(file);
+    }
+}
+
+QByteArray revisionOf(const ScannedFolders &folders)
+{
+    ListingDigest all;
+    for (const ScannedFolder &folder : folders)
+        all.add(folder.files);
+    return all.toHex();
+}
+
+// Whether path is below one of folders.
+bool isBelow(const QByteArray &path, const QSet<QByteArray> &folders)
+{
+    for (qsizetype slash = path.lastIndexOf('/'); slash > 0; slash = path.lastIndexOf('/', slash - 1)) {
+        if (folders.contains(QByteArray::fromRawData(path.constData(), slash)))
+            return true;
+    }
+    return false;
+}
+
 } // namespace
 
 FolderScanner::FolderScanner(QString folder, QString artworkCacheFolder)
@@ -56,33 +92,179 @@ bool FolderScanner::isAudioFileName(const QByteArray &name)
 
 bool FolderScanner::isAudioFile(const QString &path) { return isAudioFileName(QFileInfo(path).fileName().toUtf8()); }
 
+struct FolderScanner::Reading {
+    QList<FolderWalk::Entry> audio; // sorted by path
+    // What the cache held for the folders of audio (for a whole scan, for every file).
+    ScanCache::Entries previous;
+    // Whether unchanged tracks are handed out too (a whole scan) or only those read now.
+    bool everyTrack = true;
+    // Whether a song outside audio and previous holds an identity (a partial scan).
+    std::function<bool(const QByteArray &identity)> heldElsewhere;
+    qsizetype rootLength = 0;
+
+    ScanResult result;
+    // Whether the entries differ from previous; then entries holds the new ones.
+    bool changed = false;
+    ScanCache::Entries entries;
+};
+
 ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) const
 {
     QElapsedTimer timer;
     timer.start();
-    const auto stopped = [stop] { return stop && stop->load(std::memory_order_relaxed); };
-
     const QByteArray root = QFile::encodeName(m_folder);
     FolderWalk::Listing listing = FolderWalk::list(root, &isListed, stop);
-    QList<FolderWalk::Entry> audio;
-    QList<FolderWalk::Entry> playlistFiles;
-    QCryptographicHash revision(QCryptographicHash::Sha1);
+    ScannedFolders folders;
+    folders.reserve(listing.folders.size());
+    for (const FolderWalk::Folder &folder : std::as_const(listing.folders))
+        folders.insert(folder.path, {folder.key, {}});
+    addToFolders(folders, listing.files);
+
+    Reading reading;
+    reading.rootLength = root.size() + (root.endsWith('/') ? 0 : 1);
+    QList<QByteArray> playlistFiles;
     for (FolderWalk::Entry &entry : listing.files) {
-        revision.addData(entry.path);
-        revision.addData(QByteArrayView(reinterpret_cast<const char *>(&entry.size), sizeof entry.size));
-        revision.addData(QByteArrayView(reinterpret_cast<const char *>(&entry.modifiedNs), sizeof entry.modifiedNs));
         const qsizetype slash = entry.path.lastIndexOf('/');
-        (isAudioFileName(entry.path.mid(slash + 1)) ? audio : playlistFiles).append(std::move(entry));
+        if (isAudioFileName(entry.path.mid(slash + 1)))
+            reading.audio.append(std::move(entry));
+        else
+            playlistFiles.append(std::move(entry.path));
     }
+    listing.files.clear();
+    if (cache)
+        reading.previous = cache->entries();
+    read(reading, stop);
+    ScanResult result = std::move(reading.result);
+    if (stop && stop->load())
+        return result;
+    // Only a folder that changed rewrites the cache.
+    if (cache && reading.changed)
+        cache->replace(std::move(reading.entries));
+    result.playlists = readPlaylists(playlistFiles);
+    result.playlistFiles = std::move(playlistFiles);
+    result.revision = revisionOf(folders);
+    result.folders = std::move(folders);
+
+    Log::info(Log::collection(), "Scanned %@: %d songs (%d read now), %d playlists, %d unreadable files in %d ms", m_folder,
+              int(result.tracks.size()), result.readFiles, int(result.playlists.size()), result.skippedFiles, int(timer.elapsed()));
+    return result;
+}
+
+std::optional<ScanResult> FolderScanner::rescan(const Previous &previous, const QSet<QByteArray> &changedFolders,
+                                                const std::atomic<bool> *stop, ScanCache &cache) const
+{
+    QElapsedTimer timer;
+    timer.start();
+    const QByteArray root = QFile::encodeName(m_folder);
+    const ScannedFolders &before = previous.folders;
+
+    // A changed folder is listed again; one that is gone, or is another folder now, leaves with
+    // every folder below it, and so does such a folder directly in a changed one.
+    QList<QByteArray> roots;
+    QSet<QByteArray> gone;
+    for (const QByteArray &folder : changedFolders) {
+        const auto known = before.constFind(folder);
+        if (known == before.cend())
+            continue; // no longer part of the library
+        const std::optional<FolderWalk::FolderKey> key = FolderWalk::folderAt(folder);
+        if (key)
+            roots.append(folder);
+        if (key != known->key)
+            gone.insert(folder);
+    }
+    for (auto it = before.cbegin(); it != before.cend(); ++it) {
+        if (it.key() != root && changedFolders.contains(FolderWalk::parentOf(it.key())) &&
+            FolderWalk::folderAt(it.key()) != it->key)
+            gone.insert(it.key());
+    }
+    std::sort(roots.begin(), roots.end());
+    QSet<QByteArray> replaced(roots.cbegin(), roots.cend());
+    replaced.unite(gone);
+    if (!gone.isEmpty()) {
+        for (auto it = before.cbegin(); it != before.cend(); ++it) {
+            if (isBelow(it.key(), gone))
+                replaced.insert(it.key());
+        }
+    }
+    ScannedFolders folders = before;
+    QSet<FolderWalk::FolderKey> known;
+    for (const QByteArray &folder : std::as_const(replaced))
+        folders.remove(folder);
+    known.reserve(folders.size());
+    for (const ScannedFolder &folder : std::as_const(folders))
+        known.insert(folder.key);
+
+    FolderWalk::Listing listing = FolderWalk::list(roots, &isListed, stop, std::move(known));
+    for (const FolderWalk::Folder &folder : std::as_const(listing.folders)) {
+        folders.insert(folder.path, {folder.key, {}});
+        replaced.insert(folder.path);
+    }
+    addToFolders(folders, listing.files);
+    std::optional<ScanCache::Entries> cached = cache.readFolders(replaced);
+    if (!cached)
+        return std::nullopt;
+
+    Reading reading;
+    reading.rootLength = root.size() + (root.endsWith('/') ? 0 : 1);
+    reading.previous = std::move(*cached);
+    reading.everyTrack = false;
+    reading.heldElsewhere = previous.hasIdentity;
+    QList<QByteArray> playlistFiles;
+    for (const QByteArray &file : previous.playlistFiles) {
+        if (!replaced.contains(FolderWalk::parentOf(file)))
+            playlistFiles.append(file);
+    }
+    for (FolderWalk::Entry &entry : listing.files) {
+        const qsizetype slash = entry.path.lastIndexOf('/');
+        if (isAudioFileName(entry.path.mid(slash + 1)))
+            reading.audio.append(std::move(entry));
+        else
+            playlistFiles.append(std::move(entry.path));
+    }
+    std::sort(playlistFiles.begin(), playlistFiles.end());
+    read(reading, stop);
+    if (stop && stop->load())
+        return std::nullopt;
+    if (reading.changed)
+        cache.updateFolders(std::move(replaced), std::move(reading.entries));
+
+    ScanResult result = std::move(reading.result);
+    result.partial = true;
+    result.playlists = readPlaylists(playlistFiles);
+    result.playlistFiles = std::move(playlistFiles);
+    result.revision = revisionOf(folders);
+    result.folders = std::move(folders);
+    Log::info(Log::collection(), "Scanned %d changed folders of %@: %d files read, %d gone, in %d ms", int(roots.size()),
+              m_folder, result.readFiles, int(result.goneIdentities.size()), int(timer.elapsed()));
+    return result;
+}
+
+QList<ScannedPlaylist> FolderScanner::readPlaylists(const QList<QByteArray> &files) const
+{
+    QList<ScannedPlaylist> playlists;
+    for (const QByteArray &file : files) {
+        if (auto playlist = PlaylistFileReader::read(file)) {
+            playlist->relativePath = QDir(m_folder).relativeFilePath(playlist->path);
+            playlists.append(std::move(*playlist));
+        }
+    }
+    return playlists;
+}
+
+void FolderScanner::read(Reading &reading, const std::atomic<bool> *stop) const
+{
+    const auto stopped = [stop] { return stop && stop->load(std::memory_order_relaxed); };
+    const QList<FolderWalk::Entry> &audio = reading.audio;
+    const ScanCache::Entries &previous = reading.previous;
+    const QByteArray root = QFile::encodeName(m_folder);
+    const qsizetype rootLength = reading.rootLength;
 
     // What the last scan read and still holds: files with the same size and time are taken as
     // they were. Files that are gone may have moved: a new file with the inode, size and time of
     // a vanished one keeps its identity.
-    const QHash<QByteArray, ScanCache::Entry> previous = cache ? cache->entries() : QHash<QByteArray, ScanCache::Entry>();
-    const qsizetype rootLength = root.size() + (root.endsWith('/') ? 0 : 1);
     QSet<QByteArray> present;
     present.reserve(audio.size());
-    for (const FolderWalk::Entry &entry : std::as_const(audio))
+    for (const FolderWalk::Entry &entry : audio)
         present.insert(entry.path);
     QHash<MoveKey, QByteArray> vanished;
     QList<QByteArray> goneIdentities;
@@ -155,13 +337,23 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) 
             texts.shareRepeated(*tracks[index]);
     }
 
-    ScanResult result;
+    // An identity is taken when a track of this scan has it, or a song elsewhere in the library
+    // that did not leave.
+    const QSet<QByteArray> goneSet = reading.heldElsewhere ? QSet<QByteArray>(goneIdentities.cbegin(), goneIdentities.cend())
+                                                           : QSet<QByteArray>();
+    const auto taken = [&](const QByteArray &identity) {
+        return identities.contains(identity) ||
+               (reading.heldElsewhere && !goneSet.contains(identity) && reading.heldElsewhere(identity));
+    };
+
+    ScanResult &result = reading.result;
     result.readFiles = int(toRead.size());
-    result.tracks.reserve(audio.size());
+    result.tracks.reserve(reading.everyTrack ? audio.size() : toRead.size());
     // Only a folder that changed rewrites the cache; an unchanged one (the usual launch) does not
     // even build the new entries.
     const bool changed = !toRead.isEmpty() || !vanished.isEmpty() || audio.size() != previous.size();
-    QHash<QByteArray, ScanCache::Entry> entries;
+    reading.changed = changed;
+    ScanCache::Entries &entries = reading.entries;
     if (changed)
         entries.reserve(audio.size());
     std::vector<bool> readNow(size_t(audio.size()), false);
@@ -176,21 +368,22 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) 
             const auto cached = previous.constFind(entry.path);
             QByteArray identity = cached != previous.cend() && cached->track ? cached->track->identity
                                                                              : vanished.take({entry.inode, entry.size, entry.modifiedNs});
-            if (identity.isEmpty() || identities.contains(identity))
+            if (identity.isEmpty() || taken(identity))
                 identity = entry.path.mid(rootLength);
             // A new file at a path that a moved one still uses as its identity.
-            while (identities.contains(identity))
+            while (taken(identity))
                 identity += '~';
             track->identity = identity;
             identities.insert(identity);
         }
-        if (track && readNow[size_t(i)])
+        const bool handOut = track && (reading.everyTrack || readNow[size_t(i)]);
+        if (handOut && readNow[size_t(i)])
             result.readTracks.append(result.tracks.size());
         if (!track)
             ++result.skippedFiles;
-        else if (!changed)
+        else if (handOut && !changed)
             result.tracks.append(std::move(*track));
-        else
+        else if (handOut)
             result.tracks.append(*track);
         if (changed && (!stopped() || track)) {
             // Without the text forms of the path: a third of a track's size, made again on reuse.
@@ -202,22 +395,5 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) 
             entries.insert(entry.path, {entry.size, entry.modifiedNs, entry.inode, std::move(kept)});
         }
     }
-    if (stopped())
-        return result;
-    if (cache && changed)
-        cache->replace(std::move(entries));
-
-    for (const FolderWalk::Entry &entry : std::as_const(playlistFiles)) {
-        if (auto playlist = PlaylistFileReader::read(entry.path)) {
-            playlist->relativePath = QDir(m_folder).relativeFilePath(playlist->path);
-            result.playlists.append(std::move(*playlist));
-        }
-    }
     result.goneIdentities = std::move(goneIdentities);
-    result.revision = revision.result().toHex();
-    result.folders = std::move(listing.folders);
-
-    Log::info(Log::collection(), "Scanned %@: %d songs (%d read now), %d playlists, %d unreadable files in %d ms", m_folder,
-              int(result.tracks.size()), result.readFiles, int(result.playlists.size()), result.skippedFiles, int(timer.elapsed()));
-    return result;
 }

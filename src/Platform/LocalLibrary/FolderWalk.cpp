@@ -13,25 +13,33 @@
 
 namespace FolderWalk {
 
-namespace {
-
-struct FolderKey {
-    dev_t device;
-    ino_t inode;
-    bool operator==(const FolderKey &) const = default;
-};
-
-size_t qHash(const FolderKey &key, size_t seed = 0) { return qHashMulti(seed, quint64(key.device), quint64(key.inode)); }
-
-} // namespace
-
 QString displayName(const QByteArray &path) { return QString::fromUtf8(path); }
+
+QByteArray parentOf(const QByteArray &path)
+{
+    const qsizetype slash = path.lastIndexOf('/');
+    return slash <= 0 ? QByteArray("/") : path.left(slash);
+}
+
+std::optional<FolderKey> folderAt(const QByteArray &path)
+{
+    struct stat info {};
+    if (::stat(path.constData(), &info) != 0 || !S_ISDIR(info.st_mode))
+        return std::nullopt;
+    return FolderKey{quint64(info.st_dev), quint64(info.st_ino)};
+}
 
 Listing list(const QByteArray &root, bool (*keep)(const QByteArray &name), const std::atomic<bool> *stop)
 {
+    return list(QList<QByteArray>{root}, keep, stop, {});
+}
+
+Listing list(const QList<QByteArray> &roots, bool (*keep)(const QByteArray &name), const std::atomic<bool> *stop,
+             QSet<FolderKey> seen)
+{
     Listing listing;
-    QSet<FolderKey> seen;
-    QList<QByteArray> pending{root};
+    // Taken from the back: the roots are read in their order.
+    QList<QByteArray> pending(roots.crbegin(), roots.crend());
     while (!pending.isEmpty()) {
         if (stop && stop->load(std::memory_order_relaxed))
             break;
@@ -40,7 +48,7 @@ Listing list(const QByteArray &root, bool (*keep)(const QByteArray &name), const
         if (::stat(folder.constData(), &folderInfo) != 0 || !S_ISDIR(folderInfo.st_mode))
             continue;
         // The same real folder reached again (a loop, or two links to one folder) is read once.
-        const FolderKey key{folderInfo.st_dev, folderInfo.st_ino};
+        const FolderKey key{quint64(folderInfo.st_dev), quint64(folderInfo.st_ino)};
         if (seen.contains(key))
             continue;
         seen.insert(key);
@@ -50,7 +58,7 @@ Listing list(const QByteArray &root, bool (*keep)(const QByteArray &name), const
             Log::notice(Log::collection(), "Cannot read the folder %@: %@", displayName(folder), QString::fromLocal8Bit(std::strerror(errno)));
             continue;
         }
-        listing.folders.append(folder);
+        listing.folders.append({folder, key});
         while (const dirent *item = ::readdir(dir)) {
             const char *name = item->d_name;
             if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))

@@ -33,17 +33,21 @@ void FolderWatcher::watch(const QList<QByteArray> &folders)
     const QSet<QString> added = wanted - m_watched;
     if (!gone.isEmpty()) {
         m_pending.removeIf([&gone](const QString &path) { return gone.contains(path); });
+        m_recheck.subtract(gone);
         m_watcher->removePaths(QStringList(gone.cbegin(), gone.cend()));
     }
     m_watched = std::move(wanted);
     m_failed = 0;
     if (!added.isEmpty()) {
         m_pending.append(QStringList(added.cbegin(), added.cend()));
+        if (m_watchedBefore)
+            m_recheck.unite(added);
         if (!m_addScheduled)
             addPendingFolders();
     } else if (!m_complete) {
         reportCoverage();
     }
+    m_watchedBefore = true;
 }
 
 void FolderWatcher::addPendingFolders()
@@ -59,8 +63,10 @@ void FolderWatcher::addPendingFolders()
     QElapsedTimer turn;
     turn.start();
     QStringList failed;
+    QStringList added;
     do {
         const qsizetype count = std::min(foldersPerStep, m_pending.size());
+        added += m_pending.first(count);
         failed += m_watcher->addPaths(m_pending.first(count));
         m_pending.remove(0, count);
     } while (!m_pending.isEmpty() && turn.elapsed() < turnBudgetMs);
@@ -68,7 +74,14 @@ void FolderWatcher::addPendingFolders()
         if (m_failed++ == 0)
             Log::notice(Log::collection(), "Cannot watch a folder of the library for changes: %@", path);
         m_watched.remove(path);
+        m_recheck.remove(path);
         m_complete = false;
+    }
+    if (!m_recheck.isEmpty()) {
+        for (const QString &path : std::as_const(added)) {
+            if (m_recheck.remove(path))
+                noteChange(path);
+        }
     }
     if (!m_pending.isEmpty()) {
         m_addScheduled = true;
@@ -86,8 +99,9 @@ void FolderWatcher::reportCoverage()
               int(m_watched.size()));
 }
 
-void FolderWatcher::noteChange()
+void FolderWatcher::noteChange(const QString &folder)
 {
+    m_changed.insert(folder);
     Clock &clock = Clock::shared();
     if (m_firstChange < 0)
         m_firstChange = clock.now();
@@ -100,5 +114,10 @@ void FolderWatcher::settle()
 {
     m_firstChange = -1;
     m_settle.reset();
-    Q_EMIT changed();
+    QList<QByteArray> folders;
+    folders.reserve(m_changed.size());
+    for (const QString &folder : std::as_const(m_changed))
+        folders.append(folder.toUtf8());
+    m_changed.clear();
+    Q_EMIT changed(folders);
 }

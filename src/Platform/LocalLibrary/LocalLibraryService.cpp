@@ -4,6 +4,7 @@
 #include "Platform/LocalLibrary/FolderWatcher.h"
 #include "Platform/LocalLibrary/ScanCache.h"
 #include "Platform/LocalLibrary/LibraryIndex.h"
+#include "Platform/LocalLibrary/LocalIdentifiers.h"
 #include "Platform/LocalLibrary/LocalRecommendations.h"
 #include "Support/Allocator.h"
 #include "Support/Error.h"
@@ -29,7 +30,8 @@ struct LocalLibraryService::Snapshot {
     LibraryIndex index;
     LocalRecommendations recommendations;
     QByteArray revision;
-    QList<QByteArray> folders;
+    ScannedFolders folders;
+    QList<QByteArray> playlistFiles;
     // The latest changes of the library, oldest first, the last one leading to revision.
     QList<LibraryChange> changes;
 };
@@ -135,20 +137,33 @@ QCoro::Task<MusicAuthorizationStatus> LocalLibraryService::requestAuthorization(
     co_return m_status;
 }
 
-void LocalLibraryService::startScan()
+void LocalLibraryService::startScan(QSet<QByteArray> changedFolders)
 {
     const int generation = ++m_scanGeneration;
-    Log::debug(Log::collection(), "Scanning %@ (scan %d)", m_folder, generation);
+    Log::debug(Log::collection(), "Scanning %@ (scan %d, %d changed folders)", m_folder, generation, int(changedFolders.size()));
     m_scan = QtConcurrent::run(&m_scanPool, [folder = m_folder, cache = m_artworkCacheFolder, stop = m_stopScan,
-                                             scanCache = m_scanCache, lastBuilt = m_lastBuilt] {
-        // Between scans the cache is on disk only: a relaunch or a rescan reads it back here.
-        if (!scanCache->isLoaded())
-            scanCache->load();
+                                             scanCache = m_scanCache, lastBuilt = m_lastBuilt,
+                                             changedFolders = std::move(changedFolders)] {
         // The library of the scan before this one, from the same cache: what this scan finds
         // changed is applied to it. Cleared while the scan runs, so that a scan that fails or
         // stops leaves the next one to build the library whole.
         const std::shared_ptr<const Snapshot> base = std::exchange(*lastBuilt, nullptr);
-        ScanResult scan = FolderScanner(folder, cache).scan(stop.get(), scanCache.get());
+        const FolderScanner scanner(folder, cache);
+        std::optional<ScanResult> partial;
+        // After a change in some watched folders only they are listed, against the last library
+        // and the entries the cache file holds for them.
+        if (base && !changedFolders.isEmpty()) {
+            const LibraryIndex &index = base->index;
+            const FolderScanner::Previous previous{base->folders, base->playlistFiles, [&index](const QByteArray &identity) {
+                                                       return index.song(LocalIdentifiers::songID(identity)) != nullptr;
+                                                   }};
+            partial = scanner.rescan(previous, changedFolders, stop.get(), *scanCache);
+        }
+        // A whole scan reads the cache back from disk; it leaves memory again once written.
+        if (!partial && !scanCache->isLoaded())
+            scanCache->load();
+        ScanResult scan = partial ? std::move(*partial) : scanner.scan(stop.get(), scanCache.get());
+        partial.reset();
         QElapsedTimer timer;
         timer.start();
         auto snapshot = std::make_shared<Snapshot>();
@@ -175,6 +190,7 @@ void LocalLibraryService::startScan()
                    int(indexed), int(timer.elapsed() - indexed));
         snapshot->revision = scan.revision;
         snapshot->folders = std::move(scan.folders);
+        snapshot->playlistFiles = std::move(scan.playlistFiles);
         if (!stop->load())
             *lastBuilt = snapshot;
         // The scan's own lists go with this job; what it leaves is the snapshot and the cache.
@@ -182,13 +198,15 @@ void LocalLibraryService::startScan()
         return std::shared_ptr<const Snapshot>(std::move(snapshot));
     });
     // The library is handed out first and the scan cache written after it, before any later scan
-    // (the pool runs one job at a time). A stopped scan leaves the cache as it was, so what is
-    // there is always whole and is written even while the service closes.
+    // (the pool runs one job at a time), which is what lets a partial scan read the file. A
+    // stopped scan leaves the cache as it was, so what is there is always whole and is written
+    // even while the service closes. Its entries then leave memory.
     // Then the heap the scan freed goes back to the system: done here, after the hand-out, a trim
     // of a few hundred megabytes of heap costs the waiting callers nothing.
     m_scanPool.start([scanCache = m_scanCache] {
         if (scanCache->isDirty())
             scanCache->save();
+        scanCache->release();
         Allocator::releaseFreeMemory();
     });
 }
@@ -230,20 +248,28 @@ QCoro::Task<std::shared_ptr<const LocalLibraryService::Snapshot>> LocalLibrarySe
         // From the first scan on, the folders it found are watched.
         if (!m_watcher) {
             m_watcher = new FolderWatcher(this);
-            connect(m_watcher, &FolderWatcher::changed, this, [this] { detach(readFolderChange()); });
+            connect(m_watcher, &FolderWatcher::changed, this, [this](const QList<QByteArray> &folders) {
+                // A watcher that misses some folders cannot name every change: the whole folder
+                // is read again.
+                detach(readFolderChange(m_watcher->isComplete() ? QSet<QByteArray>(folders.cbegin(), folders.cend())
+                                                                : QSet<QByteArray>()));
+            });
         }
-        m_watcher->watch(snapshot->folders);
+        QList<QByteArray> folders = snapshot->folders.keys();
+        // The root first: past the watcher's limit, the folders nearest it are the ones watched.
+        std::sort(folders.begin(), folders.end());
+        m_watcher->watch(folders);
         Q_EMIT libraryChanged();
     }
     co_return snapshot;
 }
 
-QCoro::Task<void> LocalLibraryService::readFolderChange()
+QCoro::Task<void> LocalLibraryService::readFolderChange(QSet<QByteArray> changedFolders)
 {
     QPointer self(this);
     const QByteArray before = m_snapshot ? m_snapshot->revision : QByteArray();
     try {
-        co_await rescan();
+        co_await scanAgain(std::move(changedFolders));
     } catch (const CancellationError &) {
         co_return;
     } catch (const Error &error) {
@@ -290,12 +316,14 @@ QCoro::Task<std::optional<QList<LibraryChange>>> LocalLibraryService::libraryCha
     co_return std::nullopt;
 }
 
-QCoro::Task<void> LocalLibraryService::rescan()
+QCoro::Task<void> LocalLibraryService::rescan() { return scanAgain({}); }
+
+QCoro::Task<void> LocalLibraryService::scanAgain(QSet<QByteArray> changedFolders)
 {
     m_status = checkFolder();
     if (m_status != MusicAuthorizationStatus::authorized)
         throw MusicError(MusicError::notAuthorized, QStringLiteral("The music folder %1 is missing or not readable").arg(m_folder));
-    startScan();
+    startScan(std::move(changedFolders));
     co_await library();
 }
 

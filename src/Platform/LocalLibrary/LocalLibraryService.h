@@ -4,14 +4,16 @@
 // catalog. The folder is scanned lazily, on the first call that needs the library, on a worker
 // thread; callers that arrive while a scan runs wait for that same scan. A scan reads only the
 // files that are new or changed since the last one (ScanCache, kept in the cache folder across
-// runs). After the first scan the folder is watched: a change is read in the background and
-// announced with MusicService::libraryDidChangeNotification. A scan after the first updates the
-// library it follows in place and remembers what changed, so the store can apply just that.
+// runs, in memory only while a scan uses it). After the first scan the folder is watched: a
+// change is read in the background, listing only the folders that changed, and announced with
+// MusicService::libraryDidChangeNotification. A scan after the first updates the library it
+// follows in place and remembers what changed, so the store can apply just that.
 
 #include "Platform/Music/MusicService.h"
 
 #include <QFuture>
 #include <QHash>
+#include <QSet>
 #include <QObject>
 #include <QThreadPool>
 #include <atomic>
@@ -91,8 +93,10 @@ private:
 
     // The current library, scanning first when there is none or a scan is running.
     QCoro::Task<std::shared_ptr<const Snapshot>> library();
-    void startScan();
-    QCoro::Task<void> readFolderChange();
+    // A scan of the whole folder, or after a change, of the folders that changed.
+    void startScan(QSet<QByteArray> changedFolders = {});
+    QCoro::Task<void> scanAgain(QSet<QByteArray> changedFolders);
+    QCoro::Task<void> readFolderChange(QSet<QByteArray> changedFolders);
     MusicAuthorizationStatus checkFolder() const;
     QList<MusicItemID> nextStationSongs(const MusicItemID &stationID, const QList<MusicItemID> &pool, int count);
 

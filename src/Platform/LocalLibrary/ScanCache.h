@@ -5,16 +5,18 @@
 // taken as moved (it keeps its identity, so the song keeps its identifier). Files that could not
 // be read are remembered too, so they are not tried again until they change.
 //
-// Kept in one file, written whole after each scan (atomically); a missing, foreign or damaged
-// file is an empty cache, which costs one full read of the folder and nothing else. It is read
-// by the first scan of a run and then stays in memory, so that a change in the watched folder is
-// read without loading 100,000 entries again (dropping it between scans saved about 40 MB at 100,000 files and
-// cost a second per change).
-// The repeated texts of the loaded tracks (artists, albums, genres, pictures) are shared.
+// Kept in one file, written atomically, with the entries of each folder side by side and an index
+// of the folders at the end. A scan of the whole folder loads every entry and writes them all when
+// something changed; the entries leave memory once written (release()). A scan of a few changed
+// folders reads only their entries (readFolders()), and the file is brought up to date after it
+// (updateFolders(), then save()): the other folders' bytes are copied as they are. A missing,
+// foreign or damaged file is an empty cache, which costs one full read of the folder and nothing
+// else. The repeated texts of the loaded tracks (artists, albums, genres, pictures) are shared.
 
 #include "Platform/LocalLibrary/ScannedTrack.h"
 
 #include <QHash>
+#include <QSet>
 #include <optional>
 
 class ScanCache {
@@ -25,37 +27,61 @@ public:
         quint64 inode = 0;
         std::optional<ScannedTrack> track; // nothing: the file could not be read
     };
+    using Entries = QHash<QByteArray, Entry>;
 
     ScanCache() = default;
     // A cache of the library folder root, stored at file.
     ScanCache(QByteArray root, QString file);
 
-    // Reads the stored file; false (and an empty cache) when there is none or it is unusable.
-    // Either way the cache counts as loaded.
+    // Reads every entry of the stored file; false (and an empty cache) when there is none or it
+    // is unusable. Either way the cache counts as loaded.
     bool load();
     bool isLoaded() const { return m_loaded; }
-    // Writes the cache; false (with a log line) when it cannot.
-    bool save() const;
+    // Drops the loaded entries (written already, or unchanged).
+    void release();
+    // Writes what changed: every entry when they were replaced, else the folders of
+    // updateFolders(). False (with a log line) when it cannot; the file then no longer counts as
+    // current.
+    bool save();
 
-    const QHash<QByteArray, Entry> &entries() const { return m_entries; }
-    void replace(QHash<QByteArray, Entry> entries)
+    const Entries &entries() const { return m_entries; }
+    void replace(Entries entries)
     {
         m_entries = std::move(entries);
         m_loaded = true;
         m_dirty = true;
+        m_pendingFolders.clear();
+        m_pendingEntries.clear();
     }
-    // Whether replace() was called since the last load() or save(): an unchanged folder costs no
+
+    // The entries of the files directly in these folders, read from the file alone. Nothing when
+    // the file does not hold what the last scan found (never written, a write failed, a change not
+    // saved yet) or cannot be read.
+    std::optional<Entries> readFolders(const QSet<QByteArray> &folders) const;
+    // What a scan of some folders found: the entries of the files directly in them (and in
+    // folders below them that are new), which replace all the file holds for those folders.
+    // Folders gone are among folders with no entries. Written by the next save().
+    void updateFolders(QSet<QByteArray> folders, Entries entries);
+
+    // Whether something changed since the last load() or save(): an unchanged folder costs no
     // write.
     bool isDirty() const { return m_dirty; }
     const QString &file() const { return m_file; }
 
     // Raised whenever what the reader takes from a file changes, so older caches are read anew.
-    static constexpr quint32 formatVersion = 3;
+    static constexpr quint32 formatVersion = 4;
 
 private:
+    bool saveAll();
+    bool saveFolders();
+
     QByteArray m_root;
     QString m_file;
-    QHash<QByteArray, Entry> m_entries;
+    Entries m_entries;
+    QSet<QByteArray> m_pendingFolders;
+    Entries m_pendingEntries;
     bool m_loaded = false;
-    mutable bool m_dirty = false;
+    bool m_dirty = false;
+    // The file holds what the last scan found: read (whole) or written by this object.
+    bool m_fileCurrent = false;
 };

@@ -2,8 +2,12 @@
 // What a scan of the music folder learns about one audio file and one playlist file, before the
 // library index turns them into songs, albums, artists and playlists. Empty strings mean "absent".
 
+#include "Platform/LocalLibrary/FolderWalk.h"
+#include "Platform/LocalLibrary/ListingDigest.h"
+
 #include <QByteArray>
 #include <QDateTime>
+#include <QHash>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -38,14 +42,28 @@ struct ScannedPlaylist {
     QDateTime modified;
 };
 
+// A folder a scan read: the real folder it is, and the digest of the files listed directly in it.
+struct ScannedFolder {
+    FolderWalk::FolderKey key;
+    ListingDigest files;
+};
+
+// Every folder of the library by path (as bytes).
+using ScannedFolders = QHash<QByteArray, ScannedFolder>;
+
 struct ScanResult {
-    QList<ScannedTrack> tracks;         // sorted by path
-    QList<ScannedPlaylist> playlists;   // sorted by path
-    int skippedFiles = 0;               // audio files that could not be read
+    // Sorted by path. A scan of the whole folder has every track; a scan of some folders after a
+    // change (partial) has only the tracks it read, those of readTracks.
+    QList<ScannedTrack> tracks;
+    QList<ScannedPlaylist> playlists;   // every playlist of the library, sorted by path
+    bool partial = false;
+    int skippedFiles = 0;               // audio files that could not be read (of those looked at)
     int readFiles = 0;                  // audio files whose tags were read this time (not reused)
-    // Changes whenever a file or playlist is added, removed, renamed or modified.
+    // Changes whenever a file or playlist is added, removed, renamed or modified; the same for the
+    // same files whether the whole folder was listed or only what changed.
     QByteArray revision;
-    QList<QByteArray> folders;          // every folder read, for watching
+    ScannedFolders folders;             // every folder of the library, for watching
+    QList<QByteArray> playlistFiles;    // every playlist file, read again by a partial scan
     // Against the scan before (the scan cache it started from): the tracks read anew (indexes
     // into tracks: new, changed or moved files) and the identities of the tracks that were there
     // and are gone or were read anew. With the library of that scan, this is what changed.

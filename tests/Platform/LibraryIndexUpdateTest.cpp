@@ -100,7 +100,7 @@ TEST(LibraryIndexUpdate, AddedChangedDeletedAndMovedFilesReadFolderByFolderGiveT
         changed.insert(QFile::encodeName(folder.path(QString::fromLatin1(relative))));
     changed.insert(QFile::encodeName(folder.music.path()));
     FolderScanner::Previous previous{firstScan.folders, firstScan.playlistFiles, [&](const QByteArray &identity) {
-                                         return first.song(LocalIdentifiers::songID(identity)) != nullptr;
+                                         return first.contains(LocalIdentifiers::songID(identity));
                                      }};
     const std::optional<ScanResult> partial =
         FolderScanner(folder.music.path(), folder.cache.path()).rescan(previous, changed, nullptr, folder.scanCache);

@@ -44,6 +44,7 @@ public:
     const QList<Genre> &genres() const { return m_genres; }
 
     std::optional<Song> song(const MusicItemID &id) const;
+    bool contains(const MusicItemID &songID) const { return find(songID) != nullptr; }
     const Artist *artist(const MusicItemID &id) const;
     // The song's file as the file system names it (bytes); empty for an unknown song.
     QByteArray filePath(const MusicItemID &songID) const;

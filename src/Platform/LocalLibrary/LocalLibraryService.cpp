@@ -155,7 +155,7 @@ void LocalLibraryService::startScan(QSet<QByteArray> changedFolders)
         if (base && !changedFolders.isEmpty()) {
             const LibraryIndex &index = base->index;
             const FolderScanner::Previous previous{base->folders, base->playlistFiles, [&index](const QByteArray &identity) {
-                                                       return index.song(LocalIdentifiers::songID(identity)) != nullptr;
+                                                       return index.contains(LocalIdentifiers::songID(identity));
                                                    }};
             partial = scanner.rescan(previous, changedFolders, stop.get(), *scanCache);
         }
@@ -446,7 +446,7 @@ QCoro::Task<void> LocalLibraryService::addToLibrary(MusicItemID songID)
 {
     // Every song of the folder is in the library already.
     const auto snapshot = co_await library();
-    if (!snapshot->index.song(songID))
+    if (!snapshot->index.contains(songID))
         throw MusicError(MusicError::notFound, QStringLiteral("No song %1").arg(songID.rawValue()));
 }
 

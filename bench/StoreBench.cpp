@@ -9,7 +9,6 @@
 #include "LumevarCore/TextKeys.h"
 #include "Common/BenchLibrary.h"
 #include "Platform/Music/MusicService.h"
-#include "Support/Allocator.h"
 #include "Support/Error.h"
 
 #include <QCoreApplication>
@@ -555,8 +554,6 @@ BENCHMARK(BM_Ratios)->Iterations(1);
 
 int main(int argc, char **argv)
 {
-    // As the application does at start-up.
-    Allocator::keepLargeBlocksInHeap();
     QCoreApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))

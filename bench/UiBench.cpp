@@ -26,7 +26,6 @@
 #include "LumevarCore/SyncEngine.h"
 #include "Platform/Music/ApplicationMusicPlayer.h"
 #include "Platform/Music/MpvAudioEngine.h"
-#include "Support/Allocator.h"
 #include "Support/Clock.h"
 #include "Support/Task.h"
 #include "Support/UserDefaults.h"
@@ -418,8 +417,7 @@ BENCHMARK(BM_FloorStoreSearch)->Iterations(3)->Unit(benchmark::kMillisecond)->Us
 
 int main(int argc, char **argv)
 {
-    // As the application does at start-up; offscreen unless a display was asked for.
-    Allocator::keepLargeBlocksInHeap();
+    // Offscreen unless a display was asked for.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QTemporaryDir settings;

@@ -16,7 +16,6 @@
 #include "Platform/LocalLibrary/LocalLibraryService.h"
 #include "Platform/Music/ApplicationMusicPlayer.h"
 #include "Platform/Music/MpvAudioEngine.h"
-#include "Support/Allocator.h"
 #include "Support/Log.h"
 #include "Support/QuitSignals.h"
 #include "Support/Task.h"
@@ -30,7 +29,6 @@
 
 int main(int argc, char *argv[])
 {
-    Allocator::keepLargeBlocksInHeap();
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Lumevar"));
     QApplication::setApplicationDisplayName(QStringLiteral("Lumevar"));

@@ -145,8 +145,8 @@ QCoro::Task<void> MainViewModel::syncLibraryChanges()
     } while (m_changeSyncAgain);
     m_changeSyncRunning = false;
     // The folder read again (its scan cache, a new library beside the old one) and the store's
-    // work of the same moments leave tens of megabytes of free heap, which glibc keeps (see
-    // Allocator::keepLargeBlocksInHeap) unless asked: at a relaunch 80 MB of 350.
+    // work of the same moments leave tens of megabytes of free heap, which glibc keeps unless
+    // asked: at a relaunch 80 MB of 350.
     Allocator::releaseFreeMemory();
 }
 

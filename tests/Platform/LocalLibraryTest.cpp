@@ -185,6 +185,31 @@ TEST(LocalLibrary, GroupsAlbumsByAlbumArtistAndTitleAndArtistsByTrackAndAlbumArt
     EXPECT_FALSE(index.albumTracks(MusicItemID(QStringLiteral("al.0000000000000000"))));
 }
 
+// Hundreds of names make the grouping's tables of name keys grow while keys are compared (under
+// the address sanitizer, a key kept by reference across a growth is caught here).
+TEST(LocalLibrary, ManyNamesGroupAsFewDo)
+{
+    ScanResult scan;
+    for (int i = 0; i < 400; ++i) {
+        ScannedTrack track;
+        track.fileName = "/music/" + QByteArray::number(i) + ".mp3";
+        track.path = QString::fromLatin1(track.fileName);
+        track.relativePath = track.path.mid(7);
+        track.title = QStringLiteral("Song %1").arg(i);
+        track.artist = QStringLiteral("Artist %1").arg(i);
+        track.artists = {track.artist};
+        track.album = QStringLiteral("Album %1").arg(i / 2);
+        // Every other song is filed under a band of its own, which has no song of its own.
+        if (i % 2)
+            track.albumArtist = QStringLiteral("Band %1").arg(i);
+        scan.tracks.append(track);
+    }
+    const LibraryIndex index(scan);
+    EXPECT_EQ(index.songCount(), 400);
+    EXPECT_EQ(index.albums().size(), 400) << "each album title under two album artists";
+    EXPECT_EQ(index.artists().size(), 400) << "bands without songs of their own are no artists";
+}
+
 TEST(LocalLibrary, PlaylistFilesKeepTheirOrderAndSkipWhatIsMissing)
 {
     Library library;

@@ -92,7 +92,8 @@ void applyByID(List &items, const QHash<MusicItemID, std::optional<T>> &updates)
 // Normalising and hashing a name is the costly part of grouping: once per distinct text.
 class LibraryNames {
 public:
-    const QString &key(const QString &name)
+    // A copy, not a reference into the table: the next call may grow it and move its entries.
+    QString key(const QString &name)
     {
         auto known = m_keys.constFind(name);
         if (known == m_keys.constEnd())

@@ -76,6 +76,18 @@ bool isBelow(const QByteArray &path, const QSet<QByteArray> &folders)
     return false;
 }
 
+// The files of a listing: audio files to read, the rest (playlists) by path.
+void sortFiles(QList<FolderWalk::Entry> &files, QList<FolderWalk::Entry> &audio, QList<QByteArray> &playlistFiles)
+{
+    for (FolderWalk::Entry &entry : files) {
+        const qsizetype slash = entry.path.lastIndexOf('/');
+        if (FolderScanner::isAudioFileName(entry.path.mid(slash + 1)))
+            audio.append(std::move(entry));
+        else
+            playlistFiles.append(std::move(entry.path));
+    }
+}
+
 } // namespace
 
 FolderScanner::FolderScanner(QString folder, QString artworkCacheFolder)
@@ -123,13 +135,7 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) 
     Reading reading;
     reading.rootLength = root.size() + (root.endsWith('/') ? 0 : 1);
     QList<QByteArray> playlistFiles;
-    for (FolderWalk::Entry &entry : listing.files) {
-        const qsizetype slash = entry.path.lastIndexOf('/');
-        if (isAudioFileName(entry.path.mid(slash + 1)))
-            reading.audio.append(std::move(entry));
-        else
-            playlistFiles.append(std::move(entry.path));
-    }
+    sortFiles(listing.files, reading.audio, playlistFiles);
     listing.files.clear();
     if (cache)
         reading.previous = cache->entries();
@@ -214,13 +220,7 @@ std::optional<ScanResult> FolderScanner::rescan(const Previous &previous, const 
         if (!replaced.contains(FolderWalk::parentOf(file)))
             playlistFiles.append(file);
     }
-    for (FolderWalk::Entry &entry : listing.files) {
-        const qsizetype slash = entry.path.lastIndexOf('/');
-        if (isAudioFileName(entry.path.mid(slash + 1)))
-            reading.audio.append(std::move(entry));
-        else
-            playlistFiles.append(std::move(entry.path));
-    }
+    sortFiles(listing.files, reading.audio, playlistFiles);
     std::sort(playlistFiles.begin(), playlistFiles.end());
     read(reading, stop);
     if (stop && stop->load())

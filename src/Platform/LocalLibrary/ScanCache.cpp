@@ -170,6 +170,18 @@ QHash<QByteArray, QList<ScanCache::Entries::const_iterator>> byFolder(const Scan
     return folders;
 }
 
+// Each folder's entries, side by side.
+void writeFolders(Writer &writer, const ScanCache::Entries &entries)
+{
+    const auto folders = byFolder(entries);
+    for (auto it = folders.cbegin(); it != folders.cend(); ++it) {
+        QDataStream &out = writer.begin();
+        for (const auto &entry : it.value())
+            writeEntry(out, entry.key(), entry.value());
+        writer.end(it.key(), it->size());
+    }
+}
+
 } // namespace
 
 ScanCache::ScanCache(QByteArray root, QString file) : m_root(std::move(root)), m_file(std::move(file)) {}
@@ -281,13 +293,7 @@ bool ScanCache::saveAll()
         return false;
     }
     Writer writer(file, m_root, m_entries.size());
-    const auto folders = byFolder(m_entries);
-    for (auto it = folders.cbegin(); it != folders.cend(); ++it) {
-        QDataStream &out = writer.begin();
-        for (const auto &entry : it.value())
-            writeEntry(out, entry.key(), entry.value());
-        writer.end(it.key(), it->size());
-    }
+    writeFolders(writer, m_entries);
     if (!writer.finish() || !file.commit()) {
         Log::notice(Log::collection(), "Cannot write the scan cache %@: %@", m_file, file.errorString());
         return false;
@@ -332,13 +338,7 @@ bool ScanCache::saveFolders()
         }
         writer.copy(folder, block, bytes);
     }
-    const auto folders = byFolder(m_pendingEntries);
-    for (auto it = folders.cbegin(); it != folders.cend(); ++it) {
-        QDataStream &out = writer.begin();
-        for (const auto &entry : it.value())
-            writeEntry(out, entry.key(), entry.value());
-        writer.end(it.key(), it->size());
-    }
+    writeFolders(writer, m_pendingEntries);
     if (!writer.finish() || !file.commit()) {
         Log::notice(Log::collection(), "Cannot write the scan cache %@: %@", m_file, file.errorString());
         return false;

@@ -11,44 +11,17 @@
 
 namespace {
 
+// A hash key over bytes held elsewhere, made without a copy.
+QByteArray rawKey(QByteArrayView bytes) { return QByteArray::fromRawData(bytes.data(), bytes.size()); }
+
 std::optional<QString> optionalText(const QString &text)
 {
     return text.isEmpty() ? std::nullopt : std::optional<QString>(text);
 }
 
-// The artist an album is filed under: its album artist, else the song's artist.
-template <typename Stored>
-const QString &albumArtistOf(const Stored &song)
+quint64 songDigestOf(const ScannedTrack &track)
 {
-    return song.albumArtistName.isEmpty() ? song.artistName : song.albumArtistName;
-}
-
-// Names counted over songs, most frequent first (ties in first-seen order).
-QStringList byFrequency(const QStringList &names)
-{
-    QStringList distinct;
-    QHash<QString, int> counts;
-    for (const QString &name : names) {
-        if (name.isEmpty())
-            continue;
-        if (counts[name]++ == 0)
-            distinct.append(name);
-    }
-    std::stable_sort(distinct.begin(), distinct.end(),
-                     [&counts](const QString &a, const QString &b) { return counts.value(a) > counts.value(b); });
-    return distinct;
-}
-
-template <typename List>
-void sortByID(List &items)
-{
-    std::sort(items.begin(), items.end(), [](const auto &a, const auto &b) { return a.id < b.id; });
-}
-
-MusicItemID songIDOf(const ScannedTrack &track)
-{
-    return track.identity.isEmpty() ? LocalIdentifiers::make(LocalIdentifiers::song, track.relativePath)
-                                    : LocalIdentifiers::songID(track.identity);
+    return track.identity.isEmpty() ? LocalIdentifiers::digest(track.relativePath) : LocalIdentifiers::songDigest(track.identity);
 }
 
 QByteArray fileOf(const ScannedTrack &track)
@@ -68,64 +41,117 @@ std::optional<QDateTime> dateOf(qint64 milliseconds, qint64 none)
 
 std::optional<int> numberOf(int number, int none) { return number == none ? std::nullopt : std::optional(number); }
 
-// Puts updated items (nothing: removed) in place of those with their identifiers, keeping the list
-// sorted by identifier.
-template <typename List, typename T>
-void applyByID(List &items, const QHash<MusicItemID, std::optional<T>> &updates)
+template <typename Stored>
+const Stored *findByID(const std::vector<Stored> &items, quint64 id)
 {
-    if (updates.isEmpty())
+    const auto found = std::lower_bound(items.begin(), items.end(), id, [](const Stored &item, quint64 key) { return item.id < key; });
+    return found != items.end() && found->id == id ? &*found : nullptr;
+}
+
+template <typename Stored>
+void sortByID(std::vector<Stored> &items)
+{
+    std::sort(items.begin(), items.end(), [](const Stored &a, const Stored &b) { return a.id < b.id; });
+}
+
+// Takes out the items of the identifiers given and puts in their replacements, keeping the list
+// sorted by identifier.
+template <typename Stored>
+void applyByID(std::vector<Stored> &items, const QSet<quint64> &out, std::vector<Stored> in)
+{
+    if (out.isEmpty() && in.empty())
         return;
-    items.erase(std::remove_if(items.begin(), items.end(), [&updates](const T &item) { return updates.contains(item.id); }),
+    items.erase(std::remove_if(items.begin(), items.end(), [&out](const Stored &item) { return out.contains(item.id); }),
                 items.end());
-    const auto kept = items.size();
-    for (auto it = updates.cbegin(); it != updates.cend(); ++it) {
-        if (it.value())
-            items.push_back(*it.value());
-    }
-    const auto byID = [](const T &a, const T &b) { return a.id < b.id; };
-    std::sort(items.begin() + kept, items.end(), byID);
+    const auto kept = qsizetype(items.size());
+    sortByID(in);
+    items.insert(items.end(), std::make_move_iterator(in.begin()), std::make_move_iterator(in.end()));
+    const auto byID = [](const Stored &a, const Stored &b) { return a.id < b.id; };
     std::inplace_merge(items.begin(), items.begin() + kept, items.end(), byID);
 }
 
 } // namespace
 
-// Normalising and hashing a name is the costly part of grouping: once per distinct text.
+// Normalising and hashing a name is the costly part of grouping: once per distinct text. Names
+// are the UTF-8 bytes the index holds, compared by content.
 class LibraryNames {
 public:
     // A copy, not a reference into the table: the next call may grow it and move its entries.
-    QString key(const QString &name)
+    QString key(QByteArrayView name)
     {
-        auto known = m_keys.constFind(name);
+        auto known = m_keys.constFind(rawKey(name));
         if (known == m_keys.constEnd())
-            known = m_keys.insert(name, LocalIdentifiers::nameKey(name));
+            known = m_keys.insert(name.toByteArray(), LocalIdentifiers::nameKey(QString::fromUtf8(name)));
         return *known;
     }
-    MusicItemID artist(const QString &name)
+    quint64 artist(QByteArrayView name)
     {
-        auto known = m_artists.constFind(name);
+        auto known = m_artists.constFind(rawKey(name));
         if (known == m_artists.constEnd())
-            known = m_artists.insert(name, LocalIdentifiers::make(LocalIdentifiers::artist, key(name)));
+            known = m_artists.insert(name.toByteArray(), LocalIdentifiers::digest(key(name)));
         return *known;
     }
     // The album of a song with an album title, filed under artist.
-    MusicItemID album(const QString &artist, const QString &title)
+    quint64 album(QByteArrayView artist, QByteArrayView title)
     {
-        const QString text = artist + u'\x1f' + title;
-        auto known = m_albums.constFind(text);
+        m_albumText.resize(0);
+        m_albumText.append(artist).append('\x1f').append(title);
+        auto known = m_albums.constFind(m_albumText);
         if (known == m_albums.constEnd())
-            known = m_albums.insert(text, LocalIdentifiers::make(LocalIdentifiers::album, key(artist) + u'\x1f' + key(title)));
+            known = m_albums.insert(QByteArray(m_albumText.constData(), m_albumText.size()),
+                                    LocalIdentifiers::digest(key(artist) + u'\x1f' + key(title)));
         return *known;
     }
     // Whether a song counts for its album artist as well as for its artist.
-    bool hasOtherAlbumArtist(const QString &albumArtist, const QString &artist)
+    bool hasOtherAlbumArtist(QByteArrayView albumArtist, QByteArrayView artist)
     {
         return !albumArtist.isEmpty() && key(albumArtist) != key(artist);
     }
 
 private:
-    QHash<QString, QString> m_keys;
-    QHash<QString, MusicItemID> m_artists;
-    QHash<QString, MusicItemID> m_albums;
+    QHash<QByteArray, QString> m_keys;
+    QHash<QByteArray, quint64> m_artists;
+    QHash<QByteArray, quint64> m_albums;
+    QByteArray m_albumText;
+};
+
+// Packs texts while songs are made; the repeated ones (artists, albums, genres, artwork) once.
+class LibraryIndex::Packer {
+public:
+    explicit Packer(QByteArray &texts) : m_texts(texts) {}
+
+    Text text(QByteArrayView bytes)
+    {
+        Q_ASSERT(quint64(m_texts.size()) + quint64(bytes.size()) <= std::numeric_limits<quint32>::max());
+        if (bytes.isEmpty())
+            return {};
+        const Text text{quint32(m_texts.size()), quint32(bytes.size())};
+        m_texts.append(bytes);
+        return text;
+    }
+    Text name(const QString &name)
+    {
+        if (name.isEmpty())
+            return {};
+        auto known = m_names.constFind(name);
+        if (known == m_names.constEnd())
+            known = m_names.insert(name, text(name.toUtf8()));
+        return *known;
+    }
+    Text artworkURL(const QString &path)
+    {
+        if (path.isEmpty())
+            return {};
+        auto known = m_artworkURLs.constFind(path);
+        if (known == m_artworkURLs.constEnd())
+            known = m_artworkURLs.insert(path, name(artworkForFile(path)->urlTemplate()));
+        return *known;
+    }
+
+private:
+    QByteArray &m_texts;
+    QHash<QString, Text> m_names;
+    QHash<QString, Text> m_artworkURLs;
 };
 
 std::optional<Artwork> LibraryIndex::artworkForFile(const QString &path)
@@ -135,23 +161,17 @@ std::optional<Artwork> LibraryIndex::artworkForFile(const QString &path)
     return Artwork(QUrl::fromLocalFile(path).toString());
 }
 
-LibraryIndex::StoredSong LibraryIndex::storedOf(const ScannedTrack &track, const MusicItemID &id,
-                                                QHash<QString, QString> &artworkURLs)
+LibraryIndex::StoredSong LibraryIndex::storedOf(const ScannedTrack &track, quint64 id, Packer &packer)
 {
     StoredSong stored;
     stored.id = id;
-    stored.title = pack(track.title.toUtf8());
-    stored.artistName = track.artist;
-    stored.albumTitle = track.album;
-    stored.albumArtistName = track.albumArtist;
-    stored.genre = track.genre;
-    if (!track.artworkPath.isEmpty()) {
-        auto url = artworkURLs.constFind(track.artworkPath);
-        if (url == artworkURLs.cend())
-            url = artworkURLs.insert(track.artworkPath, artworkForFile(track.artworkPath)->urlTemplate());
-        stored.artworkURL = *url;
-    }
-    stored.file = pack(fileOf(track));
+    stored.title = packer.text(track.title.toUtf8());
+    stored.file = packer.text(fileOf(track));
+    stored.artistName = packer.name(track.artist);
+    stored.albumTitle = packer.name(track.album);
+    stored.albumArtistName = packer.name(track.albumArtist);
+    stored.genre = packer.name(track.genre);
+    stored.artworkURL = packer.artworkURL(track.artworkPath);
     stored.duration = track.duration;
     stored.releaseDate = millisecondsOf(track.releaseDate, StoredSong::noDate);
     stored.addedDate = millisecondsOf(track.modified, StoredSong::noDate);
@@ -160,27 +180,44 @@ LibraryIndex::StoredSong LibraryIndex::storedOf(const ScannedTrack &track, const
     return stored;
 }
 
-LibraryIndex::PackedText LibraryIndex::pack(QByteArrayView bytes)
+QString LibraryIndex::shared(Text text, QHash<quint32, QString> &names) const
 {
-    Q_ASSERT(quint64(m_texts.size()) + quint64(bytes.size()) <= std::numeric_limits<quint32>::max());
-    const PackedText text{quint32(m_texts.size()), quint32(bytes.size())};
-    m_texts.append(bytes);
-    return text;
+    if (text.size == 0)
+        return {};
+    auto known = names.constFind(text.offset);
+    if (known == names.constEnd())
+        known = names.insert(text.offset, string(text));
+    return *known;
 }
 
-void LibraryIndex::dropGoneTexts()
+QStringList LibraryIndex::namesOf(Run run, QHash<quint32, QString> &names) const
 {
-    qsizetype used = 0;
-    for (const StoredSong &song : m_songs)
-        used += song.title.size + song.file.size;
-    if (used * 2 > m_texts.size())
-        return;
-    const QByteArray old = std::exchange(m_texts, QByteArray());
-    m_texts.reserve(used);
-    for (StoredSong &song : m_songs) {
-        song.title = pack(QByteArrayView(old.constData() + song.title.offset, qsizetype(song.title.size)));
-        song.file = pack(QByteArrayView(old.constData() + song.file.offset, qsizetype(song.file.size)));
+    QStringList list;
+    list.reserve(run.count);
+    for (quint32 i = 0; i < run.count; ++i)
+        list.append(shared(m_textLists[run.offset + i], names));
+    return list;
+}
+
+QList<MusicItemID> LibraryIndex::songIDsOf(Run run) const
+{
+    QList<MusicItemID> ids;
+    ids.reserve(run.count);
+    for (quint32 i = 0; i < run.count; ++i)
+        ids.append(LocalIdentifiers::fromDigest(LocalIdentifiers::song, m_members[run.offset + i]));
+    return ids;
+}
+
+QList<Song> LibraryIndex::songsOf(Run run) const
+{
+    QHash<quint32, QString> names;
+    QList<Song> songs;
+    songs.reserve(run.count);
+    for (quint32 i = 0; i < run.count; ++i) {
+        if (const StoredSong *stored = find(m_members[run.offset + i]))
+            songs.append(songOf(*stored, names));
     }
+    return songs;
 }
 
 bool LibraryIndex::inAlbumOrder(const StoredSong &a, const StoredSong &b) const
@@ -191,216 +228,256 @@ bool LibraryIndex::inAlbumOrder(const StoredSong &a, const StoredSong &b) const
     };
     if (key(a) != key(b))
         return key(a) < key(b);
-    const int byTitle = QString::compare(titleOf(a), titleOf(b), Qt::CaseInsensitive);
+    const int byTitle = QString::compare(string(a.title), string(b.title), Qt::CaseInsensitive);
     return byTitle != 0 ? byTitle < 0 : a.id < b.id;
 }
 
-Song LibraryIndex::songOf(const StoredSong &stored) const
+QByteArrayView LibraryIndex::albumArtistOf(const StoredSong &song) const
+{
+    // The artist an album is filed under: its album artist, else the song's artist.
+    return view(song.albumArtistName.size ? song.albumArtistName : song.artistName);
+}
+
+Song LibraryIndex::songOf(const StoredSong &stored, QHash<quint32, QString> &names) const
 {
     Song song;
-    song.id = stored.id;
-    song.title = titleOf(stored);
-    song.artistName = optionalText(stored.artistName);
-    song.albumTitle = optionalText(stored.albumTitle);
-    song.albumArtistName = optionalText(stored.albumArtistName);
-    if (!stored.genre.isEmpty())
-        song.genreNames = QStringList{stored.genre};
+    song.id = LocalIdentifiers::fromDigest(LocalIdentifiers::song, stored.id);
+    song.title = string(stored.title);
+    song.artistName = optionalText(shared(stored.artistName, names));
+    song.albumTitle = optionalText(shared(stored.albumTitle, names));
+    song.albumArtistName = optionalText(shared(stored.albumArtistName, names));
+    if (stored.genre.size)
+        song.genreNames = QStringList{shared(stored.genre, names)};
     song.duration = stored.duration;
     song.releaseDate = dateOf(stored.releaseDate, StoredSong::noDate);
     song.libraryAddedDate = dateOf(stored.addedDate, StoredSong::noDate);
     song.trackNumber = numberOf(stored.trackNumber, StoredSong::noNumber);
     song.discNumber = numberOf(stored.discNumber, StoredSong::noNumber);
-    if (!stored.artworkURL.isEmpty())
-        song.artwork = Artwork(stored.artworkURL);
-    song.playParameters = PlayParameters{stored.id, QStringLiteral("song")};
+    if (stored.artworkURL.size)
+        song.artwork = Artwork(shared(stored.artworkURL, names));
+    song.playParameters = PlayParameters{song.id, QStringLiteral("song")};
     return song;
+}
+
+Album LibraryIndex::albumOf(const StoredAlbum &stored, QHash<quint32, QString> &names) const
+{
+    Album album;
+    album.id = LocalIdentifiers::fromDigest(LocalIdentifiers::album, stored.id);
+    album.title = shared(stored.title, names);
+    album.artistName = optionalText(shared(stored.artistName, names));
+    album.genreNames = namesOf(stored.genres, names);
+    album.releaseDate = dateOf(stored.releaseDate, StoredSong::noDate);
+    album.libraryAddedDate = dateOf(stored.addedDate, StoredSong::noDate);
+    album.trackCount = int(stored.songs.count);
+    album.artwork = firstArtwork(stored.songs);
+    album.playParameters = PlayParameters{album.id, QStringLiteral("album")};
+    return album;
+}
+
+Artist LibraryIndex::artistOf(const StoredArtist &stored, QHash<quint32, QString> &names) const
+{
+    Artist artist;
+    artist.id = LocalIdentifiers::fromDigest(LocalIdentifiers::artist, stored.id);
+    artist.name = shared(stored.name, names);
+    artist.genreNames = namesOf(stored.genres, names);
+    artist.artwork = firstArtwork(stored.songs);
+    return artist;
 }
 
 LibraryIndex::LibraryIndex(const ScanResult &scan)
 {
     // The songs' identifiers, parallel to scan.tracks. They are digests of the tracks' identities,
     // the costly part of a song, so they are made on every core.
-    const QList<MusicItemID> trackIDs = QtConcurrent::blockingMapped<QList<MusicItemID>>(scan.tracks, &songIDOf);
-    QHash<QString, QString> artworkURLs;
-    m_songs.reserve(size_t(scan.tracks.size()));
-    for (qsizetype i = 0; i < scan.tracks.size(); ++i)
-        m_songs.push_back(storedOf(scan.tracks[i], trackIDs[i], artworkURLs));
+    const QList<quint64> trackIDs = QtConcurrent::blockingMapped<QList<quint64>>(scan.tracks, &songDigestOf);
+    {
+        Packer packer(m_texts);
+        m_songs.reserve(size_t(scan.tracks.size()));
+        for (qsizetype i = 0; i < scan.tracks.size(); ++i)
+            m_songs.push_back(storedOf(scan.tracks[i], trackIDs[i], packer));
+    }
     m_texts.squeeze();
     sortByID(m_songs);
 
     // The songs in the scan's order (by path): the first of a group names it.
     SongRefs inScanOrder;
     inScanOrder.reserve(size_t(trackIDs.size()));
-    for (const MusicItemID &id : trackIDs)
+    for (const quint64 id : trackIDs)
         inScanOrder.push_back(find(id));
 
-    // Albums and artists only read the songs: they are grouped side by side.
-    QFuture<void> artists = QtConcurrent::run([this, &inScanOrder] {
+    // Albums and artists only read the songs: they are grouped side by side, each into runs of
+    // its own.
+    Runs artistRuns;
+    QFuture<void> artists = QtConcurrent::run([this, &inScanOrder, &artistRuns] {
         LibraryNames names;
-        QHash<MusicItemID, SongRefs> songsByArtist;
-        QList<MusicItemID> order;
+        QHash<quint64, SongRefs> songsByArtist;
+        std::vector<quint64> order;
         for (const StoredSong *member : inScanOrder) {
-            if (member->artistName.isEmpty())
+            if (!member->artistName.size)
                 continue;
-            auto &members = songsByArtist[names.artist(member->artistName)];
+            auto &members = songsByArtist[names.artist(view(member->artistName))];
             if (members.empty())
-                order.append(names.artist(member->artistName));
+                order.push_back(names.artist(view(member->artistName)));
             members.push_back(member);
         }
         for (const StoredSong *member : inScanOrder) {
-            if (!names.hasOtherAlbumArtist(member->albumArtistName, member->artistName))
+            if (!names.hasOtherAlbumArtist(view(member->albumArtistName), view(member->artistName)))
                 continue;
-            const auto found = songsByArtist.find(names.artist(member->albumArtistName));
+            const auto found = songsByArtist.find(names.artist(view(member->albumArtistName)));
             if (found != songsByArtist.end())
                 found->push_back(member);
         }
-        for (const MusicItemID &id : std::as_const(order)) {
+        m_artists.reserve(order.size());
+        for (const quint64 id : order) {
             const SongRefs &members = songsByArtist[id];
-            QList<MusicItemID> songIDs;
-            m_artists.append(makeArtist(id, members.front()->artistName, members, names, songIDs));
-            m_artistSongs.insert(id, songIDs);
+            m_artists.push_back(makeArtist(id, members.front()->artistName, members, names, artistRuns));
         }
         sortByID(m_artists);
-        for (qsizetype i = 0; i < m_artists.size(); ++i)
-            m_artistIndex.insert(m_artists[i].id, i);
     });
+    Runs albumRuns;
     {
         LibraryNames names;
-        QHash<MusicItemID, SongRefs> songsByAlbum;
-        QList<MusicItemID> order;
+        QHash<quint64, SongRefs> songsByAlbum;
+        std::vector<quint64> order;
         for (const StoredSong *member : inScanOrder) {
-            if (member->albumTitle.isEmpty())
+            if (!member->albumTitle.size)
                 continue;
-            const MusicItemID album = names.album(albumArtistOf(*member), member->albumTitle);
+            const quint64 album = names.album(albumArtistOf(*member), view(member->albumTitle));
             auto &members = songsByAlbum[album];
             if (members.empty())
-                order.append(album);
+                order.push_back(album);
             members.push_back(member);
         }
-        for (const MusicItemID &id : std::as_const(order)) {
-            QList<MusicItemID> songIDs;
-            m_albums.append(makeAlbum(id, songsByAlbum[id], songIDs));
-            m_albumSongs.insert(id, songIDs);
-        }
+        m_albums.reserve(order.size());
+        for (const quint64 id : order)
+            m_albums.push_back(makeAlbum(id, songsByAlbum[id], albumRuns));
         sortByID(m_albums);
     }
     artists.waitForFinished();
+    adopt(albumRuns, m_albums, 0);
+    adopt(artistRuns, m_artists, 0);
     if (!scan.playlists.isEmpty())
-        addPlaylists(scan.playlists, songsByFile());
+        addPlaylists(scan.playlists);
     addGenres();
 }
 
 LibraryIndex::LibraryIndex(const LibraryIndex &previous, const ScanResult &scan, LibraryChange &change)
     : LibraryIndex(previous)
 {
-    LibraryNames names;
     // The songs of files read anew replace those of files gone or changed; a changed or moved file
-    // keeps its identity, so its song is in both.
-    QSet<MusicItemID> gone;
+    // keeps its identity, so its song is in both. Texts are only appended until the end, so the
+    // previous index's texts stand at the same places in this one's.
+    QSet<quint64> gone;
     for (const QByteArray &identity : scan.goneIdentities)
-        gone.insert(LocalIdentifiers::songID(identity));
+        gone.insert(LocalIdentifiers::songDigest(identity));
     std::vector<StoredSong> added;
     added.reserve(size_t(scan.readTracks.size()));
-    QSet<MusicItemID> replaced = gone;
-    QHash<QString, QString> artworkURLs;
-    for (const qsizetype index : scan.readTracks) {
-        const ScannedTrack &track = scan.tracks[index];
-        added.push_back(storedOf(track, songIDOf(track), artworkURLs));
-        replaced.insert(added.back().id);
-    }
-    if (replaced.isEmpty()) {
-        updatePlaylists(previous, scan.playlists, change);
-        return;
-    }
-
-    // The groups the songs leave or join.
-    QHash<MusicItemID, QList<MusicItemID>> addedByAlbum, addedByArtist;
-    QSet<MusicItemID> albums, artists;
-    const auto noteGroups = [&](const StoredSong &song, bool joins) {
-        if (!song.albumTitle.isEmpty()) {
-            const MusicItemID album = names.album(albumArtistOf(song), song.albumTitle);
-            albums.insert(album);
-            if (joins)
-                addedByAlbum[album].append(song.id);
+    QSet<quint64> replaced = gone;
+    {
+        Packer packer(m_texts);
+        for (const qsizetype index : scan.readTracks) {
+            const ScannedTrack &track = scan.tracks[index];
+            added.push_back(storedOf(track, songDigestOf(track), packer));
+            replaced.insert(added.back().id);
         }
-        if (!song.artistName.isEmpty()) {
-            const MusicItemID artist = names.artist(song.artistName);
-            artists.insert(artist);
-            if (joins)
-                addedByArtist[artist].append(song.id);
+    }
+    if (!replaced.isEmpty()) {
+        // The groups the songs leave or join.
+        LibraryNames names;
+        QHash<quint64, QList<quint64>> addedByAlbum, addedByArtist;
+        QSet<quint64> albums, artists;
+        const auto noteGroups = [&](const StoredSong &song, bool joins) {
+            if (song.albumTitle.size) {
+                const quint64 album = names.album(albumArtistOf(song), view(song.albumTitle));
+                albums.insert(album);
+                if (joins)
+                    addedByAlbum[album].append(song.id);
+            }
+            if (song.artistName.size) {
+                const quint64 artist = names.artist(view(song.artistName));
+                artists.insert(artist);
+                if (joins)
+                    addedByArtist[artist].append(song.id);
+            }
+            if (names.hasOtherAlbumArtist(view(song.albumArtistName), view(song.artistName))) {
+                const quint64 artist = names.artist(view(song.albumArtistName));
+                artists.insert(artist);
+                if (joins)
+                    addedByArtist[artist].append(song.id);
+            }
+        };
+        for (const quint64 id : std::as_const(gone)) {
+            if (const StoredSong *old = previous.find(id))
+                noteGroups(*old, false);
         }
-        if (names.hasOtherAlbumArtist(song.albumArtistName, song.artistName)) {
-            const MusicItemID artist = names.artist(song.albumArtistName);
-            artists.insert(artist);
-            if (joins)
-                addedByArtist[artist].append(song.id);
+        for (const StoredSong &song : added)
+            noteGroups(song, true);
+        // Groups with nothing of their own to add still need an entry to be looked at.
+        for (const quint64 id : std::as_const(albums))
+            addedByAlbum[id];
+        for (const quint64 id : std::as_const(artists))
+            addedByArtist[id];
+
+        QHash<quint32, QString> sharedNames;
+        for (const StoredSong &song : added)
+            change.songs.append(songOf(song, sharedNames));
+        applyByID(m_songs, replaced, std::move(added));
+        for (const quint64 id : std::as_const(gone)) {
+            if (!find(id) && previous.find(id))
+                change.removedSongs.append(LocalIdentifiers::fromDigest(LocalIdentifiers::song, id));
         }
-    };
-    for (const MusicItemID &id : std::as_const(gone)) {
-        if (const StoredSong *old = previous.find(id))
-            noteGroups(*old, false);
-    }
-    for (const StoredSong &song : added)
-        noteGroups(song, true);
-    // Groups with nothing of their own to add still need an entry to be looked at.
-    for (const MusicItemID &id : std::as_const(albums))
-        addedByAlbum[id];
-    for (const MusicItemID &id : std::as_const(artists))
-        addedByArtist[id];
 
-    QHash<MusicItemID, std::optional<StoredSong>> songUpdates;
-    for (const MusicItemID &id : std::as_const(gone))
-        songUpdates.insert(id, std::nullopt);
-    for (const StoredSong &song : added) {
-        change.songs.append(songOf(song));
-        songUpdates.insert(song.id, song);
+        updateAlbums(previous, replaced, addedByAlbum, change);
+        updateArtists(previous, replaced, addedByArtist, names, change);
+        m_genres.clear();
+        addGenres();
     }
-    applyByID(m_songs, songUpdates);
-    dropGoneTexts();
-    for (const MusicItemID &id : std::as_const(gone)) {
-        if (!find(id) && previous.find(id))
-            change.removedSongs.append(id);
-    }
-
-    updateAlbums(previous, replaced, addedByAlbum, change);
-    updateArtists(previous, replaced, addedByArtist, names, change);
     updatePlaylists(previous, scan.playlists, change);
-    m_genres.clear();
-    addGenres();
+    dropGoneRuns();
+    dropGoneTexts();
 }
 
-Album LibraryIndex::makeAlbum(const MusicItemID &id, SongRefs songs, QList<MusicItemID> &songIDs) const
+LibraryIndex::Run LibraryIndex::genresOf(const SongRefs &songs, Runs &runs) const
 {
-    QStringList genres;
-    qint64 released = StoredSong::noDate;
-    qint64 added = StoredSong::noDate;
+    // The songs' genres, most frequent first (ties in first-seen order).
+    std::vector<Text> distinct;
+    QHash<QByteArray, int> counts;
     for (const StoredSong *member : songs) {
-        genres.append(member->genre);
-        if (member->releaseDate != StoredSong::noDate && (released == StoredSong::noDate || member->releaseDate < released))
-            released = member->releaseDate;
-        // An album was added when its newest song was.
-        added = std::max(added, member->addedDate);
+        if (!member->genre.size)
+            continue;
+        if (counts[rawKey(view(member->genre))]++ == 0)
+            distinct.push_back(member->genre);
     }
-    Album album;
+    std::stable_sort(distinct.begin(), distinct.end(), [this, &counts](Text a, Text b) {
+        return counts.value(rawKey(view(a))) > counts.value(rawKey(view(b)));
+    });
+    const Run run{quint32(runs.texts.size()), quint32(distinct.size())};
+    runs.texts.insert(runs.texts.end(), distinct.begin(), distinct.end());
+    return run;
+}
+
+LibraryIndex::StoredAlbum LibraryIndex::makeAlbum(quint64 id, SongRefs songs, Runs &runs) const
+{
+    StoredAlbum album;
     album.id = id;
     album.title = songs.front()->albumTitle;
-    album.artistName = optionalText(albumArtistOf(*songs.front()));
-    album.releaseDate = dateOf(released, StoredSong::noDate);
-    album.libraryAddedDate = dateOf(added, StoredSong::noDate);
+    album.artistName = songs.front()->albumArtistName.size ? songs.front()->albumArtistName : songs.front()->artistName;
+    for (const StoredSong *member : songs) {
+        if (member->releaseDate != StoredSong::noDate &&
+            (album.releaseDate == StoredSong::noDate || member->releaseDate < album.releaseDate))
+            album.releaseDate = member->releaseDate;
+        // An album was added when its newest song was.
+        album.addedDate = std::max(album.addedDate, member->addedDate);
+    }
+    album.genres = genresOf(songs, runs);
     std::sort(songs.begin(), songs.end(), [this](const StoredSong *a, const StoredSong *b) { return inAlbumOrder(*a, *b); });
-    songIDs.clear();
-    songIDs.reserve(qsizetype(songs.size()));
+    album.songs = {quint32(runs.members.size()), quint32(songs.size())};
     for (const StoredSong *member : songs)
-        songIDs.append(member->id);
-    album.genreNames = byFrequency(genres);
-    album.trackCount = int(songIDs.size());
-    album.artwork = firstArtwork(songIDs);
-    album.playParameters = PlayParameters{id, QStringLiteral("album")};
+        runs.members.push_back(member->id);
     return album;
 }
 
-Artist LibraryIndex::makeArtist(const MusicItemID &id, const QString &name, const SongRefs &songs, LibraryNames &names,
-                                QList<MusicItemID> &songIDs) const
+LibraryIndex::StoredArtist LibraryIndex::makeArtist(quint64 id, Text name, const SongRefs &songs, LibraryNames &names,
+                                                    Runs &runs) const
 {
     // Artists are the songs' artists (a compilation's "Various Artists" is none). An artist's songs
     // are those by the artist and those on the artist's albums (a song by "Santana feat. Rob
@@ -412,11 +489,8 @@ Artist LibraryIndex::makeArtist(const MusicItemID &id, const QString &name, cons
     };
     std::vector<Member> members;
     members.reserve(songs.size());
-    QStringList genres;
-    for (const StoredSong *member : songs) {
-        members.push_back({names.key(member->albumTitle), member});
-        genres.append(member->genre);
-    }
+    for (const StoredSong *member : songs)
+        members.push_back({names.key(view(member->albumTitle)), member});
     std::sort(members.begin(), members.end(), [this](const Member &a, const Member &b) {
         if (a.albumKey != b.albumKey) {
             if (a.albumKey.isEmpty() || b.albumKey.isEmpty())
@@ -425,114 +499,121 @@ Artist LibraryIndex::makeArtist(const MusicItemID &id, const QString &name, cons
         }
         return inAlbumOrder(*a.song, *b.song);
     });
-    songIDs.clear();
-    songIDs.reserve(qsizetype(members.size()));
-    for (const Member &m : members)
-        songIDs.append(m.song->id);
-    Artist artist;
+    StoredArtist artist;
     artist.id = id;
     artist.name = name;
-    artist.genreNames = byFrequency(genres);
-    artist.artwork = firstArtwork(songIDs);
+    artist.genres = genresOf(songs, runs);
+    artist.songs = {quint32(runs.members.size()), quint32(members.size())};
+    for (const Member &m : members)
+        runs.members.push_back(m.song->id);
     return artist;
 }
 
-void LibraryIndex::updateAlbums(const LibraryIndex &previous, const QSet<MusicItemID> &replaced,
-                                const QHash<MusicItemID, QList<MusicItemID>> &addedByAlbum, LibraryChange &change)
+template <typename Stored>
+void LibraryIndex::adopt(Runs &runs, std::vector<Stored> &items, qsizetype fromItem)
 {
-    QHash<MusicItemID, std::optional<Album>> updates;
-    for (auto it = addedByAlbum.cbegin(); it != addedByAlbum.cend(); ++it) {
-        const MusicItemID &id = it.key();
-        SongRefs members;
-        for (const MusicItemID &songID : previous.m_albumSongs.value(id)) {
-            if (!replaced.contains(songID))
-                members.push_back(find(songID));
-        }
-        for (const MusicItemID &songID : it.value())
-            members.push_back(find(songID));
-        const bool existed = previous.m_albumSongs.contains(id);
-        if (members.empty()) {
-            m_albumSongs.remove(id);
-            if (existed) {
-                updates.insert(id, std::nullopt);
-                change.removedAlbums.append(id);
-            }
-            continue;
-        }
-        QList<MusicItemID> songIDs;
-        Album album = makeAlbum(id, members, songIDs);
-        m_albumSongs.insert(id, songIDs);
-        change.albums.append(album);
-        updates.insert(id, std::move(album));
+    const auto members = quint32(m_members.size());
+    const auto texts = quint32(m_textLists.size());
+    for (auto item = items.begin() + fromItem; item != items.end(); ++item) {
+        item->songs.offset += members;
+        if constexpr (requires { item->genres; })
+            item->genres.offset += texts;
     }
-    applyByID(m_albums, updates);
+    m_members.insert(m_members.end(), runs.members.begin(), runs.members.end());
+    m_textLists.insert(m_textLists.end(), runs.texts.begin(), runs.texts.end());
+    runs = {};
 }
 
-void LibraryIndex::updateArtists(const LibraryIndex &previous, const QSet<MusicItemID> &replaced,
-                                 const QHash<MusicItemID, QList<MusicItemID>> &addedByArtist, LibraryNames &names,
+void LibraryIndex::updateAlbums(const LibraryIndex &previous, const QSet<quint64> &replaced,
+                                const QHash<quint64, QList<quint64>> &addedByAlbum, LibraryChange &change)
+{
+    Runs runs;
+    std::vector<StoredAlbum> made;
+    QSet<quint64> out;
+    for (auto it = addedByAlbum.cbegin(); it != addedByAlbum.cend(); ++it) {
+        const quint64 id = it.key();
+        const StoredAlbum *existing = previous.findAlbum(id);
+        SongRefs members;
+        if (existing) {
+            for (quint32 i = 0; i < existing->songs.count; ++i) {
+                const quint64 songID = previous.m_members[existing->songs.offset + i];
+                if (!replaced.contains(songID))
+                    members.push_back(find(songID));
+            }
+        }
+        for (const quint64 songID : it.value())
+            members.push_back(find(songID));
+        out.insert(id);
+        if (members.empty()) {
+            if (existing)
+                change.removedAlbums.append(LocalIdentifiers::fromDigest(LocalIdentifiers::album, id));
+            continue;
+        }
+        made.push_back(makeAlbum(id, members, runs));
+    }
+    adopt(runs, made, 0);
+    QHash<quint32, QString> names;
+    for (const StoredAlbum &album : made)
+        change.albums.append(albumOf(album, names));
+    applyByID(m_albums, out, std::move(made));
+}
+
+void LibraryIndex::updateArtists(const LibraryIndex &previous, const QSet<quint64> &replaced,
+                                 const QHash<quint64, QList<quint64>> &addedByArtist, LibraryNames &names,
                                  LibraryChange &change)
 {
-    QHash<MusicItemID, std::optional<Artist>> updates;
+    Runs runs;
+    std::vector<StoredArtist> made;
+    QSet<quint64> out;
     for (auto it = addedByArtist.cbegin(); it != addedByArtist.cend(); ++it) {
-        const MusicItemID &id = it.key();
-        QSet<MusicItemID> memberIDs;
-        for (const MusicItemID &songID : previous.m_artistSongs.value(id)) {
-            if (!replaced.contains(songID))
-                memberIDs.insert(songID);
+        const quint64 id = it.key();
+        const StoredArtist *existing = previous.findArtist(id);
+        QSet<quint64> memberIDs;
+        if (existing) {
+            for (quint32 i = 0; i < existing->songs.count; ++i) {
+                const quint64 songID = previous.m_members[existing->songs.offset + i];
+                if (!replaced.contains(songID))
+                    memberIDs.insert(songID);
+            }
         }
-        for (const MusicItemID &songID : it.value())
+        for (const quint64 songID : it.value())
             memberIDs.insert(songID);
+        out.insert(id);
         // An artist is there while a song of its own is: songs on its albums alone do not make it.
-        const Artist *existing = previous.artist(id);
-        QString name = existing ? existing->name : QString();
+        Text name = existing ? existing->name : Text{};
         bool hasOwnSong = false;
-        for (const MusicItemID &songID : std::as_const(memberIDs)) {
+        for (const quint64 songID : std::as_const(memberIDs)) {
             const StoredSong *member = find(songID);
-            if (!member->artistName.isEmpty() && names.artist(member->artistName) == id) {
+            if (member->artistName.size && names.artist(view(member->artistName)) == id) {
                 hasOwnSong = true;
-                if (name.isEmpty())
+                if (!name.size)
                     name = member->artistName;
             }
         }
         if (!hasOwnSong) {
-            m_artistSongs.remove(id);
-            if (existing) {
-                updates.insert(id, std::nullopt);
-                change.removedArtists.append(id);
-            }
+            if (existing)
+                change.removedArtists.append(LocalIdentifiers::fromDigest(LocalIdentifiers::artist, id));
             continue;
         }
         if (!existing) {
             // A new artist takes the songs already on its albums.
             for (const StoredSong &other : m_songs) {
-                if (names.hasOtherAlbumArtist(other.albumArtistName, other.artistName)
-                    && names.artist(other.albumArtistName) == id)
+                if (names.hasOtherAlbumArtist(view(other.albumArtistName), view(other.artistName)) &&
+                    names.artist(view(other.albumArtistName)) == id)
                     memberIDs.insert(other.id);
             }
         }
         SongRefs members;
         members.reserve(size_t(memberIDs.size()));
-        for (const MusicItemID &songID : std::as_const(memberIDs))
+        for (const quint64 songID : std::as_const(memberIDs))
             members.push_back(find(songID));
-        QList<MusicItemID> songIDs;
-        Artist artist = makeArtist(id, name, members, names, songIDs);
-        m_artistSongs.insert(id, songIDs);
-        change.artists.append(artist);
-        updates.insert(id, std::move(artist));
+        made.push_back(makeArtist(id, name, members, names, runs));
     }
-    applyByID(m_artists, updates);
-    m_artistIndex.clear();
-    for (qsizetype i = 0; i < m_artists.size(); ++i)
-        m_artistIndex.insert(m_artists[i].id, i);
-}
-
-QHash<QByteArray, MusicItemID> LibraryIndex::songsByFile() const
-{
-    QHash<QByteArray, MusicItemID> songs;
-    songs.reserve(qsizetype(m_songs.size()));
-    for (const StoredSong &song : m_songs)
-        songs.insert(unpacked(song.file).toByteArray(), song.id);
-    return songs;
+    adopt(runs, made, 0);
+    QHash<quint32, QString> shared;
+    for (const StoredArtist &artist : made)
+        change.artists.append(artistOf(artist, shared));
+    applyByID(m_artists, out, std::move(made));
 }
 
 void LibraryIndex::updatePlaylists(const LibraryIndex &previous, const QList<ScannedPlaylist> &playlists,
@@ -541,98 +622,222 @@ void LibraryIndex::updatePlaylists(const LibraryIndex &previous, const QList<Sca
     m_playlists.clear();
     m_playlistSongs.clear();
     if (!playlists.isEmpty())
-        addPlaylists(playlists, songsByFile());
-    QHash<MusicItemID, const Playlist *> before;
-    for (const Playlist &playlist : previous.m_playlists)
-        before.insert(playlist.id, &playlist);
-    for (const Playlist &playlist : std::as_const(m_playlists)) {
-        const Playlist *old = before.take(playlist.id);
-        if (!old || *old != playlist || previous.m_playlistSongs.value(playlist.id) != m_playlistSongs.value(playlist.id))
+        addPlaylists(playlists);
+    QHash<MusicItemID, qsizetype> before;
+    for (qsizetype i = 0; i < previous.m_playlists.size(); ++i)
+        before.insert(previous.m_playlists[i].id, i);
+    const auto songsOfPlaylist = [](const LibraryIndex &index, qsizetype i) {
+        const Run run = index.m_playlistSongs[size_t(i)];
+        const auto first = index.m_members.begin() + run.offset;
+        return std::vector<quint64>(first, first + run.count);
+    };
+    for (qsizetype i = 0; i < m_playlists.size(); ++i) {
+        const Playlist &playlist = m_playlists[i];
+        const auto old = before.constFind(playlist.id);
+        if (old == before.constEnd() || previous.m_playlists[*old] != playlist ||
+            songsOfPlaylist(previous, *old) != songsOfPlaylist(*this, i))
             change.playlists.append(playlist);
+        if (old != before.constEnd())
+            before.erase(old);
     }
     for (auto it = before.cbegin(); it != before.cend(); ++it)
         change.removedPlaylists.append(it.key());
 }
 
-void LibraryIndex::addPlaylists(const QList<ScannedPlaylist> &playlists, const QHash<QByteArray, MusicItemID> &songByFile)
+void LibraryIndex::addPlaylists(const QList<ScannedPlaylist> &playlists)
 {
-    for (const ScannedPlaylist &scanned : playlists) {
-        QList<MusicItemID> songIDs;
-        for (const QByteArray &file : scanned.trackPaths) {
+    // Songs by their file, the keys read in place from the packed texts.
+    QHash<QByteArray, quint64> songByFile;
+    songByFile.reserve(qsizetype(m_songs.size()));
+    for (const StoredSong &song : m_songs)
+        songByFile.insert(rawKey(view(song.file)), song.id);
+    std::vector<std::pair<MusicItemID, const ScannedPlaylist *>> byID;
+    for (const ScannedPlaylist &scanned : playlists)
+        byID.emplace_back(LocalIdentifiers::make(LocalIdentifiers::playlist, scanned.relativePath), &scanned);
+    std::sort(byID.begin(), byID.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
+    for (const auto &[id, scanned] : byID) {
+        Run run{quint32(m_members.size()), 0};
+        for (const QByteArray &file : scanned->trackPaths) {
             const auto found = songByFile.constFind(file);
             if (found == songByFile.constEnd()) {
                 Log::notice(Log::collection(), "Playlist %@: skipping %@, not a readable song of the library",
-                            scanned.path, QString::fromUtf8(file));
+                            scanned->path, QString::fromUtf8(file));
                 continue;
             }
-            songIDs.append(*found);
+            m_members.push_back(*found);
+            ++run.count;
         }
         Playlist playlist;
-        playlist.id = LocalIdentifiers::make(LocalIdentifiers::playlist, scanned.relativePath);
-        playlist.name = scanned.name;
-        playlist.libraryAddedDate = scanned.modified;
-        playlist.lastModifiedDate = scanned.modified;
-        playlist.artwork = firstArtwork(songIDs);
+        playlist.id = id;
+        playlist.name = scanned->name;
+        playlist.libraryAddedDate = scanned->modified;
+        playlist.lastModifiedDate = scanned->modified;
+        playlist.artwork = firstArtwork(run);
         playlist.playParameters = PlayParameters{playlist.id, QStringLiteral("playlist")};
-        m_playlistSongs.insert(playlist.id, songIDs);
         m_playlists.append(std::move(playlist));
+        m_playlistSongs.push_back(run);
     }
-    sortByID(m_playlists);
 }
 
 void LibraryIndex::addGenres()
 {
-    QHash<QString, qsizetype> genreByName;
-    QHash<QString, qsizetype> genreByKey;
+    struct Building {
+        Text name;
+        QString text;
+        std::vector<quint64> songs;
+    };
+    std::vector<Building> building;
+    QHash<QByteArray, size_t> genreByName;
+    QHash<QString, size_t> genreByKey;
     for (const StoredSong &song : m_songs) {
-        if (song.genre.isEmpty())
+        if (!song.genre.size)
             continue;
-        auto found = genreByName.constFind(song.genre);
+        auto found = genreByName.constFind(rawKey(view(song.genre)));
         if (found == genreByName.constEnd()) {
-            const QString key = LocalIdentifiers::nameKey(song.genre);
+            const QString text = string(song.genre);
+            const QString key = LocalIdentifiers::nameKey(text);
             auto byKey = genreByKey.constFind(key);
             if (byKey == genreByKey.constEnd()) {
-                byKey = genreByKey.insert(key, m_genres.size());
-                m_genres.append(Genre{song.genre, {}});
+                byKey = genreByKey.insert(key, building.size());
+                building.push_back({song.genre, text, {}});
             }
-            found = genreByName.insert(song.genre, *byKey);
+            found = genreByName.insert(rawKey(view(song.genre)), *byKey);
         }
-        m_genres[*found].songIDs.append(song.id);
+        building[*found].songs.push_back(song.id);
     }
-    std::sort(m_genres.begin(), m_genres.end(), [](const Genre &a, const Genre &b) {
-        if (a.songIDs.size() != b.songIDs.size())
-            return a.songIDs.size() > b.songIDs.size();
-        return a.name < b.name;
+    std::sort(building.begin(), building.end(), [](const Building &a, const Building &b) {
+        if (a.songs.size() != b.songs.size())
+            return a.songs.size() > b.songs.size();
+        return a.text < b.text;
     });
+    for (const Building &genre : building) {
+        m_genres.push_back({genre.name, {quint32(m_members.size()), quint32(genre.songs.size())}});
+        m_members.insert(m_members.end(), genre.songs.begin(), genre.songs.end());
+    }
 }
 
-std::optional<Artwork> LibraryIndex::firstArtwork(const QList<MusicItemID> &songIDs) const
+void LibraryIndex::dropGoneRuns()
 {
-    for (const MusicItemID &id : songIDs) {
-        if (const StoredSong *s = find(id); s && !s->artworkURL.isEmpty())
-            return Artwork(s->artworkURL);
+    size_t liveMembers = 0;
+    size_t liveTexts = 0;
+    for (const StoredAlbum &album : m_albums) {
+        liveMembers += album.songs.count;
+        liveTexts += album.genres.count;
+    }
+    for (const StoredArtist &artist : m_artists) {
+        liveMembers += artist.songs.count;
+        liveTexts += artist.genres.count;
+    }
+    for (const StoredGenre &genre : m_genres)
+        liveMembers += genre.songs.count;
+    for (const Run &run : m_playlistSongs)
+        liveMembers += run.count;
+    if (liveMembers * 2 <= m_members.size()) {
+        std::vector<quint64> members;
+        members.reserve(liveMembers);
+        const auto move = [this, &members](Run &run) {
+            const auto first = m_members.begin() + run.offset;
+            run.offset = quint32(members.size());
+            members.insert(members.end(), first, first + run.count);
+        };
+        for (StoredAlbum &album : m_albums)
+            move(album.songs);
+        for (StoredArtist &artist : m_artists)
+            move(artist.songs);
+        for (StoredGenre &genre : m_genres)
+            move(genre.songs);
+        for (Run &run : m_playlistSongs)
+            move(run);
+        m_members = std::move(members);
+    }
+    if (liveTexts * 2 <= m_textLists.size()) {
+        std::vector<Text> texts;
+        texts.reserve(liveTexts);
+        const auto move = [this, &texts](Run &run) {
+            const auto first = m_textLists.begin() + run.offset;
+            run.offset = quint32(texts.size());
+            texts.insert(texts.end(), first, first + run.count);
+        };
+        for (StoredAlbum &album : m_albums)
+            move(album.genres);
+        for (StoredArtist &artist : m_artists)
+            move(artist.genres);
+        m_textLists = std::move(texts);
+    }
+}
+
+void LibraryIndex::dropGoneTexts()
+{
+    qsizetype used = 0;
+    for (const StoredSong &song : m_songs)
+        used += song.title.size + song.file.size;
+    if (used * 2 > m_texts.size())
+        return;
+    const QByteArray old = std::exchange(m_texts, QByteArray());
+    m_texts.reserve(used + used / 8);
+    Packer packer(m_texts);
+    // A name several items share is packed once: by where it stood.
+    QHash<quint32, Text> movedNames;
+    const auto moveText = [&](Text &text) { text = packer.text(QByteArrayView(old.constData() + text.offset, text.size)); };
+    const auto moveName = [&](Text &text) {
+        if (!text.size)
+            return;
+        auto moved = movedNames.constFind(text.offset);
+        if (moved == movedNames.constEnd())
+            moved = movedNames.insert(text.offset, packer.text(QByteArrayView(old.constData() + text.offset, text.size)));
+        text = *moved;
+    };
+    for (StoredSong &song : m_songs) {
+        moveText(song.title);
+        moveText(song.file);
+        for (Text *name : {&song.artistName, &song.albumTitle, &song.albumArtistName, &song.genre, &song.artworkURL})
+            moveName(*name);
+    }
+    for (StoredAlbum &album : m_albums) {
+        moveName(album.title);
+        moveName(album.artistName);
+    }
+    for (StoredArtist &artist : m_artists)
+        moveName(artist.name);
+    for (StoredGenre &genre : m_genres)
+        moveName(genre.name);
+    for (Text &text : m_textLists)
+        moveName(text);
+}
+
+std::optional<Artwork> LibraryIndex::firstArtwork(Run run) const
+{
+    for (quint32 i = 0; i < run.count; ++i) {
+        if (const StoredSong *s = find(m_members[run.offset + i]); s && s->artworkURL.size)
+            return Artwork(string(s->artworkURL));
     }
     return std::nullopt;
 }
 
+const LibraryIndex::StoredSong *LibraryIndex::find(quint64 id) const { return findByID(m_songs, id); }
+
 const LibraryIndex::StoredSong *LibraryIndex::find(const MusicItemID &id) const
 {
-    const auto found = std::lower_bound(m_songs.begin(), m_songs.end(), id,
-                                        [](const StoredSong &song, const MusicItemID &key) { return song.id < key; });
-    return found != m_songs.end() && found->id == id ? &*found : nullptr;
+    const std::optional<quint64> digest = LocalIdentifiers::digestOf(id, LocalIdentifiers::song);
+    return digest ? find(*digest) : nullptr;
 }
+
+const LibraryIndex::StoredAlbum *LibraryIndex::findAlbum(quint64 id) const { return findByID(m_albums, id); }
+
+const LibraryIndex::StoredArtist *LibraryIndex::findArtist(quint64 id) const { return findByID(m_artists, id); }
 
 std::optional<Song> LibraryIndex::song(const MusicItemID &id) const
 {
+    QHash<quint32, QString> names;
     if (const StoredSong *stored = find(id))
-        return songOf(*stored);
+        return songOf(*stored, names);
     return std::nullopt;
 }
 
 QByteArray LibraryIndex::filePath(const MusicItemID &songID) const
 {
     const StoredSong *stored = find(songID);
-    return stored ? unpacked(stored->file).toByteArray() : QByteArray();
+    return stored ? view(stored->file).toByteArray() : QByteArray();
 }
 
 QList<MusicItemID> LibraryIndex::newestSongIDs(qsizetype count, const std::optional<QDateTime> &since) const
@@ -651,48 +856,103 @@ QList<MusicItemID> LibraryIndex::newestSongIDs(qsizetype count, const std::optio
     QList<MusicItemID> ids;
     ids.reserve(qsizetype(kept));
     for (size_t i = 0; i < kept; ++i)
-        ids.append(newest[i]->id);
+        ids.append(LocalIdentifiers::fromDigest(LocalIdentifiers::song, newest[i]->id));
     return ids;
 }
 
-const Artist *LibraryIndex::artist(const MusicItemID &id) const
+std::optional<Artist> LibraryIndex::artist(const MusicItemID &id) const
 {
-    const auto found = m_artistIndex.constFind(id);
-    return found == m_artistIndex.constEnd() ? nullptr : &m_artists[*found];
+    const std::optional<quint64> digest = LocalIdentifiers::digestOf(id, LocalIdentifiers::artist);
+    const StoredArtist *stored = digest ? findArtist(*digest) : nullptr;
+    if (!stored)
+        return std::nullopt;
+    QHash<quint32, QString> names;
+    return artistOf(*stored, names);
 }
+
+namespace {
+
+// Items first to last of those given, made by make.
+template <typename T, typename Stored, typename Make>
+QList<T> slice(const std::vector<Stored> &stored, qsizetype offset, qsizetype limit, Make make)
+{
+    const auto size = qsizetype(stored.size());
+    const qsizetype first = std::clamp<qsizetype>(offset, 0, size);
+    const qsizetype last = limit < 0 ? size : std::min(size, first + limit);
+    QList<T> items;
+    items.reserve(last - first);
+    QHash<quint32, QString> names;
+    for (qsizetype i = first; i < last; ++i)
+        items.append(make(stored[size_t(i)], names));
+    return items;
+}
+
+} // namespace
 
 QList<Song> LibraryIndex::songs(qsizetype offset, qsizetype limit) const
 {
-    const qsizetype size = songCount();
-    const qsizetype first = std::clamp<qsizetype>(offset, 0, size);
-    const qsizetype last = limit < 0 ? size : std::min(size, first + limit);
-    QList<Song> result;
-    result.reserve(last - first);
-    for (qsizetype i = first; i < last; ++i)
-        result.append(songOf(m_songs[size_t(i)]));
-    return result;
+    return slice<Song>(m_songs, offset, limit, [this](const StoredSong &s, auto &names) { return songOf(s, names); });
+}
+
+QList<Album> LibraryIndex::albums(qsizetype offset, qsizetype limit) const
+{
+    return slice<Album>(m_albums, offset, limit, [this](const StoredAlbum &a, auto &names) { return albumOf(a, names); });
+}
+
+QList<Artist> LibraryIndex::artists(qsizetype offset, qsizetype limit) const
+{
+    return slice<Artist>(m_artists, offset, limit, [this](const StoredArtist &a, auto &names) { return artistOf(a, names); });
+}
+
+QList<LibraryIndex::Genre> LibraryIndex::genres() const
+{
+    QList<Genre> genres;
+    genres.reserve(qsizetype(m_genres.size()));
+    for (const StoredGenre &genre : m_genres)
+        genres.append({string(genre.name), songIDsOf(genre.songs)});
+    return genres;
+}
+
+std::optional<QList<MusicItemID>> LibraryIndex::genreSongIDs(const QString &name) const
+{
+    for (const StoredGenre &genre : m_genres) {
+        if (string(genre.name) == name)
+            return songIDsOf(genre.songs);
+    }
+    return std::nullopt;
 }
 
 QList<Song> LibraryIndex::songs(const QList<MusicItemID> &ids) const
 {
+    QHash<quint32, QString> names;
     QList<Song> result;
     result.reserve(ids.size());
     for (const MusicItemID &id : ids) {
         if (const StoredSong *stored = find(id))
-            result.append(songOf(*stored));
+            result.append(songOf(*stored, names));
     }
     return result;
 }
 
-std::optional<QList<Song>> LibraryIndex::tracksOf(const QHash<MusicItemID, QList<MusicItemID>> &map,
-                                                  const MusicItemID &id) const
+std::optional<QList<Song>> LibraryIndex::playlistTracks(const MusicItemID &id) const
 {
-    const auto found = map.constFind(id);
-    if (found == map.constEnd())
+    const auto found = std::lower_bound(m_playlists.begin(), m_playlists.end(), id,
+                                        [](const Playlist &playlist, const MusicItemID &key) { return playlist.id < key; });
+    if (found == m_playlists.end() || found->id != id)
         return std::nullopt;
-    return songs(*found);
+    return songsOf(m_playlistSongs[size_t(found - m_playlists.begin())]);
 }
 
-std::optional<QList<Song>> LibraryIndex::playlistTracks(const MusicItemID &id) const { return tracksOf(m_playlistSongs, id); }
-std::optional<QList<Song>> LibraryIndex::albumTracks(const MusicItemID &id) const { return tracksOf(m_albumSongs, id); }
-std::optional<QList<Song>> LibraryIndex::artistTracks(const MusicItemID &id) const { return tracksOf(m_artistSongs, id); }
+std::optional<QList<Song>> LibraryIndex::albumTracks(const MusicItemID &id) const
+{
+    const std::optional<quint64> digest = LocalIdentifiers::digestOf(id, LocalIdentifiers::album);
+    const StoredAlbum *album = digest ? findAlbum(*digest) : nullptr;
+    return album ? std::optional(songsOf(album->songs)) : std::nullopt;
+}
+
+std::optional<QList<Song>> LibraryIndex::artistTracks(const MusicItemID &id) const
+{
+    const std::optional<quint64> digest = LocalIdentifiers::digestOf(id, LocalIdentifiers::artist);
+    const StoredArtist *artist = digest ? findArtist(*digest) : nullptr;
+    return artist ? std::optional(songsOf(artist->songs)) : std::nullopt;
+}

@@ -5,14 +5,20 @@
 // on a worker thread and read on the main thread. A later scan that found a few files changed
 // makes the next index from the last one, redoing only the albums and artists those files take
 // part in, and says what changed (LibraryChange) for the store that mirrors it.
-// Songs are held compactly (StoredSong: texts shared with the scan, dates as milliseconds, the file
-// beside them) and made into Song values only when handed out: the index lives as long as the
-// application, and 100,000 Song values with their look-up tables took three times the memory.
+//
+// The index lives as long as the application, so it is held in a few large blocks and nothing
+// else: songs, albums, artists and genres as plain records in vectors sorted by identifier, their
+// identifiers as the numbers they are made of, every text (titles, files, names) packed end to end
+// in one buffer, each collection's songs as a run of one shared vector of identifiers. Song,
+// Album and Artist values are made only when handed out. Small blocks kept for the application's
+// life would pin the pages of the scan's freed data they were allocated among; 100,000 songs of
+// such blocks held three times the memory the index needs.
 
 #include "Platform/LocalLibrary/ScannedTrack.h"
 #include "Platform/Music/MusicTypes.h"
 
 #include <QHash>
+#include <QSet>
 #include <limits>
 #include <vector>
 
@@ -33,19 +39,23 @@ public:
     // the items added, changed and removed; its revisions are left to the caller.
     LibraryIndex(const LibraryIndex &previous, const ScanResult &scan, LibraryChange &change);
 
-    // Every list is in a stable order: by identifier. Songs are made on demand: limit songs from
+    // Every list is in a stable order: by identifier. Items are made on demand: limit items from
     // offset (all of them by default).
     qsizetype songCount() const { return qsizetype(m_songs.size()); }
     QList<Song> songs(qsizetype offset = 0, qsizetype limit = -1) const;
-    const QList<Album> &albums() const { return m_albums; }
-    const QList<Artist> &artists() const { return m_artists; }
+    qsizetype albumCount() const { return qsizetype(m_albums.size()); }
+    QList<Album> albums(qsizetype offset = 0, qsizetype limit = -1) const;
+    qsizetype artistCount() const { return qsizetype(m_artists.size()); }
+    QList<Artist> artists(qsizetype offset = 0, qsizetype limit = -1) const;
     const QList<Playlist> &playlists() const { return m_playlists; }
     // Genres by number of songs, most first (ties by name).
-    const QList<Genre> &genres() const { return m_genres; }
+    QList<Genre> genres() const;
+    // The songs of the genre named so, in library order; nothing for an unknown genre.
+    std::optional<QList<MusicItemID>> genreSongIDs(const QString &name) const;
 
     std::optional<Song> song(const MusicItemID &id) const;
     bool contains(const MusicItemID &songID) const { return find(songID) != nullptr; }
-    const Artist *artist(const MusicItemID &id) const;
+    std::optional<Artist> artist(const MusicItemID &id) const;
     // The song's file as the file system names it (bytes); empty for an unknown song.
     QByteArray filePath(const MusicItemID &songID) const;
     // Up to count songs (all: -1) added at or after since, newest first, equal dates by identifier.
@@ -64,69 +74,104 @@ public:
     static std::optional<Artwork> artworkForFile(const QString &path);
 
 private:
-    // A text of one song (its title as UTF-8, its file's bytes), packed in m_texts: 100,000 small
-    // allocations would cost their headers and, freed among the scan's short-lived data, leave the
-    // heap in pieces the system cannot take back.
-    struct PackedText {
+    // A text packed in m_texts (UTF-8; a file's bytes as they are). Empty is an absent value.
+    struct Text {
         quint32 offset = 0;
         quint32 size = 0;
     };
-    // A song as the index keeps it. Empty texts are absent values; the artist, album and genre
-    // texts and the artwork URL are shared with every other song that has them.
+    // A run of m_members (song identifiers) or of m_textLists (genre names).
+    struct Run {
+        quint32 offset = 0;
+        quint32 count = 0;
+    };
     struct StoredSong {
         static constexpr qint64 noDate = std::numeric_limits<qint64>::min();
         static constexpr int noNumber = std::numeric_limits<int>::min();
-        MusicItemID id;
-        PackedText title;
-        QString artistName;
-        QString albumTitle;
-        QString albumArtistName;
-        QString genre;
-        QString artworkURL;
-        PackedText file;
+        quint64 id = 0;
+        Text title;
+        Text file;
+        Text artistName;
+        Text albumTitle;
+        Text albumArtistName;
+        Text genre;
+        Text artworkURL;
         double duration = 0;
         qint64 releaseDate = noDate; // milliseconds since the epoch, UTC
         qint64 addedDate = noDate;
         int trackNumber = noNumber;
         int discNumber = noNumber;
     };
+    struct StoredAlbum {
+        quint64 id = 0;
+        Text title;
+        Text artistName;
+        Run genres;
+        Run songs; // in album order
+        qint64 releaseDate = StoredSong::noDate;
+        qint64 addedDate = StoredSong::noDate;
+    };
+    struct StoredArtist {
+        quint64 id = 0;
+        Text name;
+        Run genres;
+        Run songs; // by album, then in album order
+    };
+    struct StoredGenre {
+        Text name;
+        Run songs; // by identifier
+    };
+    // Runs made while grouping, on any thread, before they join m_members and m_textLists.
+    struct Runs {
+        std::vector<quint64> members;
+        std::vector<Text> texts;
+    };
+    class Packer;
     using SongRefs = std::vector<const StoredSong *>;
 
+    const StoredSong *find(quint64 id) const;
     const StoredSong *find(const MusicItemID &id) const;
-    // What the index keeps of a track, its texts packed; artworkURLs shares each cover's URL.
-    StoredSong storedOf(const ScannedTrack &track, const MusicItemID &id, QHash<QString, QString> &artworkURLs);
-    Song songOf(const StoredSong &stored) const;
-    PackedText pack(QByteArrayView bytes);
-    QByteArrayView unpacked(PackedText text) const { return {m_texts.constData() + text.offset, qsizetype(text.size)}; }
-    QString titleOf(const StoredSong &song) const { return QString::fromUtf8(unpacked(song.title)); }
-    // Packs the texts of the songs there anew when those of songs gone are half of m_texts or more.
-    void dropGoneTexts();
+    const StoredAlbum *findAlbum(quint64 id) const;
+    const StoredArtist *findArtist(quint64 id) const;
+    StoredSong storedOf(const ScannedTrack &track, quint64 id, Packer &packer);
+    Song songOf(const StoredSong &stored, QHash<quint32, QString> &names) const;
+    Album albumOf(const StoredAlbum &stored, QHash<quint32, QString> &names) const;
+    Artist artistOf(const StoredArtist &stored, QHash<quint32, QString> &names) const;
+    QByteArrayView view(Text text) const { return {m_texts.constData() + text.offset, qsizetype(text.size)}; }
+    QString string(Text text) const { return QString::fromUtf8(view(text)); }
+    // A name's text, the same QString for every item of one list that has it.
+    QString shared(Text text, QHash<quint32, QString> &names) const;
+    QStringList namesOf(Run run, QHash<quint32, QString> &names) const;
+    QList<MusicItemID> songIDsOf(Run run) const;
+    QList<Song> songsOf(Run run) const;
     // Disc, then track number, then title: the order of an album's songs.
     bool inAlbumOrder(const StoredSong &a, const StoredSong &b) const;
-    void addPlaylists(const QList<ScannedPlaylist> &playlists, const QHash<QByteArray, MusicItemID> &songByFile);
-    void addGenres();
-    QHash<QByteArray, MusicItemID> songsByFile() const;
-    // An album or artist made from its songs; songIDs receives them in the collection's order.
-    Album makeAlbum(const MusicItemID &id, SongRefs songs, QList<MusicItemID> &songIDs) const;
-    Artist makeArtist(const MusicItemID &id, const QString &name, const SongRefs &songs, LibraryNames &names,
-                      QList<MusicItemID> &songIDs) const;
-    void updateAlbums(const LibraryIndex &previous, const QSet<MusicItemID> &replaced,
-                      const QHash<MusicItemID, QList<MusicItemID>> &addedByAlbum, LibraryChange &change);
-    void updateArtists(const LibraryIndex &previous, const QSet<MusicItemID> &replaced,
-                       const QHash<MusicItemID, QList<MusicItemID>> &addedByArtist, LibraryNames &names,
-                       LibraryChange &change);
+    QByteArrayView albumArtistOf(const StoredSong &song) const;
+    // An album or artist made from its songs, its runs added to runs.
+    StoredAlbum makeAlbum(quint64 id, SongRefs songs, Runs &runs) const;
+    StoredArtist makeArtist(quint64 id, Text name, const SongRefs &songs, LibraryNames &names, Runs &runs) const;
+    Run genresOf(const SongRefs &songs, Runs &runs) const;
+    std::optional<Artwork> firstArtwork(Run run) const;
+    // Appends runs to m_members and m_textLists; the offsets of items made with them move along.
+    template <typename Stored>
+    void adopt(Runs &runs, std::vector<Stored> &items, qsizetype fromItem);
+    void updateAlbums(const LibraryIndex &previous, const QSet<quint64> &replaced,
+                      const QHash<quint64, QList<quint64>> &addedByAlbum, LibraryChange &change);
+    void updateArtists(const LibraryIndex &previous, const QSet<quint64> &replaced,
+                       const QHash<quint64, QList<quint64>> &addedByArtist, LibraryNames &names, LibraryChange &change);
     void updatePlaylists(const LibraryIndex &previous, const QList<ScannedPlaylist> &playlists, LibraryChange &change);
-    std::optional<Artwork> firstArtwork(const QList<MusicItemID> &songIDs) const;
-    std::optional<QList<Song>> tracksOf(const QHash<MusicItemID, QList<MusicItemID>> &map, const MusicItemID &id) const;
+    void addPlaylists(const QList<ScannedPlaylist> &playlists);
+    void addGenres();
+    // Packs the texts and runs anew when those of items gone are half of them or more.
+    void dropGoneTexts();
+    void dropGoneRuns();
 
     std::vector<StoredSong> m_songs; // by identifier
-    QByteArray m_texts;              // the songs' packed texts, end to end
-    QList<Album> m_albums;
-    QList<Artist> m_artists;
+    std::vector<StoredAlbum> m_albums;
+    std::vector<StoredArtist> m_artists;
+    std::vector<StoredGenre> m_genres; // most songs first
     QList<Playlist> m_playlists;
-    QList<Genre> m_genres;
-    QHash<MusicItemID, qsizetype> m_artistIndex;
-    QHash<MusicItemID, QList<MusicItemID>> m_albumSongs;
-    QHash<MusicItemID, QList<MusicItemID>> m_artistSongs;
-    QHash<MusicItemID, QList<MusicItemID>> m_playlistSongs;
+    std::vector<Run> m_playlistSongs; // beside m_playlists
+    QByteArray m_texts;
+    std::vector<quint64> m_members;
+    std::vector<Text> m_textLists;
 };

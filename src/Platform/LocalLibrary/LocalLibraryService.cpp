@@ -43,14 +43,15 @@ constexpr qsizetype keptChanges = 16;
 // Nor are large imports kept: their songs would stay in memory, and a whole sync is as quick.
 constexpr qsizetype keptChangedSongs = 20000;
 
-template <typename T>
-LibraryPage<T> pageOf(const QList<T> &all, int offset, int limit)
+// A page of count items, limit of them from offset; only the page's items are made.
+template <typename Make>
+auto pageOf(qsizetype count, int offset, int limit, Make make)
 {
-    LibraryPage<T> page;
-    page.totalCount = int(all.size());
+    LibraryPage<typename decltype(make(0, 0))::value_type> page;
+    page.totalCount = int(count);
     page.offset = std::clamp(offset, 0, page.totalCount);
     if (limit > 0)
-        page.items = all.mid(page.offset, limit);
+        page.items = make(page.offset, limit);
     return page;
 }
 
@@ -330,31 +331,26 @@ QCoro::Task<void> LocalLibraryService::scanAgain(QSet<QByteArray> changedFolders
 QCoro::Task<LibraryPage<Playlist>> LocalLibraryService::libraryPlaylists(int offset, int limit)
 {
     const auto snapshot = co_await library();
-    co_return pageOf(snapshot->index.playlists(), offset, limit);
+    const QList<Playlist> &playlists = snapshot->index.playlists();
+    co_return pageOf(playlists.size(), offset, limit, [&](int first, int count) { return playlists.mid(first, count); });
 }
 
 QCoro::Task<LibraryPage<Album>> LocalLibraryService::libraryAlbums(int offset, int limit)
 {
     const auto snapshot = co_await library();
-    co_return pageOf(snapshot->index.albums(), offset, limit);
+    co_return pageOf(snapshot->index.albumCount(), offset, limit, [&](int first, int count) { return snapshot->index.albums(first, count); });
 }
 
 QCoro::Task<LibraryPage<Artist>> LocalLibraryService::libraryArtists(int offset, int limit)
 {
     const auto snapshot = co_await library();
-    co_return pageOf(snapshot->index.artists(), offset, limit);
+    co_return pageOf(snapshot->index.artistCount(), offset, limit, [&](int first, int count) { return snapshot->index.artists(first, count); });
 }
 
 QCoro::Task<LibraryPage<Song>> LocalLibraryService::librarySongs(int offset, int limit)
 {
     const auto snapshot = co_await library();
-    // Only the page's songs are made.
-    LibraryPage<Song> page;
-    page.totalCount = int(snapshot->index.songCount());
-    page.offset = std::clamp(offset, 0, page.totalCount);
-    if (limit > 0)
-        page.items = snapshot->index.songs(page.offset, limit);
-    co_return page;
+    co_return pageOf(snapshot->index.songCount(), offset, limit, [&](int first, int count) { return snapshot->index.songs(first, count); });
 }
 
 QCoro::Task<QList<Song>> LocalLibraryService::librarySongsAdded(QDateTime since)
@@ -398,7 +394,7 @@ QCoro::Task<QList<MusicPersonalRecommendation>> LocalLibraryService::personalRec
 QCoro::Task<QList<Song>> LocalLibraryService::stationSongs(Station station, int count)
 {
     const auto snapshot = co_await library();
-    const QList<MusicItemID> *pool = snapshot->recommendations.stationSongs(station.id);
+    const std::optional<QList<MusicItemID>> pool = snapshot->recommendations.stationSongs(snapshot->index, station.id);
     if (!pool)
         throw MusicError(MusicError::notFound, QStringLiteral("No station %1").arg(station.id.rawValue()));
     co_return snapshot->index.songs(nextStationSongs(station.id, *pool, count));
@@ -434,7 +430,7 @@ QCoro::Task<CatalogSearchResponse> LocalLibraryService::searchCatalog(QString, i
 QCoro::Task<Artist> LocalLibraryService::catalogArtistWithTopSongs(MusicItemID artistID)
 {
     const auto snapshot = co_await library();
-    const Artist *artist = snapshot->index.artist(artistID);
+    const std::optional<Artist> artist = snapshot->index.artist(artistID);
     if (!artist)
         throw MusicError(MusicError::notFound, QStringLiteral("No artist %1").arg(artistID.rawValue()));
     Artist answer = *artist;

@@ -36,8 +36,9 @@ LocalRecommendations::LocalRecommendations(const LibraryIndex &index)
     if (index.songCount() > 0)
         madeForYou.items.append({makeMix(index, QStringLiteral("recently-added"), QStringLiteral("Recently Added Mix"),
                                          index.newestSongIDs(mixLength))});
-    for (qsizetype i = 0; i < index.genres().size() && i < genreMixCount; ++i) {
-        const LibraryIndex::Genre &genre = index.genres()[i];
+    const QList<LibraryIndex::Genre> genres = index.genres();
+    for (qsizetype i = 0; i < genres.size() && i < genreMixCount; ++i) {
+        const LibraryIndex::Genre &genre = genres[i];
         const QString key = QStringLiteral("genre:") + LocalIdentifiers::nameKey(genre.name);
         const MusicItemID id = LocalIdentifiers::make(LocalIdentifiers::mix, key);
         madeForYou.items.append({makeMix(index, key, genre.name + QStringLiteral(" Mix"),
@@ -47,14 +48,14 @@ LocalRecommendations::LocalRecommendations(const LibraryIndex &index)
     MusicPersonalRecommendation stations;
     stations.id = LocalIdentifiers::make(LocalIdentifiers::recommendation, QStringLiteral("stations"));
     stations.title = stationsTitle;
-    for (qsizetype i = 0; i < index.genres().size() && i < stationCount; ++i) {
-        const LibraryIndex::Genre &genre = index.genres()[i];
+    for (qsizetype i = 0; i < genres.size() && i < stationCount; ++i) {
+        const LibraryIndex::Genre &genre = genres[i];
         Station station;
         station.id = LocalIdentifiers::make(LocalIdentifiers::station, LocalIdentifiers::nameKey(genre.name));
         station.name = genre.name + QStringLiteral(" Station");
         station.artwork = firstArtwork(index, genre.songIDs);
         station.playParameters = PlayParameters{station.id, QStringLiteral("station")};
-        m_stationSongs.insert(station.id, genre.songIDs);
+        m_stationGenres.insert(station.id, genre.name);
         stations.items.append({station});
     }
 
@@ -80,8 +81,8 @@ const QList<MusicItemID> *LocalRecommendations::mixSongs(const MusicItemID &id) 
     return found == m_mixSongs.constEnd() ? nullptr : &*found;
 }
 
-const QList<MusicItemID> *LocalRecommendations::stationSongs(const MusicItemID &id) const
+std::optional<QList<MusicItemID>> LocalRecommendations::stationSongs(const LibraryIndex &index, const MusicItemID &id) const
 {
-    const auto found = m_stationSongs.constFind(id);
-    return found == m_stationSongs.constEnd() ? nullptr : &*found;
+    const auto found = m_stationGenres.constFind(id);
+    return found == m_stationGenres.constEnd() ? std::nullopt : index.genreSongIDs(*found);
 }

@@ -20,13 +20,15 @@ public:
 
     // The songs of a generated mix in order, or nullptr for an identifier that is not a mix.
     const QList<MusicItemID> *mixSongs(const MusicItemID &id) const;
-    // The songs a station plays from, or nullptr for an unknown station.
-    const QList<MusicItemID> *stationSongs(const MusicItemID &id) const;
+    // The songs a station plays from (its genre's, from the index it was made from), or nothing
+    // for an unknown station.
+    std::optional<QList<MusicItemID>> stationSongs(const LibraryIndex &index, const MusicItemID &id) const;
 
 private:
     Playlist makeMix(const LibraryIndex &index, const QString &key, const QString &name, QList<MusicItemID> songIDs);
 
     QList<MusicPersonalRecommendation> m_groups;
     QHash<MusicItemID, QList<MusicItemID>> m_mixSongs;
-    QHash<MusicItemID, QList<MusicItemID>> m_stationSongs;
+    // Each station's genre: its songs are listed when it plays, not kept.
+    QHash<MusicItemID, QString> m_stationGenres;
 };

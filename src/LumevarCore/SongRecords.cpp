@@ -6,6 +6,7 @@
 #include <QSet>
 #include <algorithm>
 #include <cstring>
+#include <numeric>
 
 namespace {
 
@@ -36,8 +37,7 @@ qint64 SongRow::digest() const
 const LocalSong *SongRecords::find(SqliteConnection &db, qint64 pk)
 {
     ensureLoaded(db);
-    const auto found = m_records.constFind(pk);
-    return found == m_records.constEnd() ? nullptr : &found.value();
+    return findRecord(pk);
 }
 
 QList<LocalSong> SongRecords::inOrder(SqliteConnection &db, const std::vector<qint64> &pks)
@@ -46,10 +46,10 @@ QList<LocalSong> SongRecords::inOrder(SqliteConnection &db, const std::vector<qi
     QList<LocalSong> songs;
     songs.reserve(qsizetype(pks.size()));
     for (const qint64 pk : pks) {
-        const auto found = m_records.constFind(pk);
-        if (found == m_records.constEnd())
+        const LocalSong *found = findRecord(pk);
+        if (!found)
             continue;
-        songs.append(found.value());
+        songs.append(*found);
         songs.last().order = int(songs.size() - 1);
     }
     return songs;
@@ -68,9 +68,8 @@ QList<LocalSong> SongRecords::library(SqliteConnection &db, SortDescriptor<Local
     QList<LocalSong> songs;
     songs.reserve(qsizetype(sorted.size()));
     auto append = [this, &songs](qint64 pk) {
-        const auto found = m_records.constFind(pk);
-        if (found != m_records.constEnd())
-            songs.append(found.value());
+        if (const LocalSong *found = findRecord(pk))
+            songs.append(*found);
     };
     if (sort.order == SortOrder::forward)
         std::for_each(sorted.begin(), sorted.end(), append);
@@ -95,11 +94,11 @@ SongImage SongRecords::image(SqliteConnection &db)
         image.listRows.reserve(sorted.size());
         listed.reserve(qsizetype(sorted.size()));
         auto add = [this, &image, &listed](qint64 pk) {
-            const auto found = m_records.constFind(pk);
-            if (found == m_records.constEnd())
+            const LocalSong *found = findRecord(pk);
+            if (!found)
                 return;
             image.listRows.push_back(pk);
-            image.list.append(found.value());
+            image.list.append(*found);
             listed.insert(pk);
         };
         if (m_lastSort->order == SortOrder::forward)
@@ -107,11 +106,11 @@ SongImage SongRecords::image(SqliteConnection &db)
         else
             std::for_each(sorted.rbegin(), sorted.rend(), add);
     }
-    for (auto record = m_records.cbegin(); record != m_records.cend(); ++record) {
-        if (listed.contains(record.key()))
+    for (const Entry &entry : m_records) {
+        if (!entry.record || listed.contains(entry.pk))
             continue;
-        image.otherRows.push_back(record.key());
-        image.others.append(record.value());
+        image.otherRows.push_back(entry.pk);
+        image.others.append(*entry.record);
     }
     image.sorted = m_sorted;
     return image;
@@ -120,11 +119,14 @@ SongImage SongRecords::image(SqliteConnection &db)
 void SongRecords::adopt(SongImage image)
 {
     forget();
-    m_records.reserve(image.list.size() + image.others.size());
+    std::vector<Entry> entries;
+    entries.reserve(size_t(image.list.size() + image.others.size()));
     for (qsizetype i = 0; i < image.list.size(); ++i)
-        m_records.emplace(image.listRows[size_t(i)], image.list[i]);
+        entries.push_back({image.listRows[size_t(i)], image.list[i]});
     for (qsizetype i = 0; i < image.others.size(); ++i)
-        m_records.emplace(image.otherRows[size_t(i)], std::move(image.others[i]));
+        entries.push_back({image.otherRows[size_t(i)], std::move(image.others[i])});
+    image.others = {};
+    setRecords(std::move(entries));
     for (const QString &text : std::as_const(image.sharedTexts))
         m_texts.insert(text, text);
     for (const auto &[text, url] : std::as_const(image.urls))
@@ -141,9 +143,9 @@ std::optional<int> SongRecords::nextLibraryPosition() const
     if (!m_loaded)
         return std::nullopt;
     int next = 0;
-    for (const LocalSong &song : m_records) {
-        if (song.order)
-            next = std::max(next, *song.order + 1);
+    for (const Entry &entry : m_records) {
+        if (entry.record && entry.record->order)
+            next = std::max(next, *entry.record->order + 1);
     }
     return next;
 }
@@ -159,7 +161,7 @@ void SongRecords::stored(qint64 pk, LocalSong record, const std::optional<QStrin
     if (artwork)
         record.artworkURL = sharedURL(*artwork);
     record.order = libraryOrder;
-    m_records.emplace(pk, std::move(record));
+    putRecord(pk, std::move(record));
     changed();
 }
 
@@ -167,8 +169,7 @@ void SongRecords::libraryOrderChanged(qint64 pk, std::optional<int> libraryOrder
 {
     if (!m_loaded)
         return;
-    const auto found = m_records.find(pk);
-    if (found != m_records.end())
+    if (LocalSong *found = findRecord(pk))
         found->order = libraryOrder;
     changed();
 }
@@ -177,7 +178,7 @@ void SongRecords::removed(qint64 pk)
 {
     if (!m_loaded)
         return;
-    m_records.remove(pk);
+    removeRecord(pk);
     changed();
 }
 
@@ -185,6 +186,7 @@ void SongRecords::forget()
 {
     m_loaded = false;
     m_records = {};
+    m_emptySlots = 0;
     m_texts = {};
     m_utf8Texts = {};
     m_urls = {};
@@ -205,8 +207,8 @@ void SongRecords::ensureLoaded(SqliteConnection &db)
         return;
     SqliteQuery query = db.query("SELECT pk, id, title, artist, album, duration, genre, release_date, artwork,"
                                  " play_id, play_kind, library_order FROM songs");
-    QHash<qint64, LocalSong> records;
-    records.reserve(qsizetype(db.scalar("SELECT count(*) FROM songs")));
+    std::vector<Entry> records;
+    records.reserve(size_t(db.scalar("SELECT count(*) FROM songs")));
     auto sharedColumn = [this, &query](int column) -> std::optional<QString> {
         if (query.isNull(column))
             return std::nullopt;
@@ -229,11 +231,67 @@ void SongRecords::ensureLoaded(SqliteConnection &db)
             row.playID = query.bytes(9) == query.bytes(1) ? row.id : query.text(9);
         row.playKind = sharedColumn(10);
         const std::optional<int> libraryOrder = query.isNull(11) ? std::nullopt : std::optional(int(query.int64(11)));
-        records.emplace(query.int64(0), record(row, libraryOrder));
+        records.push_back({query.int64(0), record(row, libraryOrder)});
     }
-    m_records = std::move(records);
+    setRecords(std::move(records));
     m_loaded = true;
     changed();
+}
+
+LocalSong *SongRecords::findRecord(qint64 pk)
+{
+    const auto found = std::lower_bound(m_records.begin(), m_records.end(), pk,
+                                        [](const Entry &entry, qint64 key) { return entry.pk < key; });
+    return found != m_records.end() && found->pk == pk && found->record ? &*found->record : nullptr;
+}
+
+void SongRecords::putRecord(qint64 pk, LocalSong record)
+{
+    if (m_records.empty() || m_records.back().pk < pk) {
+        m_records.push_back({pk, std::move(record)});
+        return;
+    }
+    const auto found = std::lower_bound(m_records.begin(), m_records.end(), pk,
+                                        [](const Entry &entry, qint64 key) { return entry.pk < key; });
+    if (found != m_records.end() && found->pk == pk) {
+        if (!found->record)
+            --m_emptySlots;
+        found->record = std::move(record);
+        return;
+    }
+    m_records.insert(found, {pk, std::move(record)});
+}
+
+void SongRecords::removeRecord(qint64 pk)
+{
+    const auto found = std::lower_bound(m_records.begin(), m_records.end(), pk,
+                                        [](const Entry &entry, qint64 key) { return entry.pk < key; });
+    if (found == m_records.end() || found->pk != pk || !found->record)
+        return;
+    found->record.reset();
+    if (++m_emptySlots * 2 < m_records.size())
+        return;
+    m_records.erase(std::remove_if(m_records.begin(), m_records.end(), [](const Entry &entry) { return !entry.record; }),
+                    m_records.end());
+    m_emptySlots = 0;
+}
+
+void SongRecords::setRecords(std::vector<Entry> entries)
+{
+    const auto byRow = [](const Entry &a, const Entry &b) { return a.pk < b.pk; };
+    m_emptySlots = 0;
+    if (std::is_sorted(entries.begin(), entries.end(), byRow)) {
+        m_records = std::move(entries);
+        return;
+    }
+    // Positions are sorted, not the entries: each record is then moved once.
+    std::vector<quint32> order(entries.size());
+    std::iota(order.begin(), order.end(), 0u);
+    std::sort(order.begin(), order.end(), [&entries](quint32 a, quint32 b) { return entries[a].pk < entries[b].pk; });
+    m_records.clear();
+    m_records.reserve(entries.size());
+    for (const quint32 i : order)
+        m_records.push_back(std::move(entries[i]));
 }
 
 const std::vector<qint64> &SongRecords::sortedLibrary(SqliteConnection &db, LocalSong::SortKey key)

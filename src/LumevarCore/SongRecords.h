@@ -83,8 +83,24 @@ private:
     LocalSong record(const SongRow &row, std::optional<int> libraryOrder);
     void changed();
 
+    // A record beside its row; a removed record leaves an empty slot until the slots are compacted.
+    struct Entry {
+        qint64 pk = 0;
+        std::optional<LocalSong> record;
+    };
+    // The records by row. A vector, not a hash: 100,000 records in a hash took a third more
+    // memory. SQLite numbers new rows past the highest, so records are nearly always added at
+    // the end; removals only empty their slot, and the table is compacted when half is empty.
+    LocalSong *findRecord(qint64 pk);
+    const LocalSong *findRecord(qint64 pk) const { return const_cast<SongRecords *>(this)->findRecord(pk); }
+    void putRecord(qint64 pk, LocalSong record);
+    void removeRecord(qint64 pk);
+    // Takes records in any order of rows.
+    void setRecords(std::vector<Entry> entries);
+
     bool m_loaded = false;
-    QHash<qint64, LocalSong> m_records;
+    std::vector<Entry> m_records;
+    size_t m_emptySlots = 0;
     // Library rows in forward order per sort key; empty until asked for, cleared by any change.
     std::array<std::vector<qint64>, 7> m_sorted;
     std::optional<SortDescriptor<LocalSong>> m_listOrder;

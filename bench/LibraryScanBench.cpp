@@ -383,10 +383,12 @@ void BM_Large_FirstScanAndSyncLongestPause(benchmark::State &state)
         QTimer ticker;
         ticker.setTimerType(Qt::PreciseTimer);
         ticker.setInterval(2);
-        // LUMEVAR_BENCH_PAUSES=1 prints each pause over 100 ms and every log line with the time
-        // since the start, to tell which step held the thread.
+        // LUMEVAR_BENCH_PAUSES=1 prints each pause over 100 ms (LUMEVAR_BENCH_PAUSE_MS to choose) and
+        // every log line with the time since the start, to tell which step held the thread.
         static QElapsedTimer sinceStart;
         static bool tracing = qEnvironmentVariableIntValue("LUMEVAR_BENCH_PAUSES") == 1;
+        static const qint64 tracedPause = qEnvironmentVariableIsSet("LUMEVAR_BENCH_PAUSE_MS")
+                                              ? qEnvironmentVariableIntValue("LUMEVAR_BENCH_PAUSE_MS") : 100;
         sinceStart.start();
         const QtMessageHandler previousHandler = tracing ? qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &message) {
             std::fprintf(stderr, "%7lld ms  %s\n", static_cast<long long>(sinceStart.elapsed()), qPrintable(message));
@@ -396,7 +398,7 @@ void BM_Large_FirstScanAndSyncLongestPause(benchmark::State &state)
             longest = std::max(longest, gap);
             overFrame += gap > 16;
             overTenth += gap > 100;
-            if (tracing && gap > 100)
+            if (tracing && gap > tracedPause)
                 std::fprintf(stderr, "%7lld ms  pause of %lld ms\n", static_cast<long long>(sinceStart.elapsed()), static_cast<long long>(gap));
         });
         sinceTick.start();

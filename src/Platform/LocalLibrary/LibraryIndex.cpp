@@ -269,7 +269,8 @@ Album LibraryIndex::albumOf(const StoredAlbum &stored, QHash<quint32, QString> &
     album.releaseDate = dateOf(stored.releaseDate, StoredSong::noDate);
     album.libraryAddedDate = dateOf(stored.addedDate, StoredSong::noDate);
     album.trackCount = int(stored.songs.count);
-    album.artwork = firstArtwork(stored.songs);
+    if (stored.artworkURL.size)
+        album.artwork = Artwork(shared(stored.artworkURL, names));
     album.playParameters = PlayParameters{album.id, QStringLiteral("album")};
     return album;
 }
@@ -280,7 +281,8 @@ Artist LibraryIndex::artistOf(const StoredArtist &stored, QHash<quint32, QString
     artist.id = LocalIdentifiers::fromDigest(LocalIdentifiers::artist, stored.id);
     artist.name = shared(stored.name, names);
     artist.genreNames = namesOf(stored.genres, names);
-    artist.artwork = firstArtwork(stored.songs);
+    if (stored.artworkURL.size)
+        artist.artwork = Artwork(shared(stored.artworkURL, names));
     return artist;
 }
 
@@ -470,6 +472,7 @@ LibraryIndex::StoredAlbum LibraryIndex::makeAlbum(quint64 id, SongRefs songs, Ru
     }
     album.genres = genresOf(songs, runs);
     std::sort(songs.begin(), songs.end(), [this](const StoredSong *a, const StoredSong *b) { return inAlbumOrder(*a, *b); });
+    album.artworkURL = firstArtwork(songs);
     album.songs = {quint32(runs.members.size()), quint32(songs.size())};
     for (const StoredSong *member : songs)
         runs.members.push_back(member->id);
@@ -504,8 +507,11 @@ LibraryIndex::StoredArtist LibraryIndex::makeArtist(quint64 id, Text name, const
     artist.name = name;
     artist.genres = genresOf(songs, runs);
     artist.songs = {quint32(runs.members.size()), quint32(members.size())};
-    for (const Member &m : members)
+    for (const Member &m : members) {
         runs.members.push_back(m.song->id);
+        if (!artist.artworkURL.size)
+            artist.artworkURL = m.song->artworkURL;
+    }
     return artist;
 }
 
@@ -667,12 +673,16 @@ void LibraryIndex::addPlaylists(const QList<ScannedPlaylist> &playlists)
             m_members.push_back(*found);
             ++run.count;
         }
+        SongRefs songs;
+        for (quint32 i = 0; i < run.count; ++i)
+            songs.push_back(find(m_members[run.offset + i]));
         Playlist playlist;
         playlist.id = id;
         playlist.name = scanned->name;
         playlist.libraryAddedDate = scanned->modified;
         playlist.lastModifiedDate = scanned->modified;
-        playlist.artwork = firstArtwork(run);
+        if (const Text url = firstArtwork(songs); url.size)
+            playlist.artwork = Artwork(string(url));
         playlist.playParameters = PlayParameters{playlist.id, QStringLiteral("playlist")};
         m_playlists.append(std::move(playlist));
         m_playlistSongs.push_back(run);
@@ -796,23 +806,27 @@ void LibraryIndex::dropGoneTexts()
     for (StoredAlbum &album : m_albums) {
         moveName(album.title);
         moveName(album.artistName);
+        moveName(album.artworkURL);
     }
-    for (StoredArtist &artist : m_artists)
+    for (StoredArtist &artist : m_artists) {
         moveName(artist.name);
+        moveName(artist.artworkURL);
+    }
     for (StoredGenre &genre : m_genres)
         moveName(genre.name);
     for (Text &text : m_textLists)
         moveName(text);
 }
 
-std::optional<Artwork> LibraryIndex::firstArtwork(Run run) const
+LibraryIndex::Text LibraryIndex::firstArtwork(const SongRefs &songs) const
 {
-    for (quint32 i = 0; i < run.count; ++i) {
-        if (const StoredSong *s = find(m_members[run.offset + i]); s && s->artworkURL.size)
-            return Artwork(string(s->artworkURL));
+    for (const StoredSong *song : songs) {
+        if (song->artworkURL.size)
+            return song->artworkURL;
     }
-    return std::nullopt;
+    return {};
 }
+
 
 const LibraryIndex::StoredSong *LibraryIndex::find(quint64 id) const { return findByID(m_songs, id); }
 

@@ -107,6 +107,7 @@ private:
         Text artistName;
         Run genres;
         Run songs; // in album order
+        Text artworkURL; // its first song's with artwork
         qint64 releaseDate = StoredSong::noDate;
         qint64 addedDate = StoredSong::noDate;
     };
@@ -115,6 +116,7 @@ private:
         Text name;
         Run genres;
         Run songs; // by album, then in album order
+        Text artworkURL;
     };
     struct StoredGenre {
         Text name;
@@ -150,7 +152,8 @@ private:
     StoredAlbum makeAlbum(quint64 id, SongRefs songs, Runs &runs) const;
     StoredArtist makeArtist(quint64 id, Text name, const SongRefs &songs, LibraryNames &names, Runs &runs) const;
     Run genresOf(const SongRefs &songs, Runs &runs) const;
-    std::optional<Artwork> firstArtwork(Run run) const;
+    // The artwork of the first song with one, of songs in a collection's order.
+    Text firstArtwork(const SongRefs &songs) const;
     // Appends runs to m_members and m_textLists; the offsets of items made with them move along.
     template <typename Stored>
     void adopt(Runs &runs, std::vector<Stored> &items, qsizetype fromItem);

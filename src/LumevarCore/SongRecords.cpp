@@ -6,7 +6,6 @@
 #include <QSet>
 #include <algorithm>
 #include <cstring>
-#include <numeric>
 
 namespace {
 
@@ -119,14 +118,19 @@ SongImage SongRecords::image(SqliteConnection &db)
 void SongRecords::adopt(SongImage image)
 {
     forget();
-    std::vector<Entry> entries;
-    entries.reserve(size_t(image.list.size() + image.others.size()));
+    // The records join in the order of their rows: the rows are sorted beside where each record
+    // stands (the list's by position, the others' after them), and each record is taken once.
+    std::vector<std::pair<qint64, qsizetype>> order;
+    order.reserve(size_t(image.list.size() + image.others.size()));
     for (qsizetype i = 0; i < image.list.size(); ++i)
-        entries.push_back({image.listRows[size_t(i)], image.list[i]});
+        order.emplace_back(image.listRows[size_t(i)], i);
     for (qsizetype i = 0; i < image.others.size(); ++i)
-        entries.push_back({image.otherRows[size_t(i)], std::move(image.others[i])});
+        order.emplace_back(image.otherRows[size_t(i)], image.list.size() + i);
+    std::sort(order.begin(), order.end());
+    m_records.reserve(order.size());
+    for (const auto &[pk, at] : order)
+        m_records.push_back({pk, at < image.list.size() ? image.list[at] : std::move(image.others[at - image.list.size()])});
     image.others = {};
-    setRecords(std::move(entries));
     for (const QString &text : std::as_const(image.sharedTexts))
         m_texts.insert(text, text);
     for (const auto &[text, url] : std::as_const(image.urls))
@@ -206,7 +210,7 @@ void SongRecords::ensureLoaded(SqliteConnection &db)
     if (m_loaded)
         return;
     SqliteQuery query = db.query("SELECT pk, id, title, artist, album, duration, genre, release_date, artwork,"
-                                 " play_id, play_kind, library_order FROM songs");
+                                 " play_id, play_kind, library_order FROM songs ORDER BY pk");
     std::vector<Entry> records;
     records.reserve(size_t(db.scalar("SELECT count(*) FROM songs")));
     auto sharedColumn = [this, &query](int column) -> std::optional<QString> {
@@ -233,15 +237,32 @@ void SongRecords::ensureLoaded(SqliteConnection &db)
         const std::optional<int> libraryOrder = query.isNull(11) ? std::nullopt : std::optional(int(query.int64(11)));
         records.push_back({query.int64(0), record(row, libraryOrder)});
     }
-    setRecords(std::move(records));
+    m_records = std::move(records);
+    m_emptySlots = 0;
     m_loaded = true;
     changed();
 }
 
+std::vector<SongRecords::Entry>::iterator SongRecords::slotOf(qint64 pk)
+{
+    // Rows are numbered upwards, so the slot of row pk is at most pk - first slots in, and at
+    // least that minus the numbers missing between the first row and the last: with no rows
+    // missing (a store synced once) the slot is found at once, with a few missing in a few steps.
+    if (m_records.empty() || pk > m_records.back().pk)
+        return m_records.end();
+    if (pk <= m_records.front().pk)
+        return m_records.begin();
+    const auto count = qint64(m_records.size());
+    const qint64 missing = m_records.back().pk - m_records.front().pk + 1 - count;
+    const qint64 highest = std::min(count - 1, pk - m_records.front().pk);
+    const qint64 lowest = std::max<qint64>(0, highest - missing);
+    return std::lower_bound(m_records.begin() + lowest, m_records.begin() + highest + 1, pk,
+                            [](const Entry &entry, qint64 key) { return entry.pk < key; });
+}
+
 LocalSong *SongRecords::findRecord(qint64 pk)
 {
-    const auto found = std::lower_bound(m_records.begin(), m_records.end(), pk,
-                                        [](const Entry &entry, qint64 key) { return entry.pk < key; });
+    const auto found = slotOf(pk);
     return found != m_records.end() && found->pk == pk && found->record ? &*found->record : nullptr;
 }
 
@@ -251,8 +272,7 @@ void SongRecords::putRecord(qint64 pk, LocalSong record)
         m_records.push_back({pk, std::move(record)});
         return;
     }
-    const auto found = std::lower_bound(m_records.begin(), m_records.end(), pk,
-                                        [](const Entry &entry, qint64 key) { return entry.pk < key; });
+    const auto found = slotOf(pk);
     if (found != m_records.end() && found->pk == pk) {
         if (!found->record)
             --m_emptySlots;
@@ -264,8 +284,7 @@ void SongRecords::putRecord(qint64 pk, LocalSong record)
 
 void SongRecords::removeRecord(qint64 pk)
 {
-    const auto found = std::lower_bound(m_records.begin(), m_records.end(), pk,
-                                        [](const Entry &entry, qint64 key) { return entry.pk < key; });
+    const auto found = slotOf(pk);
     if (found == m_records.end() || found->pk != pk || !found->record)
         return;
     found->record.reset();
@@ -276,23 +295,6 @@ void SongRecords::removeRecord(qint64 pk)
     m_emptySlots = 0;
 }
 
-void SongRecords::setRecords(std::vector<Entry> entries)
-{
-    const auto byRow = [](const Entry &a, const Entry &b) { return a.pk < b.pk; };
-    m_emptySlots = 0;
-    if (std::is_sorted(entries.begin(), entries.end(), byRow)) {
-        m_records = std::move(entries);
-        return;
-    }
-    // Positions are sorted, not the entries: each record is then moved once.
-    std::vector<quint32> order(entries.size());
-    std::iota(order.begin(), order.end(), 0u);
-    std::sort(order.begin(), order.end(), [&entries](quint32 a, quint32 b) { return entries[a].pk < entries[b].pk; });
-    m_records.clear();
-    m_records.reserve(entries.size());
-    for (const quint32 i : order)
-        m_records.push_back(std::move(entries[i]));
-}
 
 const std::vector<qint64> &SongRecords::sortedLibrary(SqliteConnection &db, LocalSong::SortKey key)
 {

@@ -91,12 +91,11 @@ private:
     // The records by row. A vector, not a hash: 100,000 records in a hash took a third more
     // memory. SQLite numbers new rows past the highest, so records are nearly always added at
     // the end; removals only empty their slot, and the table is compacted when half is empty.
+    std::vector<Entry>::iterator slotOf(qint64 pk);
     LocalSong *findRecord(qint64 pk);
     const LocalSong *findRecord(qint64 pk) const { return const_cast<SongRecords *>(this)->findRecord(pk); }
     void putRecord(qint64 pk, LocalSong record);
     void removeRecord(qint64 pk);
-    // Takes records in any order of rows.
-    void setRecords(std::vector<Entry> entries);
 
     bool m_loaded = false;
     std::vector<Entry> m_records;

@@ -100,6 +100,17 @@ TEST_F(SongSnapshotTest, RecordsAfterReopeningEqualAFreshReadOfTheTableAfterEver
     reopen();
     EXPECT_EQ(runTask(database->allLibrarySongs({LocalSong::SortKey::title})).size(), 5);
     EXPECT_TRUE(refusals(logged).isEmpty());
+
+    // Most rows go at once (the records close the gaps they leave) and others come after them.
+    service.library.songs = {makeSong("7", "Last")};
+    syncAll();
+    runTask(database->addLibrarySongs({makeSong("8", "After"), makeSong("1", "Café 12")}));
+    const SongLists kept = lists();
+    runTask(database->close());
+    ASSERT_TRUE(QFile::remove(snapshotPath()));
+    runTask(database->open());
+    EXPECT_EQ(kept, lists());
+    EXPECT_EQ(titles(kept.library[0]), (QStringList{"After", "Café 12", "Last"}));
 }
 
 TEST_F(SongSnapshotTest, AStaleDamagedOrForeignSnapshotIsRefusedWithOneLineAndTheTableIsRead)

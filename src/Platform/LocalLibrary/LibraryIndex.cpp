@@ -726,54 +726,47 @@ void LibraryIndex::addGenres()
     }
 }
 
+namespace {
+
+// Copies the runs still in use into a new vector, in order, once they are half of it or less.
+// forEachRun hands each run of the items to a visitor.
+template <typename T, typename ForEachRun>
+void compactRuns(std::vector<T> &storage, ForEachRun forEachRun)
+{
+    size_t live = 0;
+    forEachRun([&live](auto &run) { live += run.count; });
+    if (live * 2 > storage.size())
+        return;
+    std::vector<T> kept;
+    kept.reserve(live);
+    forEachRun([&storage, &kept](auto &run) {
+        const auto first = storage.begin() + run.offset;
+        run.offset = quint32(kept.size());
+        kept.insert(kept.end(), first, first + run.count);
+    });
+    storage = std::move(kept);
+}
+
+} // namespace
+
 void LibraryIndex::dropGoneRuns()
 {
-    size_t liveMembers = 0;
-    size_t liveTexts = 0;
-    for (const StoredAlbum &album : m_albums) {
-        liveMembers += album.songs.count;
-        liveTexts += album.genres.count;
-    }
-    for (const StoredArtist &artist : m_artists) {
-        liveMembers += artist.songs.count;
-        liveTexts += artist.genres.count;
-    }
-    for (const StoredGenre &genre : m_genres)
-        liveMembers += genre.songs.count;
-    for (const Run &run : m_playlistSongs)
-        liveMembers += run.count;
-    if (liveMembers * 2 <= m_members.size()) {
-        std::vector<quint64> members;
-        members.reserve(liveMembers);
-        const auto move = [this, &members](Run &run) {
-            const auto first = m_members.begin() + run.offset;
-            run.offset = quint32(members.size());
-            members.insert(members.end(), first, first + run.count);
-        };
+    compactRuns(m_members, [this](const auto &visit) {
         for (StoredAlbum &album : m_albums)
-            move(album.songs);
+            visit(album.songs);
         for (StoredArtist &artist : m_artists)
-            move(artist.songs);
+            visit(artist.songs);
         for (StoredGenre &genre : m_genres)
-            move(genre.songs);
+            visit(genre.songs);
         for (Run &run : m_playlistSongs)
-            move(run);
-        m_members = std::move(members);
-    }
-    if (liveTexts * 2 <= m_textLists.size()) {
-        std::vector<Text> texts;
-        texts.reserve(liveTexts);
-        const auto move = [this, &texts](Run &run) {
-            const auto first = m_textLists.begin() + run.offset;
-            run.offset = quint32(texts.size());
-            texts.insert(texts.end(), first, first + run.count);
-        };
+            visit(run);
+    });
+    compactRuns(m_textLists, [this](const auto &visit) {
         for (StoredAlbum &album : m_albums)
-            move(album.genres);
+            visit(album.genres);
         for (StoredArtist &artist : m_artists)
-            move(artist.genres);
-        m_textLists = std::move(texts);
-    }
+            visit(artist.genres);
+    });
 }
 
 void LibraryIndex::dropGoneTexts()

@@ -287,7 +287,12 @@ QCoro::Task<void> LocalDatabase::storePlaylistContents(QList<std::pair<QString, 
 
 QCoro::Task<void> LocalDatabase::releaseSongIndex()
 {
-    return m_d->actor.run([](StoreState &state) { state.songIndex.forget(); }, StoreActor::Access::unchecked);
+    return m_d->actor.run(
+        [](StoreState &state) {
+            state.songIndex.forget();
+            StoreWrites::forgetRepeatedTexts();
+        },
+        StoreActor::Access::unchecked);
 }
 
 QCoro::Task<QList<LocalSong>> LocalDatabase::storeCollectionSongs(LocalAlbum album, QList<Song> songs)

@@ -106,8 +106,8 @@ public:
     // Playlists unknown to the store are skipped.
     QCoro::Task<void> storePlaylistContents(QList<std::pair<QString, QList<Song>>> contents,
                                             SongLookup lookup = SongLookup::perSong);
-    // Lets go of the index a sync of the whole library read (see SongLookup); the next sync
-    // reads it again.
+    // Lets go of the index a sync of the whole library read (see SongLookup), and of the keys of
+    // the texts its songs repeat; the next sync makes them again.
     QCoro::Task<void> releaseSongIndex();
     // Stores an album's or an artist's songs as the service lists them now: they join the library
     // (keeping the library order of those already there). No song leaves the library here, only

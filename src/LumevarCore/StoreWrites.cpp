@@ -7,6 +7,7 @@
 #include "LumevarCore/TextKeys.h"
 #include "Support/Log.h"
 
+#include <QMutex>
 #include <QSet>
 #include <cmath>
 #include <functional>
@@ -27,30 +28,47 @@ std::optional<QString> cleanOptional(const std::optional<QString> &text)
 }
 
 // Collation keys and folded forms of the texts that repeat from song to song (artists, albums):
-// made once per text rather than once per song. Used on the store's thread only.
+// made once per text rather than once per song. One table for the pool threads that prepare
+// pages and the store's thread, kept for a sync and forgotten at its end (forgetRepeatedTexts):
+// a table per thread lived as long as its thread, and its entries, made among the pages' data
+// of a sync, held that data's freed pages in memory after the sync.
 class RepeatedTexts {
 public:
     QByteArray key(const QString &text) { return derived(m_keys, text, TextKeys::collationKey); }
     QString fold(const QString &text) { return derived(m_folds, text, TextKeys::fold); }
+    void forget()
+    {
+        const QMutexLocker locker(&m_mutex);
+        m_keys = {};
+        m_folds = {};
+    }
 
 private:
     template <typename Value>
-    static Value derived(QHash<QString, Value> &known, const QString &text, Value (*make)(const QString &))
+    Value derived(QHash<QString, Value> &known, const QString &text, Value (*make)(const QString &))
     {
-        auto found = known.constFind(text);
-        if (found != known.constEnd())
-            return found.value();
+        {
+            const QMutexLocker locker(&m_mutex);
+            const auto found = known.constFind(text);
+            if (found != known.constEnd())
+                return found.value();
+        }
+        // Made outside the lock: two threads may make the same one, and both get it.
+        Value value = make(text);
+        const QMutexLocker locker(&m_mutex);
         if (known.size() > 50'000)
             known.clear(); // a bound on the memory, not a cache policy: libraries repeat few texts
-        return known.insert(text, make(text)).value();
+        known.insert(text, value);
+        return value;
     }
+    QMutex m_mutex;
     QHash<QString, QByteArray> m_keys;
     QHash<QString, QString> m_folds;
 };
 
 RepeatedTexts &repeatedTexts()
 {
-    thread_local RepeatedTexts texts;
+    static RepeatedTexts texts;
     return texts;
 }
 
@@ -530,6 +548,8 @@ std::optional<PreparedSong> prepareSong(const Song &song)
     prepared.row = std::move(*row);
     return prepared;
 }
+
+void forgetRepeatedTexts() { repeatedTexts().forget(); }
 
 QList<std::optional<PreparedSong>> prepareSongs(const QList<Song> &songs)
 {

@@ -29,6 +29,8 @@ struct PreparedSong {
 // nullopt, with a log line, for a song that cannot be stored (no id).
 std::optional<PreparedSong> prepareSong(const Song &song);
 QList<std::optional<PreparedSong>> prepareSongs(const QList<Song> &songs);
+// Lets go of the keys of repeated texts that preparing songs keeps while a sync runs.
+void forgetRepeatedTexts();
 
 void storeLibrarySongs(StoreState &store, const QList<std::optional<PreparedSong>> &songs, qint64 generation,
                        int firstPosition);

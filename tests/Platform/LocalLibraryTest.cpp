@@ -307,6 +307,20 @@ TEST(LocalLibrary, IdentifiersAreStableAcrossScansAndFoldersAndDistinctAcrossKin
     EXPECT_TRUE(LocalIdentifiers::hasKind(first.songs().first().id, LocalIdentifiers::song));
     EXPECT_TRUE(LocalIdentifiers::hasKind(first.albums().first().id, LocalIdentifiers::album));
     EXPECT_FALSE(LocalIdentifiers::hasKind(first.albums().first().id, LocalIdentifiers::artist));
+
+    // The index keeps identifiers as numbers: one of another kind, or bent out of shape, finds
+    // nothing, even where its number is that of an item.
+    const QString songID = first.songs().first().id.rawValue();
+    const QString albumID = first.albums().first().id.rawValue();
+    const QString artistID = first.artists().first().id.rawValue();
+    EXPECT_TRUE(first.song(MusicItemID(songID)));
+    for (const QString &bent : {QStringLiteral("al") + songID.mid(1), songID.toUpper(), songID + u'0', songID.chopped(1),
+                                QStringLiteral("s.") + albumID.mid(3), QString()})
+        EXPECT_FALSE(first.song(MusicItemID(bent)) || first.contains(MusicItemID(bent))) << bent.toStdString();
+    EXPECT_FALSE(first.albumTracks(MusicItemID(QStringLiteral("ar") + albumID.mid(2))));
+    EXPECT_FALSE(first.artistTracks(MusicItemID(QStringLiteral("al") + artistID.mid(2))));
+    EXPECT_FALSE(first.artist(MusicItemID(albumID)));
+    EXPECT_TRUE(first.artist(MusicItemID(artistID)));
 }
 
 TEST(LocalLibrary, ArtworkComesFromEmbeddedPicturesOrACoverBesideTheFiles)

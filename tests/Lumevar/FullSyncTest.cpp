@@ -63,6 +63,20 @@ TEST_F(FullSyncTest, FirstLaunchSyncsBeforeThePlaylistsAndASecondDoesNot)
     EXPECT_EQ(second._navigationPath().size(), 2);
 }
 
+TEST_F(FullSyncTest, UpdateLibraryReadsTheLibraryAgainBeforeMirroringIt)
+{
+    service.library.songs = FakeMusicService::songs(2);
+    finish(model->updateLibrary());
+    EXPECT_EQ(service.callCount(Op::readLibraryAgain), 1);
+    EXPECT_EQ(runTask(database->allLibrarySongs({LocalSong::SortKey::title})).size(), 2);
+
+    // A library that cannot be read again is still mirrored as the service has it.
+    service.library.songs = FakeMusicService::songs(3);
+    service.fail(Op::readLibraryAgain, MusicError(MusicError::notAuthorized, QStringLiteral("gone")), 1);
+    finish(model->updateLibrary());
+    EXPECT_EQ(runTask(database->allLibrarySongs({LocalSong::SortKey::title})).size(), 3);
+}
+
 TEST_F(FullSyncTest, FailedSyncHidesTheToastAndLeavesTheFlag)
 {
     service.fail(Op::libraryPlaylists, URLError(URLError::notConnectedToInternet), -1);

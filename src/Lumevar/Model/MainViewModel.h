@@ -192,6 +192,9 @@ public:
     // Mirrors the whole library into the store with the "Syncing Library" toast up. Reports its
     // own errors; on success remembers performedFullSyncKey.
     QCoro::Task<void> performFullSync();
+    // Update Library: the service reads its library again (a folder watched on a network disk
+    // misses what other machines change), then the whole library is mirrored as above.
+    QCoro::Task<void> updateLibrary();
     // For a service that knows when its library changed: when its revision differs from the one
     // the store last mirrored, applies what changed since (when the service still knows it), else
     // mirrors it again, without the toast. Runs again when asked while it runs. Reports its own

@@ -110,6 +110,19 @@ QCoro::Task<void> MainViewModel::performFullSync()
     _libraryVersion.set(_libraryVersion() + 1);
 }
 
+QCoro::Task<void> MainViewModel::updateLibrary()
+{
+    QPointer self(this);
+    try {
+        co_await MusicService::shared().readLibraryAgain();
+    } catch (...) {
+        // The sync that follows meets the same fault and reports it.
+        Log::notice(Log::sync(), "Failed to read the library again: %@", errorFromCurrentException());
+    }
+    if (self)
+        co_await performFullSync();
+}
+
 QCoro::Task<void> MainViewModel::syncLibraryChanges()
 {
     if (m_changeSyncRunning) {

@@ -133,7 +133,7 @@ void MainWindow::buildMenus()
                       QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_F)),
             &QAction::triggered, this, [this] { openSearch(SearchPickerSelection::catalog); });
     connect(addAction(file, QStringLiteral("updateLibrary"), QStringLiteral("Update Library"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R)),
-            &QAction::triggered, this, [this] { detach(m_model.performFullSync()); });
+            &QAction::triggered, this, [this] { detach(m_model.updateLibrary()); });
 
     QMenu *song = bar->addMenu(QStringLiteral("&Song"));
     connect(addAction(song, QStringLiteral("addToLibrary"), QStringLiteral("Add to Library"), QKeySequence(Qt::CTRL | Qt::Key_S)),

@@ -50,6 +50,7 @@ public:
 
     // Reads the folder again (only what changed). Calls made meanwhile wait for the new library.
     QCoro::Task<void> rescan();
+    QCoro::Task<void> readLibraryAgain() override { return rescan(); }
     // The library's revision. Reads the folder first unless it is watched whole and read already.
     QCoro::Task<std::optional<QString>> libraryRevision() override;
     // The changes between two revisions of the last few that scans of this run found.

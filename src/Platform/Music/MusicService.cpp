@@ -14,6 +14,8 @@ void MusicService::setShared(MusicService *service) { installedService = service
 
 QCoro::Task<std::optional<QString>> MusicService::libraryRevision() { co_return std::nullopt; }
 
+QCoro::Task<void> MusicService::readLibraryAgain() { co_return; }
+
 QCoro::Task<std::optional<QList<LibraryChange>>> MusicService::libraryChanges(QString, QString)
 {
     co_return std::nullopt;

@@ -39,6 +39,10 @@ public:
     // and posts libraryDidChangeNotification when it notices a change by itself. Others answer
     // nothing. May take as long as reading the library.
     virtual QCoro::Task<std::optional<QString>> libraryRevision();
+    // Reads the library again where the backend keeps its own copy of it (a local folder), so that
+    // a change it missed is seen: a watched folder on a network disk hears nothing of what other
+    // machines change. What the user asks for with Update Library. Others do nothing.
+    virtual QCoro::Task<void> readLibraryAgain();
     static inline const QString libraryDidChangeNotification = QStringLiteral("musicLibraryDidChange");
     // The changes that lead from the library at revision `since` to the one at `until`, oldest
     // first, when the backend still knows them all; nothing otherwise (the caller then lists the

@@ -158,6 +158,8 @@ QCoro::Task<MusicAuthorizationStatus> FakeMusicService::requestAuthorization()
     co_return status;
 }
 
+QCoro::Task<void> FakeMusicService::readLibraryAgain() { co_await enter(Operation::readLibraryAgain); }
+
 QCoro::Task<LibraryPage<Playlist>> FakeMusicService::libraryPlaylists(int offset, int limit)
 {
     co_await enter(Operation::libraryPlaylists);

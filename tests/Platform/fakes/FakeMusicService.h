@@ -28,6 +28,7 @@ public:
         catalogArtistWithTopSongs,
         addToLibrary,
         playableURL,
+        readLibraryAgain,
     };
 
     // Handy item makers: play parameters and artwork filled in, ids used verbatim.
@@ -98,6 +99,7 @@ public:
     MusicAuthorizationStatus authorizationStatus() const override { return status; }
     QCoro::Task<MusicAuthorizationStatus> requestAuthorization() override;
     QString unavailableReason() const override { return reason; }
+    QCoro::Task<void> readLibraryAgain() override;
     QCoro::Task<std::optional<QString>> libraryRevision() override
     {
         std::optional<QString> answer = revision; // co_return of a member would move from it

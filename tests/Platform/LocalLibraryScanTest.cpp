@@ -427,6 +427,23 @@ TEST(LocalLibraryService, FilesAddedChangedRenamedAndRemovedWhileRunningAreReadA
     EXPECT_EQ(QSet<QString>(songs().keyBegin(), songs().keyEnd()),
               (QSet<QString>{QStringLiteral("One"), QStringLiteral("Two (Live)"), QStringLiteral("Four (Edit)")}));
 
+    // A folder removed and made again at once (as a tool that replaces a folder does) is watched
+    // again: a file moved into it afterwards, which only its own watch can see, is read.
+    const auto landFolder = [&](const QString &name, const QString &title) {
+        writeTrack(elsewhere.path(), name + QStringLiteral("/song.mp3"), tags(title, QStringLiteral("D")));
+        renameBytes(QFile::encodeName(elsewhere.filePath(name)), QFile::encodeName(f + QStringLiteral("/again")));
+    };
+    landFolder(QStringLiteral("first"), QStringLiteral("Eight"));
+    ASSERT_TRUE(waitUntil([](const auto &now) { return now.contains(QStringLiteral("Eight")); }));
+    ASSERT_GT(std::filesystem::remove_all(QFile::encodeName(f + QStringLiteral("/again")).toStdString()), 0u);
+    landFolder(QStringLiteral("second"), QStringLiteral("Nine"));
+    ASSERT_TRUE(waitUntil([](const auto &now) { return now.contains(QStringLiteral("Nine")) && !now.contains(QStringLiteral("Eight")); }));
+    writeTrack(elsewhere.path(), QStringLiteral("10.mp3"), tags(QStringLiteral("Ten"), QStringLiteral("D")));
+    renameBytes(QFile::encodeName(elsewhere.filePath(QStringLiteral("10.mp3"))), QFile::encodeName(f + QStringLiteral("/again/10.mp3")));
+    ASSERT_TRUE(waitUntil([](const auto &now) { return now.contains(QStringLiteral("Ten")); }));
+    ASSERT_GT(std::filesystem::remove_all(QFile::encodeName(f + QStringLiteral("/again")).toStdString()), 0u);
+    ASSERT_TRUE(waitUntil([](const auto &now) { return now.size() == 3; }));
+
     // What the changes left agrees with a reading of the whole folder: the same revision and
     // songs, and the cache on disk holds every file as it is now.
     const std::optional<QString> revision = runTask(service.libraryRevision());

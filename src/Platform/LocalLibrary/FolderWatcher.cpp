@@ -98,8 +98,10 @@ void FolderWatcher::readEvents()
             if (folder == m_folders.constEnd())
                 continue;
             if (event->mask & IN_IGNORED) {
-                // The folder went away (its parent's change says so) or its watch was removed.
+                // The folder went away (its parent's change says so): a folder made again at its
+                // path is a new folder, to be watched anew when the next listing names it.
                 m_watches.remove(*folder);
+                m_watched.remove(*folder);
                 m_folders.erase(folder);
                 continue;
             }

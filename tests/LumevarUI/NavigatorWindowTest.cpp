@@ -216,10 +216,13 @@ TEST_F(NavigatorWindowTest, ThePlayButtonOverARowsArtworkPlaysThatRowAndPausesTh
     EXPECT_EQ(player.queue().entries().size(), 2);
     EXPECT_EQ(player.queue().currentEntry()->title, service.albumTracks[MusicItemID(QStringLiteral("al2"))].first().title);
 
-    // Over the playing row the button pauses.
+    // Over the playing row the button pauses, once the row's artwork has settled again: the row
+    // that now shows it plays asks for its artwork anew, and a busy machine may still be loading it.
     clock.advance(1); // the player mirror settles after its debounce
     ASSERT_TRUE(spinUntil([&] { return main().isPlayingSource(ContainerKind::albums, QStringLiteral("al2")); }));
     settle();
+    artworkSlots = albums->findChild<RowArtwork *>();
+    ASSERT_TRUE(spinUntil([&] { return artworkSlots->slot(content.artworkURL, *content.artworkID).state != ArtworkState::unknown; }));
     QTest::mouseMove(albums->viewport(), artwork + QPoint(1, 0));
     settle();
     QTest::mouseClick(albums->viewport(), Qt::LeftButton, {}, artwork + QPoint(1, 0));

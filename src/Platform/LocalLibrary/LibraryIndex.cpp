@@ -355,8 +355,8 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
         sortByID(m_albums);
     }
     artists.waitForFinished();
-    adopt(albumRuns, m_albums, 0);
-    adopt(artistRuns, m_artists, 0);
+    adopt(albumRuns, m_albums);
+    adopt(artistRuns, m_artists);
     if (!scan.playlists.isEmpty())
         addPlaylists(scan.playlists);
     addGenres();
@@ -516,14 +516,14 @@ LibraryIndex::StoredArtist LibraryIndex::makeArtist(quint64 id, Text name, const
 }
 
 template <typename Stored>
-void LibraryIndex::adopt(Runs &runs, std::vector<Stored> &items, qsizetype fromItem)
+void LibraryIndex::adopt(Runs &runs, std::vector<Stored> &items)
 {
     const auto members = quint32(m_members.size());
     const auto texts = quint32(m_textLists.size());
-    for (auto item = items.begin() + fromItem; item != items.end(); ++item) {
-        item->songs.offset += members;
-        if constexpr (requires { item->genres; })
-            item->genres.offset += texts;
+    for (Stored &item : items) {
+        item.songs.offset += members;
+        if constexpr (requires { item.genres; })
+            item.genres.offset += texts;
     }
     m_members.insert(m_members.end(), runs.members.begin(), runs.members.end());
     m_textLists.insert(m_textLists.end(), runs.texts.begin(), runs.texts.end());
@@ -557,7 +557,7 @@ void LibraryIndex::updateAlbums(const LibraryIndex &previous, const QSet<quint64
         }
         made.push_back(makeAlbum(id, members, runs));
     }
-    adopt(runs, made, 0);
+    adopt(runs, made);
     QHash<quint32, QString> names;
     for (const StoredAlbum &album : made)
         change.albums.append(albumOf(album, names));
@@ -615,7 +615,7 @@ void LibraryIndex::updateArtists(const LibraryIndex &previous, const QSet<quint6
             members.push_back(find(songID));
         made.push_back(makeArtist(id, name, members, names, runs));
     }
-    adopt(runs, made, 0);
+    adopt(runs, made);
     QHash<quint32, QString> shared;
     for (const StoredArtist &artist : made)
         change.artists.append(artistOf(artist, shared));

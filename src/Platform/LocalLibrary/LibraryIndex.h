@@ -154,9 +154,9 @@ private:
     Run genresOf(const SongRefs &songs, Runs &runs) const;
     // The artwork of the first song with one, of songs in a collection's order.
     Text firstArtwork(const SongRefs &songs) const;
-    // Appends runs to m_members and m_textLists; the offsets of items made with them move along.
+    // Appends runs to m_members and m_textLists; the offsets of the items made with them move along.
     template <typename Stored>
-    void adopt(Runs &runs, std::vector<Stored> &items, qsizetype fromItem);
+    void adopt(Runs &runs, std::vector<Stored> &items);
     void updateAlbums(const LibraryIndex &previous, const QSet<quint64> &replaced,
                       const QHash<quint64, QList<quint64>> &addedByAlbum, LibraryChange &change);
     void updateArtists(const LibraryIndex &previous, const QSet<quint64> &replaced,

@@ -295,7 +295,6 @@ void SongRecords::removeRecord(qint64 pk)
     m_emptySlots = 0;
 }
 
-
 const std::vector<qint64> &SongRecords::sortedLibrary(SqliteConnection &db, LocalSong::SortKey key)
 {
     std::vector<qint64> &sorted = m_sorted[size_t(key)];

@@ -93,7 +93,6 @@ private:
     // the end; removals only empty their slot, and the table is compacted when half is empty.
     std::vector<Entry>::iterator slotOf(qint64 pk);
     LocalSong *findRecord(qint64 pk);
-    const LocalSong *findRecord(qint64 pk) const { return const_cast<SongRecords *>(this)->findRecord(pk); }
     void putRecord(qint64 pk, LocalSong record);
     void removeRecord(qint64 pk);
 

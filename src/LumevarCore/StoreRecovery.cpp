@@ -93,8 +93,14 @@ StoreCondition openOrRebuild(StoreState &state, const QString &path)
     const QFileInfo info(path);
     Attempt attempt = info.exists() && !info.isFile() ? Attempt{Verdict::damaged, QStringLiteral("it is not a file")}
                                                       : tryOpen(state, path);
-    if (attempt.verdict == Verdict::opened)
+    if (attempt.verdict == Verdict::opened) {
+        // A store without songs was made just now or lost its contents: the library that the
+        // settings say was mirrored is not here.
+        SqliteQuery anySong = state.db.query("SELECT 1 FROM songs LIMIT 1");
+        if (!anySong.next())
+            return {StoreCondition::Kind::empty, {}, QStringLiteral("it holds no songs")};
         return {};
+    }
 
     QString reason = attempt.reason;
     if (attempt.verdict == Verdict::damaged) {

@@ -160,3 +160,36 @@ TEST_F(FullSyncTest, ALibraryThatChangesByItselfIsSyncedQuietlyOnlyWhenItsRevisi
     ASSERT_TRUE(spinUntil([&] { return relaunched._libraryVersion() > 0; }));
     EXPECT_EQ(runTask(database->allLibrarySongs({LocalSong::SortKey::order})).size(), 2);
 }
+
+TEST_F(FullSyncTest, AStoreEmptiedOrDeletedSinceTheLastSyncIsFilledAgainAtLaunch)
+{
+    const QString path = directory.filePath(QStringLiteral("gone/local.db"));
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    {
+        LocalDatabase first(path);
+        runTask(first.openOrRebuild());
+        LocalDatabase::setShared(&first);
+        finish(model->start());
+        ASSERT_TRUE(UserDefaults::standard().boolValue(MainViewModel::performedFullSyncKey));
+        ASSERT_EQ(runTask(first.allLibrarySongs({LocalSong::SortKey::order})).size(), 2);
+        runTask(first.close());
+    }
+    // The settings still say the library was mirrored; the file says otherwise.
+    const auto relaunch = [&] {
+        LocalDatabase again(path);
+        EXPECT_EQ(runTask(again.openOrRebuild()).kind, StoreCondition::Kind::empty);
+        LocalDatabase::setShared(&again);
+        service.resetCallCounts();
+        MainViewModel next;
+        finish(next.start());
+        EXPECT_EQ(service.callCount(Op::libraryPlaylists), 1);
+        EXPECT_EQ(runTask(again.allLibrarySongs({LocalSong::SortKey::order})).size(), 2);
+        EXPECT_TRUE(next._storeNotice().isEmpty());
+        runTask(again.close());
+    };
+    QFile::resize(path, 0);
+    relaunch();
+    QFile::remove(path);
+    relaunch();
+    LocalDatabase::setShared(database.get());
+}

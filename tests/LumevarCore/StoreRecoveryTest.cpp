@@ -169,7 +169,7 @@ TEST(StoreRecoveryTest, ASyncAndACloseLeaveTheWholeLibraryInTheFileAlone)
     FakeMusicService service;
     service.library.songs = manySongs(4000);
     LocalDatabase database(path);
-    ASSERT_EQ(runTask(database.openOrRebuild()).kind, StoreCondition::Kind::ready);
+    ASSERT_EQ(runTask(database.openOrRebuild()).kind, StoreCondition::Kind::empty);
     runTask(SyncEngine(database, service).syncAll(nullptr));
     // Folded back after the sync, while the store stays open.
     EXPECT_EQ(QFileInfo(path + QStringLiteral("-wal")).size(), 0);

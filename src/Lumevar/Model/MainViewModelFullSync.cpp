@@ -22,6 +22,7 @@ QString noticeFor(const StoreCondition &condition)
 {
     switch (condition.kind) {
     case StoreCondition::Kind::ready:
+    case StoreCondition::Kind::empty:
         return {};
     case StoreCondition::Kind::rebuilt:
         return QStringLiteral("Lumevar's library data was damaged and has been rebuilt from your music. The damaged file "
@@ -186,13 +187,16 @@ QCoro::Task<void> MainViewModel::start()
         if (!self)
             co_return;
     }
-    // A store that was rebuilt or lives in memory starts empty, whatever the settings remember.
+    // A store that was rebuilt, lives in memory, or was emptied or deleted since the last run
+    // starts empty, whatever the settings remember.
     const StoreCondition condition = co_await LocalDatabase::shared().condition();
     if (!self)
         co_return;
     m_storeIsTemporary = condition.kind == StoreCondition::Kind::temporary;
     _storeNotice.set(noticeFor(condition));
     if (!firstSync && condition.startsEmpty()) {
+        if (condition.kind == StoreCondition::Kind::empty)
+            Log::notice(Log::sync(), "The local store holds no songs; mirroring the whole library again");
         firstSync = true;
         co_await performFullSync();
         if (!self)

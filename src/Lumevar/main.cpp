@@ -7,6 +7,7 @@
 // without sound); without it mpv chooses.
 
 #include "Lumevar/App/LumevarApp.h"
+#include "Lumevar/App/SingleInstance.h"
 #include "Lumevar/Mpris/MprisService.h"
 #include "Lumevar/Notifications/DesktopNotifications.h"
 #include "Lumevar/Notifications/SongChangeNotifier.h"
@@ -24,6 +25,7 @@
 #include <QCommandLineParser>
 #include <QCoroTask>
 #include <QDBusConnection>
+#include <QFileInfo>
 #include <QIcon>
 #include <clocale>
 
@@ -52,6 +54,17 @@ int main(int argc, char *argv[])
     parser.addOption(audioOutputOption);
     parser.process(application);
 
+    // One process per profile: a second launch raises the first one's window and ends here.
+    SingleInstance instance(QFileInfo(LocalDatabase::defaultPath()).absolutePath());
+    switch (instance.claim(QCoreApplication::arguments())) {
+    case SingleInstance::Claim::first:
+        break;
+    case SingleInstance::Claim::handedOver:
+        return 0;
+    case SingleInstance::Claim::alreadyRunning:
+        return 1;
+    }
+
     // The platform: the music folder as the music service, mpv as the audio output.
     LocalLibraryService service(LocalLibraryService::resolveLibraryFolder(parser.value(libraryOption)));
     MusicService::setShared(&service);
@@ -76,6 +89,8 @@ int main(int argc, char *argv[])
     QObject::connect(&dock, &DockMenu::quitRequested, &application, &QApplication::quit);
     if (!dock.install())
         Log::info(Log::app(), "No system tray; the window's menus are the only controls");
+
+    QObject::connect(&instance, &SingleInstance::activated, &window, [&window](const QStringList &) { window.raiseWindow(); });
 
     MprisService::Hooks hooks;
     hooks.raise = [&window] { window.raiseWindow(); };

@@ -498,3 +498,39 @@ TEST(LocalLibraryService, TheUnavailableReasonNamesTheFolderAndWhatIsWrong)
     EXPECT_EQ(runTask(service.requestAuthorization()), MusicAuthorizationStatus::authorized);
     EXPECT_EQ(service.unavailableReason(), QString());
 }
+
+TEST(LocalLibraryService, UpdateLibraryReadsTagsAgainThatKeptTheFilesSizeAndTime)
+{
+    Library library;
+    const QString f = library.folder();
+    const QString name = QStringLiteral("a/song.mp3");
+    writeTrack(f, name, tags(QStringLiteral("Before"), QStringLiteral("A")));
+    LocalLibraryService service(f, library.cache.path());
+    ASSERT_EQ(runTask(service.librarySongs(0, 10)).items.first().title, QStringLiteral("Before"));
+
+    // A tag editor that writes in place and keeps the size and the modification time.
+    QTemporaryDir retagged;
+    writeTrack(retagged.path(), name, tags(QStringLiteral("Afters"), QStringLiteral("A")));
+    const std::filesystem::path original(QFile::encodeName(f + u'/' + name).toStdString());
+    const auto modified = std::filesystem::last_write_time(original);
+    QFile replacement(retagged.filePath(name));
+    ASSERT_TRUE(replacement.open(QIODevice::ReadOnly));
+    const QByteArray bytes = replacement.readAll();
+    ASSERT_EQ(bytes.size(), qint64(std::filesystem::file_size(original)));
+    {
+        QFile target(f + u'/' + name);
+        ASSERT_TRUE(target.open(QIODevice::ReadWrite));
+        target.write(bytes);
+    }
+    std::filesystem::last_write_time(original, modified);
+
+    // The automatic paths trust size and time; Update Library does not.
+    runTask(service.rescan());
+    EXPECT_EQ(runTask(service.librarySongs(0, 10)).items.first().title, QStringLiteral("Before"));
+    const QList<Song> before = runTask(service.librarySongs(0, 10)).items;
+    runTask(service.readLibraryAgain());
+    const QList<Song> after = runTask(service.librarySongs(0, 10)).items;
+    ASSERT_EQ(after.size(), 1);
+    EXPECT_EQ(after.first().title, QStringLiteral("Afters"));
+    EXPECT_EQ(after.first().id, before.first().id);
+}

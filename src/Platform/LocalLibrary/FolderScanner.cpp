@@ -110,6 +110,8 @@ struct FolderScanner::Reading {
     ScanCache::Entries previous;
     // Whether unchanged tracks are handed out too (a whole scan) or only those read now.
     bool everyTrack = true;
+    // Whether files that previous holds at their size and time are read again all the same.
+    bool rereadTags = false;
     // Whether a song outside audio and previous holds an identity (a partial scan).
     std::function<bool(const QByteArray &identity)> heldElsewhere;
     qsizetype rootLength = 0;
@@ -120,7 +122,7 @@ struct FolderScanner::Reading {
     ScanCache::Entries entries;
 };
 
-ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) const
+ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache, bool rereadTags) const
 {
     QElapsedTimer timer;
     timer.start();
@@ -134,6 +136,7 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache) 
 
     Reading reading;
     reading.rootLength = root.size() + (root.endsWith('/') ? 0 : 1);
+    reading.rereadTags = rereadTags;
     QList<QByteArray> playlistFiles;
     sortFiles(listing.files, reading.audio, playlistFiles);
     listing.files.clear();
@@ -289,7 +292,8 @@ void FolderScanner::read(Reading &reading, const std::atomic<bool> *stop) const
     for (qsizetype i = 0; i < audio.size(); ++i) {
         const FolderWalk::Entry &entry = audio[i];
         const auto cached = previous.constFind(entry.path);
-        const bool unchanged = cached != previous.cend() && cached->size == entry.size && cached->modifiedNs == entry.modifiedNs;
+        const bool unchanged = !reading.rereadTags && cached != previous.cend() && cached->size == entry.size &&
+                               cached->modifiedNs == entry.modifiedNs;
         // A reused track whose extracted picture was cleaned away is read again to restore it.
         if (unchanged && cached->track && (cached->track->artworkPath.isEmpty() || pictureIsThere(cached->track->artworkPath))) {
             tracks[i] = cached->track;

@@ -18,8 +18,9 @@ class FolderScanner {
 public:
     FolderScanner(QString folder, QString artworkCacheFolder);
 
-    // Stops early, with what it has read so far, once *stop becomes true.
-    ScanResult scan(const std::atomic<bool> *stop = nullptr, ScanCache *cache = nullptr) const;
+    // Stops early, with what it has read so far, once *stop becomes true. With rereadTags every
+    // file is read, also those the cache holds at their size and time; identities are kept.
+    ScanResult scan(const std::atomic<bool> *stop = nullptr, ScanCache *cache = nullptr, bool rereadTags = false) const;
 
     // What a partial scan starts from: the last scan's folders and playlist files, and whether a
     // song of its library has an identity.

@@ -138,13 +138,13 @@ QCoro::Task<MusicAuthorizationStatus> LocalLibraryService::requestAuthorization(
     co_return m_status;
 }
 
-void LocalLibraryService::startScan(QSet<QByteArray> changedFolders)
+void LocalLibraryService::startScan(QSet<QByteArray> changedFolders, bool rereadTags)
 {
     const int generation = ++m_scanGeneration;
     Log::debug(Log::collection(), "Scanning %@ (scan %d, %d changed folders)", m_folder, generation, int(changedFolders.size()));
     m_scan = QtConcurrent::run(&m_scanPool, [folder = m_folder, cache = m_artworkCacheFolder, stop = m_stopScan,
                                              scanCache = m_scanCache, lastBuilt = m_lastBuilt,
-                                             changedFolders = std::move(changedFolders)] {
+                                             changedFolders = std::move(changedFolders), rereadTags] {
         // The library of the scan before this one, from the same cache: what this scan finds
         // changed is applied to it. Cleared while the scan runs, so that a scan that fails or
         // stops leaves the next one to build the library whole.
@@ -163,7 +163,7 @@ void LocalLibraryService::startScan(QSet<QByteArray> changedFolders)
         // A whole scan reads the cache back from disk; it leaves memory again once written.
         if (!partial && !scanCache->isLoaded())
             scanCache->load();
-        ScanResult scan = partial ? std::move(*partial) : scanner.scan(stop.get(), scanCache.get());
+        ScanResult scan = partial ? std::move(*partial) : scanner.scan(stop.get(), scanCache.get(), rereadTags);
         partial.reset();
         QElapsedTimer timer;
         timer.start();
@@ -319,12 +319,14 @@ QCoro::Task<std::optional<QList<LibraryChange>>> LocalLibraryService::libraryCha
 
 QCoro::Task<void> LocalLibraryService::rescan() { return scanAgain({}); }
 
-QCoro::Task<void> LocalLibraryService::scanAgain(QSet<QByteArray> changedFolders)
+QCoro::Task<void> LocalLibraryService::readLibraryAgain() { return scanAgain({}, true); }
+
+QCoro::Task<void> LocalLibraryService::scanAgain(QSet<QByteArray> changedFolders, bool rereadTags)
 {
     m_status = checkFolder();
     if (m_status != MusicAuthorizationStatus::authorized)
         throw MusicError(MusicError::notAuthorized, QStringLiteral("The music folder %1 is missing or not readable").arg(m_folder));
-    startScan(std::move(changedFolders));
+    startScan(std::move(changedFolders), rereadTags);
     co_await library();
 }
 

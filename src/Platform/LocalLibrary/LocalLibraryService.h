@@ -50,7 +50,9 @@ public:
 
     // Reads the folder again (only what changed). Calls made meanwhile wait for the new library.
     QCoro::Task<void> rescan();
-    QCoro::Task<void> readLibraryAgain() override { return rescan(); }
+    // Update Library: reads the tags of every file again, also of files whose size and time are
+    // as the scan cache has them (a tag editor may keep both).
+    QCoro::Task<void> readLibraryAgain() override;
     // The library's revision. Reads the folder first unless it is watched whole and read already.
     QCoro::Task<std::optional<QString>> libraryRevision() override;
     // The changes between two revisions of the last few that scans of this run found.
@@ -95,8 +97,9 @@ private:
     // The current library, scanning first when there is none or a scan is running.
     QCoro::Task<std::shared_ptr<const Snapshot>> library();
     // A scan of the whole folder, or after a change, of the folders that changed.
-    void startScan(QSet<QByteArray> changedFolders = {});
-    QCoro::Task<void> scanAgain(QSet<QByteArray> changedFolders);
+    // rereadTags: every file's tags are read, whatever the scan cache holds.
+    void startScan(QSet<QByteArray> changedFolders = {}, bool rereadTags = false);
+    QCoro::Task<void> scanAgain(QSet<QByteArray> changedFolders, bool rereadTags = false);
     QCoro::Task<void> readFolderChange(QSet<QByteArray> changedFolders);
     MusicAuthorizationStatus checkFolder() const;
     QList<MusicItemID> nextStationSongs(const MusicItemID &stationID, const QList<MusicItemID> &pool, int count);

@@ -156,18 +156,53 @@ TEST_F(PlayerTest, ShufflePlaysEveryEntryOncePerPass)
     EXPECT_NE(played.mid(0, 8), played.mid(8, 8)) << "each pass draws a new order";
     EXPECT_NE(played[7], played[8]) << "no entry plays twice in a row across passes";
 
-    // Switched off during playback: original order, same current entry, still playing.
+    // Switched off during playback: what played stays before the current entry, the rest
+    // follows in the original order; same current entry, still playing.
     const QString playing = current();
+    const QStringList shuffled = ids();
+    const int at = int(shuffled.indexOf(playing));
     player.state().setShuffleMode(MusicShuffleMode::off);
-    EXPECT_EQ(ids(), QStringList({"s0", "s1", "s2", "s3", "s4", "s5", "s6", "s7"}));
+    EXPECT_EQ(ids().mid(0, at + 1), shuffled.mid(0, at + 1));
+    QStringList rest = shuffled.mid(at + 1);
+    std::sort(rest.begin(), rest.end());
+    EXPECT_EQ(ids().mid(at + 1), rest);
     EXPECT_EQ(current(), playing);
     EXPECT_EQ(status(), Status::playing);
 
-    // Switched on during playback: the current entry goes first, the rest follow shuffled.
+    // Switched on during playback: only what has not played yet is shuffled.
+    const QStringList ordered = ids();
     player.state().setShuffleMode(MusicShuffleMode::songs);
-    EXPECT_EQ(ids().first(), playing);
+    EXPECT_EQ(ids().mid(0, at + 1), ordered.mid(0, at + 1));
     EXPECT_EQ(current(), playing);
     EXPECT_EQ(engine.loads.last(), FakeMusicService::defaultURL(MusicItemID(playing))) << "the sound goes on";
+}
+
+TEST_F(PlayerTest, NextOnTheLastEntryEndsTheQueueWhateverShuffleDidWithoutRepeat)
+{
+    // Up Next edited down to the playing entry, then shuffle switched either way: Next ends the
+    // queue instead of bringing back a song that already played.
+    for (const bool startShuffled : {false, true}) {
+        player.setQueue(FakeMusicService::songs(6));
+        player.state().setRepeatMode(MusicRepeatMode::none);
+        player.state().setShuffleMode(startShuffled ? MusicShuffleMode::songs : MusicShuffleMode::off);
+        runTask(player.play());
+        finishTrack();
+        finishTrack();
+        const QStringList entries = ids();
+        QList<int> later;
+        for (int i = 3; i < entries.size(); ++i)
+            later.append(i);
+        player.queue().removeEntries(later);
+        ASSERT_EQ(ids().size(), 3);
+        const QString last = current();
+        ASSERT_EQ(ids().last(), last);
+        player.state().setShuffleMode(startShuffled ? MusicShuffleMode::off : MusicShuffleMode::songs);
+        player.state().setShuffleMode(startShuffled ? MusicShuffleMode::songs : MusicShuffleMode::off);
+        EXPECT_EQ(ids().last(), last);
+        runTask(player.skipToNextEntry());
+        EXPECT_NE(status(), Status::playing) << "shuffled first: " << startShuffled;
+        EXPECT_EQ(engine.loads.last(), FakeMusicService::defaultURL(MusicItemID(last)));
+    }
 }
 
 TEST_F(PlayerTest, StationKeepsProducingEntriesAndCollectionsExpandOnPrepare)

@@ -132,7 +132,7 @@ std::optional<int> PlaybackQueue::previousIndex() const
     return std::nullopt;
 }
 
-void PlaybackQueue::shuffle(bool keepCurrentFirst)
+void PlaybackQueue::shuffle(bool keepPlayed)
 {
     if (!m_unshuffledOrder) {
         QStringList order;
@@ -141,9 +141,11 @@ void PlaybackQueue::shuffle(bool keepCurrentFirst)
             order.append(entry.id);
         m_unshuffledOrder = std::move(order);
     }
-    if (keepCurrentFirst && m_current > 0)
-        m_entries.move(m_current, 0);
-    shuffleRange(keepCurrentFirst && m_current >= 0 ? 1 : 0);
+    if (keepPlayed && m_current >= 0) {
+        shuffleRange(m_current + 1);
+        return;
+    }
+    shuffleRange(0);
     m_current = isEmpty() ? -1 : 0;
 }
 
@@ -164,18 +166,16 @@ void PlaybackQueue::unshuffle(bool firstBecomesCurrent)
 {
     if (!m_unshuffledOrder)
         return;
-    const QString currentID = current() ? current()->id : QString();
     QHash<QString, int> rank;
     for (int i = 0; i < m_unshuffledOrder->size(); ++i)
         rank.insert(m_unshuffledOrder->at(i), i);
     // Every entry has a rank: replace() and append() keep the remembered order complete.
-    std::stable_sort(m_entries.begin(), m_entries.end(),
+    const int from = firstBecomesCurrent || m_current < 0 ? 0 : m_current + 1;
+    std::stable_sort(m_entries.begin() + from, m_entries.end(),
                      [&rank](const Entry &a, const Entry &b) { return rank.value(a.id) < rank.value(b.id); });
     m_unshuffledOrder.reset();
     if (firstBecomesCurrent)
         m_current = isEmpty() ? -1 : 0;
-    else if (m_current >= 0)
-        m_current = indexOf(currentID);
 }
 
 int PlaybackQueue::indexOf(const QString &entryID) const

@@ -48,15 +48,17 @@ public:
     std::optional<int> previousIndex() const;
 
     bool isShuffled() const { return m_unshuffledOrder.has_value(); }
-    // Shuffles the entries. With keepCurrentFirst, the current entry moves to the front and the
-    // rest follow in random order (every entry then plays once from there on); otherwise all are
-    // shuffled and the first becomes current.
-    void shuffle(bool keepCurrentFirst);
+    // Shuffles the entries. With keepPlayed (a queue under way), the current entry and those
+    // before it stay where they are and only the ones after it are shuffled, so that what already
+    // played does not come again before the end; otherwise all are shuffled and the first becomes
+    // current.
+    void shuffle(bool keepPlayed);
     // Draws a new order for another pass through a shuffled queue (repeat all): all entries
     // shuffled, the one that just played not first when there is a choice; the first is current.
     void reshuffleForNextPass();
-    // Restores the order from before shuffling, keeping the current entry (or making the first
-    // current when firstBecomesCurrent).
+    // Restores the order from before shuffling. With firstBecomesCurrent (a queue not begun) all
+    // entries take it and the first is current; otherwise the current entry and those before it
+    // stay and the ones after it take their order from before.
     void unshuffle(bool firstBecomesCurrent);
     void seed(quint32 seed) { m_random.seed(seed); }
 

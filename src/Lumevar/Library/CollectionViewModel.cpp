@@ -75,12 +75,14 @@ QCoro::Task<void> CollectionViewModel<Kind>::load(bool sync)
             co_return;
         _items.set(loaded);
         auto &selection = m_main.*Kind::selection;
-        if (!selection()) {
-            if (!loaded.isEmpty())
-                selection.set(loaded.first().identifier);
-        } else {
+        if (!selection() && !loaded.isEmpty())
+            selection.set(loaded.first().identifier);
+        // The list on screen follows later changes of the selection; this one may have come
+        // before any list did (the first launch selects while the window is still being built).
+        if (selection() && selection() != m_selectedLoadID)
+            reloadSelected();
+        else if (selection())
             publishSelectedSongs();
-        }
         if (!sync)
             co_return;
         // Nothing is reloaded after the sync: what it brought shows at the next load.
@@ -96,10 +98,18 @@ QCoro::Task<void> CollectionViewModel<Kind>::load(bool sync)
 template <typename Kind>
 void CollectionViewModel<Kind>::reloadSelected()
 {
+    m_selectedLoadID = (m_main.*Kind::selection)();
     for (SelectedLoad &task : tasks)
         task.handle.cancel();
     tasks.clear();
     tasks.append(startSelectedLoad());
+}
+
+template <typename Kind>
+void CollectionViewModel<Kind>::followSelection()
+{
+    if ((m_main.*Kind::selection)() != m_selectedLoadID)
+        reloadSelected();
 }
 
 template <typename Kind>
@@ -191,7 +201,7 @@ ObservationTrackingToken CollectionViewModel<Kind>::observeSelection()
                           [self](const std::optional<QString> &old, const std::optional<QString> &now) {
                               // Absent to absent and equal ids are no change.
                               if (self && old != now)
-                                  self->reloadSelected();
+                                  self->followSelection();
                           });
 }
 

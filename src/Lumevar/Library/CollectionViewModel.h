@@ -60,18 +60,21 @@ public:
     const Observable<int> &sortChanges() const { return m_sort._changes; }
 
     // Reads the list from the store and, with sync, runs the throttled sync of the list. Selects
-    // the first element when nothing is selected, and otherwise republishes the selected songs.
-    // Never throws.
+    // the first element when nothing is selected; then loads the selected songs when no load was
+    // started for that selection yet (a selection made before any list followed it, as on a first
+    // launch), and otherwise republishes them. Never throws.
     QCoro::Task<void> load(bool sync);
     // Cancels the selected loads under way and starts a new one.
     void reloadSelected();
+    // reloadSelected() unless the newest selected load was started for the current selection.
+    void followSelection();
     // The body of a selected load: the stored songs first, then, when the collection's track sync
     // is due, the songs from the service. Cancellation is checked before the store read and before
     // the sync, nowhere else. Never throws.
     QCoro::Task<void> loadSelectedSongs(CancellationToken token = {});
     // Hands selectedSongs to the detail list unless it already shows them in a third pane.
     void publishSelectedSongs();
-    // Follows the selection field: each change to another value reloads the selected songs.
+    // Follows the selection field: each change to a value not loaded yet reloads the selected songs.
     [[nodiscard]] ObservationTrackingToken observeSelection();
 
     // The songs of the collection with that id, synced when due. Touches nothing of the model
@@ -93,6 +96,8 @@ private:
     MainViewModel &m_main;
     DetailSongsViewModel &m_songs;
     SortSetting<Order> m_sort;
+    // The selection the newest selected load was started for.
+    std::optional<QString> m_selectedLoadID;
 };
 
 using PlaylistsViewModel = CollectionViewModel<PlaylistCollection>;

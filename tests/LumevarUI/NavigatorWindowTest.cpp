@@ -8,6 +8,7 @@
 
 #include "Lumevar/App/LumevarApp.h"
 #include "Lumevar/Library/CollectionViewModel.h"
+#include "Lumevar/Library/SortOrders.h"
 #include "Lumevar/Navigator/CollectionListModel.h"
 #include "Lumevar/UI/MainWindow.h"
 #include "Lumevar/UI/Navigator/CollectionListView.h"
@@ -19,6 +20,7 @@
 #include "TestKit/TestPalettes.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QTest>
 #include <QWheelEvent>
 
@@ -250,6 +252,65 @@ TEST_F(NavigatorWindowTest, ReturnPlaysTheSelectedSong)
     ASSERT_TRUE(spinUntil([&] { return player.queue().currentEntry().has_value(); }));
     EXPECT_EQ(player.queue().currentEntry()->title, songs->model().itemTitle(3));
     EXPECT_EQ(player.queue().entries().size(), 2); // from that song on
+}
+
+TEST_F(NavigatorWindowTest, ReturnAndADoubleClickPlayTheChosenRowOfALargeRelaunchedLibrary)
+{
+    // A relaunch: the songs come back from the records saved beside the store, in title order,
+    // and the rows below the first screen are measured as they come into view.
+#if defined(__SANITIZE_ADDRESS__)
+    const int count = 10'000;
+#else
+    const int count = 100'000;
+#endif
+    QList<Song> songs = FakeMusicService::songs(count, QStringLiteral("big"));
+    for (int i = 0; i < songs.size(); ++i)
+        songs[i].title = QStringLiteral("Title %1").arg((i * 7919) % count, 6, 10, QLatin1Char('0'));
+    store(songs);
+    UserDefaults::standard().set(QStringLiteral("sortSongsBy"), int(SongSortOrder::title));
+    runTask(database->allLibrarySongs({LocalSong::SortKey::title}));
+    const QString path = database->path();
+    runTask(database->close());
+    app.reset();
+    window.reset();
+    database = std::make_unique<LocalDatabase>(path);
+    runTask(database->open());
+    LocalDatabase::setShared(database.get());
+    LumevarApp::Environment environment;
+    environment.isLowPowerMode = []() -> QCoro::Task<bool> { co_return true; };
+    environment.terminate = [] {};
+    environment.databasePath = path;
+    app = std::make_unique<LumevarApp>(environment);
+    window = std::make_unique<MainWindow>(*app);
+    launch(800);
+    main()._selectedContainerKindID.set(QStringLiteral("songs"));
+    QElapsedTimer loading;
+    loading.start();
+    while (!(list(1) && list(1)->model().count() == count + 2) && loading.elapsed() < 30000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    ASSERT_TRUE(list(1) && list(1)->model().count() == count + 2);
+    CollectionListView *view = list(1);
+    view->setFocus(Qt::TabFocusReason);
+    for (int i = 0; i < 7; ++i)
+        QTest::keyClick(view, Qt::Key_Down);
+    settle();
+    ASSERT_EQ(view->selectedRow(), 7);
+    const QString chosen = view->model().itemTitle(7);
+    EXPECT_EQ(chosen, QStringLiteral("Title 000005")); // Play, Shuffle, then titles in order
+    QTest::keyClick(view, Qt::Key_Return);
+    ASSERT_TRUE(spinUntil([&] { return player.queue().currentEntry().has_value(); }));
+    EXPECT_EQ(player.queue().currentEntry()->title, chosen);
+
+    // Far down, after a jump: a double click on a row plays that row.
+    QTest::keyClick(view, Qt::Key_End);
+    settle();
+    const int last = view->model().count() - 1;
+    const QRect rect = view->rowRect(last);
+    ASSERT_TRUE(view->viewport()->rect().contains(rect.center()));
+    QTest::mouseDClick(view->viewport(), Qt::LeftButton, {}, rect.center() + QPoint(20, 0));
+    ASSERT_TRUE(spinUntil([&] { return player.queue().currentEntry() && player.queue().currentEntry()->title != chosen; }));
+    EXPECT_EQ(player.queue().currentEntry()->title, view->model().itemTitle(last));
+    EXPECT_EQ(player.queue().entries().size(), 1);
 }
 
 TEST_F(NavigatorWindowTest, AClickMovesOnOnlyAtTheOnePaneWidth)

@@ -30,8 +30,9 @@ QCoro::Task<void> makeThumbnail(QPointer<WelcomeViewModel> model, WelcomeRecent 
     QFuture<QImage> making = QtConcurrent::run([generate, url = recent.url] {
         return generate(url, thumbnailSize, thumbnailScale);
     });
-    co_await QFuture<void>(making);
     try {
+        // Awaiting the finished future rethrows what the generator threw.
+        co_await QFuture<void>(making);
         const QImage image = making.result();
         if (model)
             store(recent, image);

@@ -1,6 +1,8 @@
 #include "DunmoorUIKit/UI/KitSymbols.h"
 
 #include <QApplication>
+#include <QPainter>
+#include <QPainterPath>
 #include <QStyle>
 
 namespace {
@@ -12,7 +14,6 @@ struct Symbol {
 };
 
 constexpr Symbol symbols[] = {
-    {"paperplane", "mail-send", QStyle::SP_ArrowForward},
     {"arrow.right.circle", "go-next", QStyle::SP_ArrowForward},
     {"doc", "document-new", QStyle::SP_FileIcon},
     {"doc.badge.plus", "document-new", QStyle::SP_FileIcon},
@@ -24,10 +25,43 @@ constexpr Symbol symbols[] = {
     {"music.note", "audio-x-generic", QStyle::SP_MediaVolume},
 };
 
+// The paper plane of Send, drawn in the text colour of buttons: desktop themes have no such
+// icon (their "mail-send" is an envelope or a tray).
+QIcon paperPlane()
+{
+    QIcon icon;
+    for (const QIcon::Mode mode : {QIcon::Normal, QIcon::Disabled}) {
+        const QPalette::ColorGroup group = mode == QIcon::Normal ? QPalette::Active : QPalette::Disabled;
+        const QColor colour = QApplication::palette().color(group, QPalette::ButtonText);
+        for (const int side : {16, 32, 64}) {
+            QPixmap pixmap(side, side);
+            pixmap.fill(Qt::transparent);
+            QPainter painter(&pixmap);
+            painter.setRenderHint(QPainter::Antialiasing);
+            painter.scale(side / 16.0, side / 16.0);
+            QPainterPath plane;
+            plane.moveTo(1.5, 7.0);
+            plane.lineTo(14.5, 1.5);
+            plane.lineTo(9.5, 14.5);
+            plane.lineTo(7.5, 8.5);
+            plane.closeSubpath();
+            painter.setPen(QPen(colour, 1.2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+            painter.setBrush(Qt::NoBrush);
+            painter.drawPath(plane);
+            painter.drawLine(QPointF(7.5, 8.5), QPointF(14.5, 1.5));
+            painter.end();
+            icon.addPixmap(pixmap, mode);
+        }
+    }
+    return icon;
+}
+
 } // namespace
 
 QIcon KitSymbols::icon(const QString &symbolName)
 {
+    if (symbolName == QLatin1String("paperplane"))
+        return paperPlane();
     for (const Symbol &symbol : symbols) {
         if (symbolName == QLatin1String(symbol.name)) {
             const QIcon themed = QIcon::fromTheme(QLatin1String(symbol.themeName));

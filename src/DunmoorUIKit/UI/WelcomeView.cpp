@@ -132,7 +132,9 @@ void WelcomeView::rebuildRecents()
 {
     m_recents->clear();
     for (const WelcomeRecent &recent : m_model.recents()) {
-        auto *item = new QListWidgetItem(recent.fastIcon, recent.displayName, m_recents);
+        // A desktop theme without an icon for the file's type still gets a document symbol.
+        const QIcon icon = recent.fastIcon.isNull() ? KitSymbols::icon(QStringLiteral("doc")) : recent.fastIcon;
+        auto *item = new QListWidgetItem(icon, recent.displayName, m_recents);
         item->setData(urlRole, recent.url);
         item->setToolTip(recent.url.toDisplayString(QUrl::PreferLocalFile));
     }

@@ -19,7 +19,7 @@ constexpr Symbol symbols[] = {
     {"doc.badge.plus", "document-new", QStyle::SP_FileIcon},
     {"folder", "document-open", QStyle::SP_DirOpenIcon},
     {"star", "starred", QStyle::SP_DialogApplyButton},
-    {"sparkles", "weather-clear-night", QStyle::SP_DialogApplyButton},
+    {"sparkles", "starred", QStyle::SP_DialogApplyButton},
     {"bolt", "system-run", QStyle::SP_MediaSeekForward},
     {"magnifyingglass", "edit-find", QStyle::SP_FileDialogContentsView},
     {"music.note", "audio-x-generic", QStyle::SP_MediaVolume},

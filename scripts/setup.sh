@@ -18,6 +18,10 @@ packages=(
   libmp3lame-dev libflac-dev libvorbis-dev libogg-dev
   # session bus for the MPRIS tests and a virtual display for running the app headless
   dbus dbus-x11 xvfb xauth fonts-dejavu-core
+  # the system journal, read for feedback that includes another process's logs
+  libsystemd-dev
+  # a dark desktop theme and screenshots under Xvfb
+  qt6-gtk-platformtheme gnome-themes-extra imagemagick xdotool
 )
 
 missing=()

@@ -8,6 +8,7 @@
 
 #include "Lumevar/App/LumevarApp.h"
 #include "Lumevar/App/SingleInstance.h"
+#include "Lumevar/Feedback/AutomaticFeedbackReport.h"
 #include "Lumevar/Mpris/MprisService.h"
 #include "Lumevar/Notifications/DesktopNotifications.h"
 #include "Lumevar/Notifications/SongChangeNotifier.h"
@@ -75,6 +76,10 @@ int main(int argc, char *argv[])
     ApplicationMusicPlayer::setShared(&player);
     Log::info(Log::app(), "Library folder: %@", service.folder());
 
+    // A decoding failure is reported to the makers, when the build or environment gives a token.
+    AutomaticFeedbackReport automaticReport(FeedbackConfiguration::current());
+    ErrorReporter::shared().setFeedbackOutlet(&automaticReport);
+
     LumevarApp root;
     MainViewModel &model = root.mainViewModel();
     // Each newly shown song's artwork is cached, then announced on the desktop if the user asked.
@@ -108,5 +113,6 @@ int main(int argc, char *argv[])
     const int status = application.exec();
     // A clean quit folds the store's write-ahead log back, so that local.db alone is the library.
     QCoro::waitFor(LocalDatabase::shared().close());
+    ErrorReporter::shared().setFeedbackOutlet(nullptr);
     return status;
 }

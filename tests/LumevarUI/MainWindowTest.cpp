@@ -4,6 +4,8 @@
 
 #include "ModelTestFixture.h"
 
+#include "DunmoorUIKit/UI/FeedbackView.h"
+
 #include "Lumevar/App/LumevarApp.h"
 #include "Lumevar/UI/KeyboardShortcutsWindow.h"
 #include "Lumevar/UI/MainWindow.h"
@@ -319,4 +321,26 @@ TEST_F(MainWindowTest, ANoticeAboutTheStoreShowsAcrossTheTopUntilClosed)
     ASSERT_NE(close, nullptr);
     close->click();
     EXPECT_EQ(window->visibleNotice(), QString());
+}
+
+TEST_F(MainWindowTest, EachFeedbackEntryOpensAFormOfItsOwn)
+{
+    for (const char *name : {"reportIssue", "requestFeature", "sendFeedback"}) {
+        EXPECT_TRUE(action(name)->isEnabled()) << name;
+        action(name)->trigger();
+    }
+    action("sendFeedback")->trigger();
+    const QList<FeedbackView *> forms = window->findChildren<FeedbackView *>();
+    ASSERT_EQ(forms.size(), 4);
+    for (FeedbackView *form : forms) {
+        EXPECT_TRUE(form->isWindow());
+        EXPECT_TRUE(form->isVisible());
+        EXPECT_EQ(form->windowTitle(), QStringLiteral("Send Feedback"));
+        EXPECT_EQ(form->form().inputs().productName, QStringLiteral("Lumevar"));
+    }
+    // Independent: typing into one leaves the others as they were.
+    forms[0]->form().setMessage(QStringLiteral("Only in the first window."));
+    EXPECT_TRUE(forms[1]->form().message().isEmpty());
+    for (FeedbackView *form : forms)
+        form->close();
 }

@@ -27,11 +27,26 @@ void LoopbackHttpServer::answer(QTcpSocket *socket)
 {
     QByteArray &received = m_received[socket];
     received += socket->readAll();
-    if (!received.contains("\r\n\r\n"))
+    const qsizetype headEnd = received.indexOf("\r\n\r\n");
+    if (headEnd < 0)
         return;
-    const QList<QByteArray> requestLine = received.left(received.indexOf("\r\n")).split(' ');
+    Request request;
+    const QList<QByteArray> lines = received.left(headEnd).split('\n');
+    const QList<QByteArray> requestLine = lines.value(0).trimmed().split(' ');
+    for (qsizetype i = 1; i < lines.size(); ++i) {
+        const qsizetype colon = lines[i].indexOf(':');
+        if (colon > 0)
+            request.headers.insert(lines[i].left(colon).trimmed().toLower(), lines[i].mid(colon + 1).trimmed());
+    }
+    const qsizetype bodyLength = request.headers.value("content-length").toLongLong();
+    if (received.size() - (headEnd + 4) < bodyLength)
+        return; // the body is still on its way
+    request.method = requestLine.value(0);
+    request.body = received.mid(headEnd + 4, bodyLength);
     m_received.remove(socket);
     const QString path = requestLine.size() > 1 ? QString::fromUtf8(requestLine[1]) : QString();
+    request.path = path;
+    m_requests.append(request);
     ++m_counts[path];
     const Response response = m_responses.value(path, Response{404, "<html>not found</html>", "text/html"});
     if (response.neverAnswer)

@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 #include <QHash>
+#include <QList>
 #include <QObject>
 #include <QTcpServer>
 #include <QUrl>
@@ -19,11 +20,20 @@ public:
         bool neverAnswer = false; // keep the connection open and silent
     };
 
+    // A request as received: header names in lower case, the body whole (by Content-Length).
+    struct Request {
+        QByteArray method;
+        QString path;
+        QHash<QByteArray, QByteArray> headers;
+        QByteArray body;
+    };
+
     LoopbackHttpServer();
 
     QUrl url(const QString &path) const;
     void setResponse(const QString &path, Response response);
     int requestCount(const QString &path) const { return m_counts.value(path); }
+    const QList<Request> &requests() const { return m_requests; }
 
 private:
     void answer(QTcpSocket *socket);
@@ -31,5 +41,6 @@ private:
     QTcpServer m_server;
     QHash<QString, Response> m_responses;
     QHash<QString, int> m_counts;
+    QList<Request> m_requests;
     QHash<QTcpSocket *, QByteArray> m_received;
 };

@@ -3,6 +3,7 @@
 #include "Lumevar/App/LumevarApp.h"
 #include "Lumevar/App/Updater.h"
 #include "Lumevar/Artwork/ArtworkImageCache.h"
+#include "Lumevar/UI/FeedbackWindow.h"
 #include "Lumevar/UI/Icons.h"
 #include "Lumevar/UI/KeyboardShortcutsWindow.h"
 #include "Lumevar/UI/Navigator/PaneController.h"
@@ -188,10 +189,12 @@ void MainWindow::buildMenus()
     }
 
     QMenu *help = bar->addMenu(QStringLiteral("&Help"));
-    // The feedback form is not part of this window yet: its entries are shown, and disabled.
-    addAction(help, QStringLiteral("reportIssue"), QStringLiteral("Report Issue…"))->setEnabled(false);
-    addAction(help, QStringLiteral("requestFeature"), QStringLiteral("Request Feature…"))->setEnabled(false);
-    addAction(help, QStringLiteral("sendFeedback"), QStringLiteral("Send Feedback…"))->setEnabled(false);
+    // Three ways into the same form; each opening is a window of its own.
+    for (const auto &[name, text] : {std::pair{"reportIssue", "Report Issue…"}, std::pair{"requestFeature", "Request Feature…"},
+                                     std::pair{"sendFeedback", "Send Feedback…"}}) {
+        connect(addAction(help, QString::fromLatin1(name), QString::fromUtf8(text)), &QAction::triggered, this,
+                [this] { openFeedbackWindow(this); });
+    }
     help->addSeparator();
     // No confirmation: the entry's name says what it does.
     connect(addAction(help, QStringLiteral("resetData"), QStringLiteral("Reset Data")), &QAction::triggered, this,

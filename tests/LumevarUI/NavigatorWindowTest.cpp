@@ -19,6 +19,7 @@
 #include "Support/UserDefaults.h"
 #include "TestKit/TestPalettes.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QTest>
@@ -311,6 +312,43 @@ TEST_F(NavigatorWindowTest, ReturnAndADoubleClickPlayTheChosenRowOfALargeRelaunc
     ASSERT_TRUE(spinUntil([&] { return player.queue().currentEntry() && player.queue().currentEntry()->title != chosen; }));
     EXPECT_EQ(player.queue().currentEntry()->title, view->model().itemTitle(last));
     EXPECT_EQ(player.queue().entries().size(), 1);
+}
+
+TEST_F(NavigatorWindowTest, AScreenReaderReadsTheRowsTheSelectionAndPlaysARow)
+{
+    store(FakeMusicService::songs(3, QStringLiteral("lib")));
+    launch(800);
+    main()._selectedContainerKindID.set(QStringLiteral("songs"));
+    ASSERT_TRUE(spinUntil([&] { return list(1) && list(1)->model().count() == 5; }));
+    CollectionListView *songs = list(1);
+    QAccessibleInterface *rows = QAccessible::queryAccessibleInterface(songs);
+    ASSERT_TRUE(rows);
+    EXPECT_EQ(rows->role(), QAccessible::List);
+    ASSERT_EQ(rows->childCount(), 5);
+    EXPECT_EQ(rows->child(0)->text(QAccessible::Name), QStringLiteral("Play"));
+    EXPECT_EQ(rows->child(1)->text(QAccessible::Name), QStringLiteral("Shuffle"));
+    EXPECT_EQ(rows->child(2)->role(), QAccessible::ListItem);
+    EXPECT_EQ(rows->child(2)->text(QAccessible::Name), songs->model().itemTitle(2));
+    EXPECT_EQ(rows->indexOfChild(rows->child(4)), 4);
+    EXPECT_TRUE(rows->child(0)->state().selected);
+
+    songs->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(songs, Qt::Key_Down);
+    QTest::keyClick(songs, Qt::Key_Down);
+    settle();
+    EXPECT_FALSE(rows->child(0)->state().selected);
+    EXPECT_TRUE(rows->child(2)->state().selected);
+    EXPECT_TRUE(rows->child(2)->state().focused);
+    EXPECT_EQ(rows->focusChild(), rows->child(2));
+    const QRect onScreen = rows->child(2)->rect();
+    EXPECT_EQ(rows->childAt(onScreen.center().x(), onScreen.center().y()), rows->child(2));
+
+    // A screen reader's press on a row plays that row.
+    QAccessibleActionInterface *actions = rows->child(3)->actionInterface();
+    ASSERT_TRUE(actions);
+    actions->doAction(QAccessibleActionInterface::pressAction());
+    ASSERT_TRUE(spinUntil([&] { return player.queue().currentEntry().has_value(); }));
+    EXPECT_EQ(player.queue().currentEntry()->title, songs->model().itemTitle(3));
 }
 
 TEST_F(NavigatorWindowTest, AClickMovesOnOnlyAtTheOnePaneWidth)

@@ -1,5 +1,7 @@
 #include "Lumevar/UI/Navigator/CollectionListView.h"
 
+#include "Lumevar/UI/Navigator/CollectionListAccessibility.h"
+
 #include "Lumevar/Navigator/CollectionListController.h"
 #include "Lumevar/Navigator/CollectionListModel.h"
 #include "Support/NotificationCenter.h"
@@ -34,6 +36,7 @@ double lastRowWidth = 0;
 CollectionListView::CollectionListView(CollectionListModel &model, QWidget *parent)
     : QAbstractScrollArea(parent), m_model(model), m_artwork(new RowArtwork(this))
 {
+    CollectionListAccessibility::install();
     setFrameShape(QFrame::NoFrame);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
@@ -85,6 +88,7 @@ void CollectionListView::reloadData()
     m_hoverRow = -1;
     updateScrollBar();
     viewport()->update();
+    CollectionListAccessibility::rowsReplaced(this);
 }
 
 // Only visible rows are ever painted: repainting the viewport redraws exactly them from the model.
@@ -277,6 +281,14 @@ void CollectionListView::selectRow(int row)
     viewport()->update();
     if (m_controller)
         m_controller->selectionDidChange(row);
+    CollectionListAccessibility::selectionMoved(this, row);
+}
+
+void CollectionListView::activateRow(int row)
+{
+    userSelect(row);
+    if (m_selectedRow == row && m_controller)
+        m_controller->activateSelectedRow();
 }
 
 void CollectionListView::userSelect(int row)

@@ -52,6 +52,8 @@ public:
     CollectionListModel &model() const { return m_model; }
     int rowAt(const QPoint &viewportPoint) const;
     QRect rowRect(int row) const; // in viewport coordinates
+    // Selects the row as a click does and activates it as Return does (a screen reader's press).
+    void activateRow(int row);
     // Rows measured so far; for tests and benchmarks.
     int measuredRowCount() const { return m_measuredCount; }
     int artworkSlotCount() const { return m_artwork->slotCount(); }

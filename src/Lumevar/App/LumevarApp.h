@@ -1,7 +1,8 @@
 #pragma once
 // The root object of the process. Made once on the main thread, it brings the application up in a
 // fixed order, and every object it makes lives until the process ends:
-//   1. the failure and usage outlets (so nothing reported during start-up is lost),
+//   1. the failure and usage outlets (so nothing reported during start-up is lost), with the
+//      telemetry client when the user shares usage statistics (UsageStatistics),
 //   2. the updater (none on Linux),
 //   3. the one store, LocalDatabase::shared(), opening in the background,
 //   4. the fallback values of the stored settings,
@@ -29,6 +30,7 @@
 #include <memory>
 
 class Updater;
+class UsageStatistics;
 
 class LumevarApp : public QObject {
     Q_OBJECT
@@ -81,6 +83,7 @@ private:
     QCoro::Task<bool> authorize();
 
     Environment m_env;
+    std::unique_ptr<UsageStatistics> m_usageStatistics;
     Updater *m_updater = nullptr;
     std::unique_ptr<MainViewModel> m_mainViewModel;
     std::unique_ptr<DetailSongsViewModel> m_songsViewModel;

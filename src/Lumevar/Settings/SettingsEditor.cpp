@@ -80,3 +80,5 @@ void SettingsEditor::setPostNotificationsWhenSongChanges(bool on)
 {
     defaults().set(AppearanceKeys::postNotificationsWhenSongChanges, on);
 }
+
+void SettingsEditor::setShareUsageStatistics(bool on) { defaults().set(AppearanceKeys::shareUsageStatistics, on); }

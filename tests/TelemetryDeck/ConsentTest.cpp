@@ -4,7 +4,7 @@
 
 #include "IngestionServer.h"
 #include "Lumevar/App/UsageStatistics.h"
-#include "Lumevar/Settings/AppearanceSettings.h"
+#include "Lumevar/Settings/PrivacySettings.h"
 #include "Support/Error.h"
 #include "Support/UserDefaults.h"
 #include "TelemetryDeck/SignalManager.h"
@@ -87,7 +87,7 @@ TEST_F(ConsentTest, offByDefaultNothingIsMadeSentOrWritten)
 TEST_F(ConsentTest, switchingOnStartsAtOnceAndTheApplicationsSignalsGoOut)
 {
     makeStatistics();
-    UserDefaults::standard().set(AppearanceKeys::shareUsageStatistics, true);
+    UserDefaults::standard().set(PrivacyKeys::shareUsageStatistics, true);
     EXPECT_TRUE(m_statistics->isSharing());
     EXPECT_TRUE(TelemetryDeck::isInitialized());
     m_clock.advance(0.5); // the first session
@@ -109,11 +109,11 @@ TEST_F(ConsentTest, switchingOnStartsAtOnceAndTheApplicationsSignalsGoOut)
 
 TEST_F(ConsentTest, switchingOffDropsWhatWasQueuedAndItsFile)
 {
-    UserDefaults::standard().set(AppearanceKeys::shareUsageStatistics, true);
+    UserDefaults::standard().set(PrivacyKeys::shareUsageStatistics, true);
     makeStatistics();
     ASSERT_TRUE(m_statistics->isSharing());
     useTheApplication();
-    UserDefaults::standard().set(AppearanceKeys::shareUsageStatistics, false);
+    UserDefaults::standard().set(PrivacyKeys::shareUsageStatistics, false);
     EXPECT_FALSE(TelemetryDeck::isInitialized());
     useTheApplication();
     m_clock.advance(3 * SignalManager::sendInterval);

@@ -1,6 +1,6 @@
 #include "Lumevar/App/UsageStatistics.h"
 
-#include "Lumevar/Settings/AppearanceSettings.h"
+#include "Lumevar/Settings/PrivacySettings.h"
 #include "Support/Log.h"
 #include "Support/UserDefaults.h"
 #include "TelemetryDeck/DefaultSignalPayload.h"
@@ -56,7 +56,7 @@ UsageStatistics::UsageStatistics(Deployment deployment, UserDefaults &defaults)
 {
     ErrorReporter::shared().setTelemetryOutlet(this);
     connect(&m_defaults, &UserDefaults::changed, this, [this](const QString &key) {
-        if (key == AppearanceKeys::shareUsageStatistics || key.isEmpty())
+        if (key == PrivacyKeys::shareUsageStatistics || key.isEmpty())
             applyStoredSwitch();
     });
     applyStoredSwitch();
@@ -71,7 +71,7 @@ UsageStatistics::~UsageStatistics()
 
 void UsageStatistics::applyStoredSwitch()
 {
-    const bool wanted = m_defaults.boolValue(AppearanceKeys::shareUsageStatistics);
+    const bool wanted = m_defaults.boolValue(PrivacyKeys::shareUsageStatistics);
     if (wanted && !m_sharing)
         start();
     else if (!wanted && m_sharing)

@@ -19,7 +19,6 @@ inline const QString limitTitlesToOneLine = QStringLiteral("limitTitlesToOneLine
 inline const QString showSubtitles = QStringLiteral("showSubtitles");
 inline const QString useAlternatingRowColors = QStringLiteral("useAlternatingRowColors");
 inline const QString postNotificationsWhenSongChanges = QStringLiteral("postNotificationsWhenSongChanges");
-inline const QString shareUsageStatistics = QStringLiteral("shareUsageStatistics");
 } // namespace AppearanceKeys
 
 // The words the settings window shows for each case, in raw-value order.

@@ -1,6 +1,7 @@
 #include "Lumevar/UI/Settings/PrivacySettingsView.h"
 
 #include "Lumevar/Settings/SettingsEditor.h"
+#include "Lumevar/Settings/PrivacySettings.h"
 #include "Support/UserDefaults.h"
 
 #include <QCheckBox>
@@ -29,7 +30,7 @@ PrivacySettingsView::PrivacySettingsView(SettingsEditor &editor, QWidget *parent
     });
     // The stored value may change elsewhere (Reset Data).
     connect(&UserDefaults::standard(), &UserDefaults::changed, this, [this](const QString &key) {
-        if (key == AppearanceKeys::shareUsageStatistics || key.isEmpty())
+        if (key == PrivacyKeys::shareUsageStatistics || key.isEmpty())
             showStoredValue();
     });
 }
@@ -37,6 +38,6 @@ PrivacySettingsView::PrivacySettingsView(SettingsEditor &editor, QWidget *parent
 void PrivacySettingsView::showStoredValue()
 {
     m_showing = true;
-    m_toggle->setChecked(UserDefaults::standard().boolValue(AppearanceKeys::shareUsageStatistics));
+    m_toggle->setChecked(UserDefaults::standard().boolValue(PrivacyKeys::shareUsageStatistics));
     m_showing = false;
 }

@@ -81,18 +81,72 @@ TelemetryDeck::Parameters DefaultSignalPayload::parameters(const SessionManager 
     return parameters(sessions, display, localNow, locale, locale.uiLanguages());
 }
 
+namespace {
+
+// The facts that stay the same for the whole run, built at the first signal and shared by every
+// later one (a copy of a QMap is a reference until it is changed).
+const TelemetryDeck::Parameters &runFacts()
+{
+    static const TelemetryDeck::Parameters facts = [] {
+        const SystemFacts &system = SystemFacts::current();
+        const QString appVersion = QCoreApplication::applicationVersion().isEmpty()
+            ? QStringLiteral("0") : QCoreApplication::applicationVersion();
+        const QVariant build = QCoreApplication::instance() ? QCoreApplication::instance()->property("buildNumber") : QVariant();
+        const QString buildNumber = build.typeId() == QMetaType::QString ? build.toString() : QStringLiteral("0");
+        // No store receipt on this platform: never a test build, so "the store" by negation.
+        const QString isTestFlight = QStringLiteral("false");
+        const QString isAppStore = QStringLiteral("true");
+        const QString sdk = QString::fromLatin1(TelemetryDeck::sdkName);
+        const QString sdkVersion = QString::fromLatin1(TelemetryDeck::sdkVersion);
+        const QString no = QStringLiteral("false");
+        const QString native = QStringLiteral("native");
+        return TelemetryDeck::Parameters{
+            {QStringLiteral("platform"), system.operatingSystem},
+            {QStringLiteral("systemVersion"), system.systemVersion()},
+            {QStringLiteral("majorSystemVersion"), system.majorSystemVersion()},
+            {QStringLiteral("majorMinorSystemVersion"), system.majorMinorSystemVersion()},
+            {QStringLiteral("appVersion"), appVersion},
+            {QStringLiteral("buildNumber"), buildNumber},
+            {QStringLiteral("isSimulator"), no},
+            {QStringLiteral("isDebug"), no},
+            {QStringLiteral("isTestFlight"), isTestFlight},
+            {QStringLiteral("isAppStore"), isAppStore},
+            {QStringLiteral("modelName"), system.modelName},
+            {QStringLiteral("architecture"), system.architecture},
+            {QStringLiteral("operatingSystem"), system.operatingSystem},
+            {QStringLiteral("targetEnvironment"), native},
+            {QStringLiteral("telemetryClientVersion"), sdkVersion},
+            {QStringLiteral("TelemetryDeck.AppInfo.buildNumber"), buildNumber},
+            {QStringLiteral("TelemetryDeck.AppInfo.version"), appVersion},
+            {QStringLiteral("TelemetryDeck.AppInfo.versionAndBuildNumber"),
+             appVersion + QStringLiteral(" (build ") + buildNumber + QStringLiteral(")")},
+            {QStringLiteral("TelemetryDeck.Device.architecture"), system.architecture},
+            {QStringLiteral("TelemetryDeck.Device.modelName"), system.modelName},
+            {QStringLiteral("TelemetryDeck.Device.operatingSystem"), system.operatingSystem},
+            {QStringLiteral("TelemetryDeck.Device.orientation"), QStringLiteral("Fixed")},
+            {QStringLiteral("TelemetryDeck.Device.platform"), system.operatingSystem},
+            {QStringLiteral("TelemetryDeck.Device.systemMajorMinorVersion"), system.majorMinorSystemVersion()},
+            {QStringLiteral("TelemetryDeck.Device.systemMajorVersion"), system.majorSystemVersion()},
+            {QStringLiteral("TelemetryDeck.Device.systemVersion"), system.systemVersion()},
+            {QStringLiteral("TelemetryDeck.RunContext.isAppStore"), isAppStore},
+            {QStringLiteral("TelemetryDeck.RunContext.isDebug"), no},
+            {QStringLiteral("TelemetryDeck.RunContext.isSimulator"), no},
+            {QStringLiteral("TelemetryDeck.RunContext.isTestFlight"), isTestFlight},
+            {QStringLiteral("TelemetryDeck.RunContext.targetEnvironment"), native},
+            {QStringLiteral("TelemetryDeck.SDK.name"), sdk},
+            {QStringLiteral("TelemetryDeck.SDK.nameAndVersion"), sdk + QStringLiteral(" ") + sdkVersion},
+            {QStringLiteral("TelemetryDeck.SDK.version"), sdkVersion},
+        };
+    }();
+    return facts;
+}
+
+} // namespace
+
 TelemetryDeck::Parameters DefaultSignalPayload::parameters(const SessionManager *sessions, const DisplayFacts &display,
                                                            const QDateTime &localNow, const QLocale &locale,
                                                            const QStringList &preferredLanguages)
 {
-    const SystemFacts &system = SystemFacts::current();
-    const QString appVersion = QCoreApplication::applicationVersion().isEmpty()
-        ? QStringLiteral("0") : QCoreApplication::applicationVersion();
-    const QVariant build = QCoreApplication::instance() ? QCoreApplication::instance()->property("buildNumber") : QVariant();
-    const QString buildNumber = build.typeId() == QMetaType::QString ? build.toString() : QStringLiteral("0");
-    // No store receipt on this platform: never a test build, so "the store" by negation.
-    const QString isTestFlight = QStringLiteral("false");
-    const QString isAppStore = QStringLiteral("true");
     const QString localeName = locale.name();
     const QStringList localeParts = splitTag(localeName);
     const QString region = locale.territory() != QLocale::AnyTerritory ? QLocale::territoryToCode(locale.territory())
@@ -100,62 +154,22 @@ TelemetryDeck::Parameters DefaultSignalPayload::parameters(const SessionManager 
     const QString language = locale.language() != QLocale::AnyLanguage ? QLocale::languageToCode(locale.language())
                                                                         : localeParts.first();
     const QString preferredLanguage = splitTag(preferredLanguages.value(0, QStringLiteral("zz-ZZ"))).first();
-    const QString sdk = QString::fromLatin1(TelemetryDeck::sdkName);
-    const QString sdkVersion = QString::fromLatin1(TelemetryDeck::sdkVersion);
-    const QString no = QStringLiteral("false");
-    const QString native = QStringLiteral("native");
 
-    TelemetryDeck::Parameters result{
-        {QStringLiteral("platform"), system.operatingSystem},
-        {QStringLiteral("systemVersion"), system.systemVersion()},
-        {QStringLiteral("majorSystemVersion"), system.majorSystemVersion()},
-        {QStringLiteral("majorMinorSystemVersion"), system.majorMinorSystemVersion()},
-        {QStringLiteral("appVersion"), appVersion},
-        {QStringLiteral("buildNumber"), buildNumber},
-        {QStringLiteral("isSimulator"), no},
-        {QStringLiteral("isDebug"), no},
-        {QStringLiteral("isTestFlight"), isTestFlight},
-        {QStringLiteral("isAppStore"), isAppStore},
-        {QStringLiteral("modelName"), system.modelName},
-        {QStringLiteral("architecture"), system.architecture},
-        {QStringLiteral("operatingSystem"), system.operatingSystem},
-        {QStringLiteral("targetEnvironment"), native},
-        {QStringLiteral("locale"), localeName},
-        {QStringLiteral("region"), region},
-        {QStringLiteral("appLanguage"), language},
-        {QStringLiteral("preferredLanguage"), preferredLanguage},
-        {QStringLiteral("telemetryClientVersion"), sdkVersion},
-        {QStringLiteral("TelemetryDeck.AppInfo.buildNumber"), buildNumber},
-        {QStringLiteral("TelemetryDeck.AppInfo.version"), appVersion},
-        {QStringLiteral("TelemetryDeck.AppInfo.versionAndBuildNumber"),
-         appVersion + QStringLiteral(" (build ") + buildNumber + QStringLiteral(")")},
-        {QStringLiteral("TelemetryDeck.Device.architecture"), system.architecture},
-        {QStringLiteral("TelemetryDeck.Device.modelName"), system.modelName},
-        {QStringLiteral("TelemetryDeck.Device.operatingSystem"), system.operatingSystem},
-        {QStringLiteral("TelemetryDeck.Device.orientation"), QStringLiteral("Fixed")},
-        {QStringLiteral("TelemetryDeck.Device.platform"), system.operatingSystem},
-        {QStringLiteral("TelemetryDeck.Device.screenResolutionHeight"), number(display.screenHeight)},
-        {QStringLiteral("TelemetryDeck.Device.screenResolutionWidth"), number(display.screenWidth)},
-        {QStringLiteral("TelemetryDeck.Device.screenScaleFactor"), number(display.scaleFactor)},
-        {QStringLiteral("TelemetryDeck.Device.systemMajorMinorVersion"), system.majorMinorSystemVersion()},
-        {QStringLiteral("TelemetryDeck.Device.systemMajorVersion"), system.majorSystemVersion()},
-        {QStringLiteral("TelemetryDeck.Device.systemVersion"), system.systemVersion()},
-        {QStringLiteral("TelemetryDeck.Device.timeZone"), timeZoneText(localNow.offsetFromUtc())},
-        {QStringLiteral("TelemetryDeck.RunContext.isAppStore"), isAppStore},
-        {QStringLiteral("TelemetryDeck.RunContext.isDebug"), no},
-        {QStringLiteral("TelemetryDeck.RunContext.isSimulator"), no},
-        {QStringLiteral("TelemetryDeck.RunContext.isTestFlight"), isTestFlight},
-        {QStringLiteral("TelemetryDeck.RunContext.language"), language},
-        {QStringLiteral("TelemetryDeck.RunContext.locale"), localeName},
-        {QStringLiteral("TelemetryDeck.RunContext.targetEnvironment"), native},
-        {QStringLiteral("TelemetryDeck.SDK.name"), sdk},
-        {QStringLiteral("TelemetryDeck.SDK.nameAndVersion"), sdk + QStringLiteral(" ") + sdkVersion},
-        {QStringLiteral("TelemetryDeck.SDK.version"), sdkVersion},
-        {QStringLiteral("TelemetryDeck.UserPreference.colorScheme"), display.colorScheme},
-        {QStringLiteral("TelemetryDeck.UserPreference.language"), preferredLanguage},
-        {QStringLiteral("TelemetryDeck.UserPreference.layoutDirection"), display.layoutDirection},
-        {QStringLiteral("TelemetryDeck.UserPreference.region"), region},
-    };
+    TelemetryDeck::Parameters result = runFacts();
+    result.insert(QStringLiteral("locale"), localeName);
+    result.insert(QStringLiteral("region"), region);
+    result.insert(QStringLiteral("appLanguage"), language);
+    result.insert(QStringLiteral("preferredLanguage"), preferredLanguage);
+    result.insert(QStringLiteral("TelemetryDeck.Device.screenResolutionHeight"), number(display.screenHeight));
+    result.insert(QStringLiteral("TelemetryDeck.Device.screenResolutionWidth"), number(display.screenWidth));
+    result.insert(QStringLiteral("TelemetryDeck.Device.screenScaleFactor"), number(display.scaleFactor));
+    result.insert(QStringLiteral("TelemetryDeck.Device.timeZone"), timeZoneText(localNow.offsetFromUtc()));
+    result.insert(QStringLiteral("TelemetryDeck.RunContext.language"), language);
+    result.insert(QStringLiteral("TelemetryDeck.RunContext.locale"), localeName);
+    result.insert(QStringLiteral("TelemetryDeck.UserPreference.colorScheme"), display.colorScheme);
+    result.insert(QStringLiteral("TelemetryDeck.UserPreference.language"), preferredLanguage);
+    result.insert(QStringLiteral("TelemetryDeck.UserPreference.layoutDirection"), display.layoutDirection);
+    result.insert(QStringLiteral("TelemetryDeck.UserPreference.region"), region);
     result.insert(calendar(localNow));
     if (sessions) {
         result.insert(QStringLiteral("TelemetryDeck.Acquisition.firstSessionDate"), sessions->firstSessionDate());

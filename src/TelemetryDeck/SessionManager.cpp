@@ -59,6 +59,9 @@ SessionManager::SessionManager(UserDefaults *customDefaults, SendSignal sendInte
     : m_defaults(customDefaults), m_sendInternalSignal(std::move(sendInternalSignal))
 {
     if (m_defaults) {
+        m_deletedSessionsCount = m_defaults->integerValue(deletedSessionsCountKey);
+        m_firstSessionDate = m_defaults->stringValue(firstSessionDateKey);
+        m_distinctDaysUsed = m_defaults->stringArrayValue(distinctDaysUsedKey).value_or(QStringList());
         if (const auto data = m_defaults->dataValue(recentSessionsKey)) {
             const QList<StoredSession> stored = StoredSession::decode(*data).value_or(QList<StoredSession>());
             // Only the last 90 days are kept; the rest are counted.
@@ -66,9 +69,9 @@ SessionManager::SessionManager(UserDefaults *customDefaults, SendSignal sendInte
             for (const StoredSession &session : stored)
                 if (session.startedAt > cutOff)
                     m_recentSessions.append(session);
-            const qint64 removed = stored.size() - m_recentSessions.size();
-            UtilityQueue::post([defaults = m_defaults, removed] {
-                defaults->set(deletedSessionsCountKey, defaults->integerValue(deletedSessionsCountKey) + removed);
+            m_deletedSessionsCount += stored.size() - m_recentSessions.size();
+            UtilityQueue::post([defaults = m_defaults, count = m_deletedSessionsCount] {
+                defaults->set(deletedSessionsCountKey, count);
             });
         }
     }
@@ -103,8 +106,10 @@ void SessionManager::startNewSession()
     stopTimer();
     if (m_recentSessions.isEmpty()) {
         const QString today = dayText(Clock::shared().now());
-        if (m_defaults)
+        if (m_defaults) {
+            m_firstSessionDate = today;
             UtilityQueue::post([defaults = m_defaults, today] { defaults->set(firstSessionDateKey, today); });
+        }
         if (m_sendInternalSignal)
             m_sendInternalSignal(QStringLiteral("TelemetryDeck.Acquisition.newInstallDetected"),
                                  {{QStringLiteral("TelemetryDeck.Acquisition.firstSessionDate"), today}});
@@ -157,12 +162,10 @@ void SessionManager::handleWillEnterForegroundNotification()
 void SessionManager::updateDistinctDays()
 {
     const QString today = dayText(Clock::shared().now());
-    QStringList days = distinctDaysUsed();
-    if (!days.isEmpty() && days.last() == today)
+    if (!m_defaults || (!m_distinctDaysUsed.isEmpty() && m_distinctDaysUsed.last() == today))
         return;
-    days.append(today);
-    if (m_defaults)
-        UtilityQueue::post([defaults = m_defaults, days] { defaults->set(distinctDaysUsedKey, days); });
+    m_distinctDaysUsed.append(today);
+    UtilityQueue::post([defaults = m_defaults, days = m_distinctDaysUsed] { defaults->set(distinctDaysUsedKey, days); });
 }
 
 qint64 SessionManager::averageSessionSeconds() const
@@ -186,20 +189,17 @@ std::optional<qint64> SessionManager::previousSessionSeconds() const
 
 qint64 SessionManager::totalSessionsCount() const
 {
-    return m_recentSessions.size() + (m_defaults ? m_defaults->integerValue(deletedSessionsCountKey) : 0);
+    return m_recentSessions.size() + m_deletedSessionsCount;
 }
 
 QString SessionManager::firstSessionDate() const
 {
-    if (m_defaults)
-        if (const auto stored = m_defaults->stringValue(firstSessionDateKey))
-            return *stored;
-    return dayText(Clock::shared().now());
+    return m_firstSessionDate.value_or(dayText(Clock::shared().now()));
 }
 
 QStringList SessionManager::distinctDaysUsed() const
 {
-    return m_defaults ? m_defaults->stringArrayValue(distinctDaysUsedKey).value_or(QStringList()) : QStringList();
+    return m_distinctDaysUsed;
 }
 
 qint64 SessionManager::distinctDaysUsedLastMonth() const
@@ -207,6 +207,5 @@ qint64 SessionManager::distinctDaysUsedLastMonth() const
     // The cut-off is taken in GMT, unlike the days themselves; texts of this form sort by date.
     const QString cutOff = QDateTime::fromSecsSinceEpoch(unixSeconds(Clock::shared().now() - lastMonthAge), Qt::UTC)
                                .toString(QStringLiteral("yyyy-MM-dd"));
-    const QStringList days = distinctDaysUsed();
-    return std::count_if(days.cbegin(), days.cend(), [&cutOff](const QString &day) { return day >= cutOff; });
+    return std::count_if(m_distinctDaysUsed.cbegin(), m_distinctDaysUsed.cend(), [&cutOff](const QString &day) { return day >= cutOff; });
 }

@@ -8,7 +8,8 @@
 //
 // The first session of an empty history sends "TelemetryDeck.Acquisition.newInstallDetected".
 //
-// Main thread only; the stored history is written on the worker, in order, from snapshots.
+// Main thread only; the stored history is written on the worker, in order, from snapshots, and the
+// stored figures are read once at construction and kept beside what is written.
 
 #include "TelemetryDeck/SignalPostBody.h"
 
@@ -75,4 +76,8 @@ private:
     double m_currentSessionDuration = 0;
     std::unique_ptr<ScheduledCall> m_sessionDurationUpdater;
     std::optional<double> m_sessionDurationLastUpdatedAt;
+    // What this manager stored, read once: only it writes these keys, and every signal reads them.
+    qint64 m_deletedSessionsCount = 0;
+    std::optional<QString> m_firstSessionDate;
+    QStringList m_distinctDaysUsed;
 };

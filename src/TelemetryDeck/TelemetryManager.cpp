@@ -48,7 +48,7 @@ TelemetryManager::TelemetryManager(std::shared_ptr<TelemetryManagerConfiguration
     sources.defaultUserIdentifier = [this] { return defaultUserIdentifier(); };
     sources.defaultPayload = [this] { return DefaultSignalPayload::parameters(m_sessionManager.get()); };
     m_signalManager = std::make_unique<SignalManager>(m_configuration, std::move(sources));
-    m_configuration->setSessionStartHandler([configuration = std::weak_ptr(m_configuration), this] {
+    m_configuration->setSessionStartHandler(this, [this] {
         // Session changes may come from any thread; the statistics live on the main thread.
         QMetaObject::invokeMethod(this, [this] { startSession(); },
                                   QThread::currentThread() == thread() ? Qt::DirectConnection : Qt::QueuedConnection);
@@ -62,7 +62,7 @@ TelemetryManager::TelemetryManager(std::shared_ptr<TelemetryManagerConfiguration
 
 TelemetryManager::~TelemetryManager()
 {
-    m_configuration->setSessionStartHandler({});
+    m_configuration->removeSessionStartHandler(this);
     m_firstSession.reset();
     m_signalManager->appWillTerminate();
     m_signalManager.reset();

@@ -43,10 +43,20 @@ void TelemetryManagerConfiguration::setSessionID(QUuid sessionID)
         handler();
 }
 
-void TelemetryManagerConfiguration::setSessionStartHandler(std::function<void()> handler)
+void TelemetryManagerConfiguration::setSessionStartHandler(const void *owner, std::function<void()> handler)
 {
     const QMutexLocker lock(&m_sessionMutex);
+    m_sessionStartHandlerOwner = owner;
     m_sessionStartHandler = std::move(handler);
+}
+
+void TelemetryManagerConfiguration::removeSessionStartHandler(const void *owner)
+{
+    const QMutexLocker lock(&m_sessionMutex);
+    if (m_sessionStartHandlerOwner != owner)
+        return;
+    m_sessionStartHandlerOwner = nullptr;
+    m_sessionStartHandler = nullptr;
 }
 
 QString TelemetryManagerConfiguration::cacheFilePath() const

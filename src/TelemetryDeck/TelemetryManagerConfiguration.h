@@ -88,8 +88,10 @@ public:
     // Stores the session and starts it (see above).
     void setSessionID(QUuid sessionID);
 
-    // What a new session sets off; installed by the manager that uses this configuration.
-    void setSessionStartHandler(std::function<void()> handler);
+    // What a new session sets off; installed by the manager that uses this configuration. A
+    // manager that ends removes its own handler only, not a newer manager's.
+    void setSessionStartHandler(const void *owner, std::function<void()> handler);
+    void removeSessionStartHandler(const void *owner);
 
     // The file of the signal cache.
     QString cacheFilePath() const;
@@ -98,4 +100,5 @@ private:
     mutable QMutex m_sessionMutex;
     QUuid m_sessionID;
     std::function<void()> m_sessionStartHandler;
+    const void *m_sessionStartHandlerOwner = nullptr;
 };

@@ -61,6 +61,20 @@ TEST_F(QueueTest, aLongQueueLeavesOneBatchOfAHundredPerTick)
     EXPECT_EQ(m_server.requests().size(), 3);
 }
 
+TEST_F(QueueTest, anImmediateSyncSendsSoonAndAtMostOnceInTenSeconds)
+{
+    send(150);
+    TelemetryDeck::requestImmediateSync();
+    TelemetryDeck::requestImmediateSync();
+    m_clock.advance(0.05);
+    ASSERT_TRUE(m_server.waitForRequests(1));
+    m_clock.advance(5);
+    TelemetryDeck::requestImmediateSync();
+    m_clock.advance(0.05);
+    EXPECT_EQ(queued(), 50);
+    EXPECT_EQ(m_server.requests().size(), 1);
+}
+
 TEST_F(QueueTest, onlyTwoHundredsCountAsSent)
 {
     EXPECT_EQ(validateResponse(199), (TelemetryError{TelemetryError::Kind::invalidStatusCode, 199}));

@@ -205,3 +205,17 @@ TEST(DefaultSignalPayloadTest, calendarTimeZoneAndFallbacks)
 }
 
 } // namespace
+
+namespace {
+
+TEST_F(SignalPathTest, aConfigurationHandedToASecondManagerStillStartsSessions)
+{
+    m_configuration->sendNewSessionBeganSignal = true;
+    TelemetryDeck::initialize(m_configuration); // the first manager ends here
+    TelemetryDeck::generateNewSession();
+    const auto records = takeQueued();
+    ASSERT_EQ(records.size(), 1);
+    EXPECT_EQ(records[0].type, QStringLiteral("TelemetryDeck.Session.started"));
+}
+
+} // namespace

@@ -29,6 +29,7 @@ LumevarApp::Environment LumevarApp::defaultEnvironment()
         [] { return PowerProfile::isPowerSaverActive(); },
         [] { QCoreApplication::quit(); },
         LocalDatabase::defaultPath(),
+        UsageStatistics::Deployment::fromBuildAndEnvironment(),
     };
 }
 
@@ -37,8 +38,8 @@ LumevarApp::LumevarApp(Environment environment, QObject *parent) : QObject(paren
     // 1. Failures and usage signals have their road before any model exists; the telemetry
     //    client starts here when the user shares usage statistics.
     ErrorReporter::shared();
-    m_usageStatistics = std::make_unique<UsageStatistics>(UsageStatistics::Deployment::fromBuildAndEnvironment(),
-                                                          UserDefaults::standard());
+    if (m_env.usageStatistics)
+        m_usageStatistics = std::make_unique<UsageStatistics>(*m_env.usageStatistics, UserDefaults::standard());
     // 2. The updater, when this platform has one.
     m_updater = Updater::shared();
     if (m_updater)

@@ -15,6 +15,7 @@
 // and the preload of Made for You unless the machine saves power. A refused authorization sets
 // _notAuthorized, and tryAgain() asks once more. resetData() forgets everything stored and quits.
 
+#include "Lumevar/App/UsageStatistics.h"
 #include "Lumevar/Library/CollectionViewModel.h"
 #include "Lumevar/Library/RecommendationViewModels.h"
 #include "Lumevar/Library/SongListViewModels.h"
@@ -28,9 +29,9 @@
 #include <QVariantMap>
 #include <functional>
 #include <memory>
+#include <optional>
 
 class Updater;
-class UsageStatistics;
 
 class LumevarApp : public QObject {
     Q_OBJECT
@@ -46,6 +47,9 @@ public:
         std::function<void()> terminate;
         // The file of the store that Reset Data deletes.
         QString databasePath;
+        // Where usage statistics go when the user shares them; without it (tests) the failure
+        // reporter's outlets are left as they are and no telemetry client is ever made.
+        std::optional<UsageStatistics::Deployment> usageStatistics = std::nullopt;
     };
     static Environment defaultEnvironment();
 

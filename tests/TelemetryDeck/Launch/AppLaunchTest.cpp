@@ -63,6 +63,8 @@ TEST(AppLaunchTest, theFirstSessionIsSentAndTheQueueSavedAtQuit)
 
     lumevar.terminate(); // SIGTERM: the application quits as from its menu
     ASSERT_TRUE(lumevar.waitForFinished(15000));
+    EXPECT_EQ(lumevar.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(lumevar.exitCode(), 0);
     QFile cache(home.filePath(QStringLiteral(".cache/Lumevar/telemetrysignalcache")));
     ASSERT_TRUE(cache.open(QIODevice::ReadOnly));
     EXPECT_TRUE(QJsonDocument::fromJson(cache.readAll()).isArray());

@@ -1,13 +1,16 @@
 // The settings window offscreen: the defaults it shows; each change stored, signalled and
 // announced once, and read back by a fresh reader of the settings file; the quiet cases (a slider
-// move inside one step, Restore Defaults at the defaults); the notification switch.
+// move inside one step, Restore Defaults at the defaults); the notification switch; the consent
+// to share usage statistics.
 
 #include "ModelTestFixture.h"
 
 #include "Lumevar/App/LumevarApp.h"
 #include "Lumevar/UI/Settings/AppearanceSettingsView.h"
 #include "Lumevar/UI/Settings/NotificationsSettingsView.h"
+#include "Lumevar/UI/Settings/PrivacySettingsView.h"
 #include "Lumevar/UI/Settings/SettingsWindow.h"
+#include "Lumevar/Settings/PrivacySettings.h"
 #include "Support/NotificationCenter.h"
 #include "Support/UserDefaults.h"
 
@@ -135,4 +138,20 @@ TEST_F(SettingsWindowTest, NotificationSwitchIsStoredAndFollowsTheStoredValue)
     // Switched on elsewhere, the window shows it.
     UserDefaults::standard().set(AppearanceKeys::postNotificationsWhenSongChanges, true);
     EXPECT_TRUE(toggle->isChecked());
+}
+
+TEST_F(SettingsWindowTest, UsageStatisticsStayOffUntilSwitchedOn)
+{
+    ASSERT_EQ(window->tabs()->tabText(2), QStringLiteral("Privacy"));
+    QCheckBox *toggle = window->privacy()->usageStatisticsToggle();
+    EXPECT_EQ(toggle->text(), QStringLiteral("Share anonymous usage statistics"));
+    EXPECT_FALSE(toggle->isChecked());
+    EXPECT_FALSE(storedAfterRestart(PrivacyKeys::shareUsageStatistics).isValid());
+    toggle->click();
+    EXPECT_EQ(storedAfterRestart(PrivacyKeys::shareUsageStatistics).toString(), QStringLiteral("true"));
+    EXPECT_TRUE(telemetry.signals_.isEmpty());
+    EXPECT_EQ(reloads, 0);
+    // Reset Data forgets it: off again.
+    UserDefaults::standard().removePersistentDomain();
+    EXPECT_FALSE(toggle->isChecked());
 }

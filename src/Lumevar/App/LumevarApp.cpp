@@ -2,6 +2,7 @@
 
 #include "Lumevar/App/PowerProfile.h"
 #include "Lumevar/App/Updater.h"
+#include "Lumevar/App/UsageStatistics.h"
 #include "Lumevar/Model/ErrorReporting.h"
 #include "LumevarCore/LocalDatabase.h"
 #include "Platform/Music/MusicService.h"
@@ -11,12 +12,6 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QPointer>
-
-namespace {
-// The analytics service's identifier of this application, handed to the telemetry client when it
-// is installed as the reporter's outlet.
-[[maybe_unused]] constexpr const char *telemetryAppID = "7C1E52D0-6A3B-4F18-9E27-3D0B5A8C41F6";
-} // namespace
 
 QVariantMap LumevarApp::registeredDefaults()
 {
@@ -34,13 +29,17 @@ LumevarApp::Environment LumevarApp::defaultEnvironment()
         [] { return PowerProfile::isPowerSaverActive(); },
         [] { QCoreApplication::quit(); },
         LocalDatabase::defaultPath(),
+        UsageStatistics::Deployment::fromBuildAndEnvironment(),
     };
 }
 
 LumevarApp::LumevarApp(Environment environment, QObject *parent) : QObject(parent), m_env(std::move(environment))
 {
-    // 1. Failures and usage signals have their road before any model exists.
+    // 1. Failures and usage signals have their road before any model exists; the telemetry
+    //    client starts here when the user shares usage statistics.
     ErrorReporter::shared();
+    if (m_env.usageStatistics)
+        m_usageStatistics = std::make_unique<UsageStatistics>(*m_env.usageStatistics, UserDefaults::standard());
     // 2. The updater, when this platform has one.
     m_updater = Updater::shared();
     if (m_updater)

@@ -1,7 +1,8 @@
 #pragma once
 // The root object of the process. Made once on the main thread, it brings the application up in a
 // fixed order, and every object it makes lives until the process ends:
-//   1. the failure and usage outlets (so nothing reported during start-up is lost),
+//   1. the failure and usage outlets (so nothing reported during start-up is lost), with the
+//      telemetry client when the user shares usage statistics (UsageStatistics),
 //   2. the updater (none on Linux),
 //   3. the one store, LocalDatabase::shared(), opening in the background,
 //   4. the fallback values of the stored settings,
@@ -14,6 +15,7 @@
 // and the preload of Made for You unless the machine saves power. A refused authorization sets
 // _notAuthorized, and tryAgain() asks once more. resetData() forgets everything stored and quits.
 
+#include "Lumevar/App/UsageStatistics.h"
 #include "Lumevar/Library/CollectionViewModel.h"
 #include "Lumevar/Library/RecommendationViewModels.h"
 #include "Lumevar/Library/SongListViewModels.h"
@@ -27,6 +29,7 @@
 #include <QVariantMap>
 #include <functional>
 #include <memory>
+#include <optional>
 
 class Updater;
 
@@ -44,6 +47,9 @@ public:
         std::function<void()> terminate;
         // The file of the store that Reset Data deletes.
         QString databasePath;
+        // Where usage statistics go when the user shares them; without it (tests) the failure
+        // reporter's outlets are left as they are and no telemetry client is ever made.
+        std::optional<UsageStatistics::Deployment> usageStatistics = std::nullopt;
     };
     static Environment defaultEnvironment();
 
@@ -81,6 +87,7 @@ private:
     QCoro::Task<bool> authorize();
 
     Environment m_env;
+    std::unique_ptr<UsageStatistics> m_usageStatistics;
     Updater *m_updater = nullptr;
     std::unique_ptr<MainViewModel> m_mainViewModel;
     std::unique_ptr<DetailSongsViewModel> m_songsViewModel;

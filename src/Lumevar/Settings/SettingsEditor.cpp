@@ -1,4 +1,5 @@
 #include "Lumevar/Settings/SettingsEditor.h"
+#include "Lumevar/Settings/PrivacySettings.h"
 
 #include "Lumevar/Model/ErrorReporting.h"
 #include "Support/NotificationCenter.h"
@@ -80,3 +81,5 @@ void SettingsEditor::setPostNotificationsWhenSongChanges(bool on)
 {
     defaults().set(AppearanceKeys::postNotificationsWhenSongChanges, on);
 }
+
+void SettingsEditor::setShareUsageStatistics(bool on) { defaults().set(PrivacyKeys::shareUsageStatistics, on); }

@@ -35,4 +35,6 @@ public:
     void restoreDefaults();
 
     void setPostNotificationsWhenSongChanges(bool on);
+    // The consent to send anonymous usage statistics; UsageStatistics follows the stored value.
+    void setShareUsageStatistics(bool on);
 };

@@ -38,6 +38,7 @@ const QHash<QString, IconSource> &sources()
         {QStringLiteral("chevron.right"), {"go-next", QStyle::SP_CustomBase}},
         {QStringLiteral("paintpalette"), {"preferences-desktop-theme", QStyle::SP_DesktopIcon}},
         {QStringLiteral("bell.badge"), {"preferences-desktop-notification", QStyle::SP_MessageBoxInformation}},
+        {QStringLiteral("hand.raised"), {"security-high", QStyle::SP_DialogYesButton}},
     };
     return table;
 }

@@ -75,14 +75,12 @@ QCoro::Task<void> CollectionViewModel<Kind>::load(bool sync)
             co_return;
         _items.set(loaded);
         auto &selection = m_main.*Kind::selection;
-        if (!selection() && !loaded.isEmpty())
-            selection.set(loaded.first().identifier);
-        // The list on screen follows later changes of the selection; this one may have come
-        // before any list did (the first launch selects while the window is still being built).
-        if (selection() && selection() != m_selectedLoadID)
-            reloadSelected();
-        else if (selection())
+        if (!selection()) {
+            if (!loaded.isEmpty())
+                selection.set(loaded.first().identifier);
+        } else {
             publishSelectedSongs();
+        }
         if (!sync)
             co_return;
         // Nothing is reloaded after the sync: what it brought shows at the next load.

@@ -60,13 +60,15 @@ public:
     const Observable<int> &sortChanges() const { return m_sort._changes; }
 
     // Reads the list from the store and, with sync, runs the throttled sync of the list. Selects
-    // the first element when nothing is selected; then loads the selected songs when no load was
-    // started for that selection yet (a selection made before any list followed it, as on a first
-    // launch), and otherwise republishes them. Never throws.
+    // the first element when nothing is selected, and otherwise republishes the selected songs.
+    // Never throws.
     QCoro::Task<void> load(bool sync);
     // Cancels the selected loads under way and starts a new one.
     void reloadSelected();
-    // reloadSelected() unless the newest selected load was started for the current selection.
+    // reloadSelected() unless the newest selected load was started for the current selection: a
+    // list calls it when it starts to follow the selection (which may have been made before any
+    // list did, as on a first launch, when a load ran before the window had built its panes) and
+    // at every change of it.
     void followSelection();
     // The body of a selected load: the stored songs first, then, when the collection's track sync
     // is due, the songs from the service. Cancellation is checked before the store read and before

@@ -155,6 +155,7 @@ std::unique_ptr<PaneScreen> collectionList(NavigatorModels &models, CollectionVi
     observe<QString, QList<Element>>(*screen, main, main.*Kind::selection, collections._items,
                                      [rows](const QList<Element> &items) { rows->setItems(items); },
                                      [viewModel] { viewModel->followSelection(); });
+    viewModel->followSelection();
     screen->controller().task = [viewModel] { return viewModel->load(true); };
     screen->view()->menuProvider = [rows, viewModel, &main](int row) -> QMenu * {
         if (row < 0 || row >= rows->count())

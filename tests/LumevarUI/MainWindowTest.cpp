@@ -12,6 +12,7 @@
 #include "Lumevar/UI/Navigator/CollectionListView.h"
 #include "Lumevar/UI/Navigator/PaneController.h"
 #include "Lumevar/UI/Navigator/PaneScreen.h"
+#include "Lumevar/UI/Search/SearchPicker.h"
 #include "Lumevar/UI/Settings/SettingsWindow.h"
 #include "Lumevar/UI/UnavailableView.h"
 #include "Support/Log.h"
@@ -22,6 +23,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QFile>
+#include <QMessageBox>
 #include <QTest>
 
 class MainWindowTest : public ModelTest {
@@ -279,6 +281,54 @@ TEST_F(MainWindowTest, SearchEntriesOpenTheSurfaceOnTheirSourceAndSettingsOpensO
     EXPECT_EQ(window->settingsWindow(), settings.data());
 }
 
+TEST_F(MainWindowTest, TextsThatNameTheServiceComeFromTheBackendInUse)
+{
+    // Every text of the window that names the service or its catalog, as the user reads it.
+    const auto texts = [this] {
+        window = std::make_unique<MainWindow>(*app);
+        window->show();
+        main()._showPlayError.set(true);
+        settle();
+        QStringList shown{action("searchCatalog")->text(), action("searchButton")->toolTip(),
+                          KeyboardShortcutsWindow::rows().constLast().text, SearchPicker::catalogLabel(),
+                          UnavailableView::descriptionText()};
+        if (auto *alert = window->findChild<QMessageBox *>(QStringLiteral("playErrorAlert")))
+            shown.append(alert->informativeText());
+        main()._showPlayError.set(false);
+        settle();
+        return shown;
+    };
+
+    // A backend of another service is named for what it is, and its catalog gets a word.
+    service.name = QStringLiteral("Living Room Server");
+    const QStringList server = texts();
+    ASSERT_EQ(server.size(), 6);
+    EXPECT_EQ(server[0], QStringLiteral("Search Living Room Server"));
+    EXPECT_EQ(server[1], QStringLiteral("Search your library or the Living Room Server catalog"));
+    EXPECT_EQ(server[2], QStringLiteral("Search the Living Room Server catalog"));
+    EXPECT_EQ(server[3], QStringLiteral("Catalog"));
+    EXPECT_EQ(server[5], QStringLiteral("Please ensure you have a working Internet connection and the item is still "
+                                        "available in the Living Room Server catalog."));
+    for (const QString &text : server) {
+        EXPECT_FALSE(text.contains(QStringLiteral("Apple"))) << text.toStdString();
+        EXPECT_FALSE(text.contains(QChar(0xF8FF))) << text.toStdString();
+    }
+
+    // A backend of the streaming service keeps that service's own words.
+    service.name = QStringLiteral("Apple Music");
+    service.catalogWord = QString(QChar(0xF8FF)) + QStringLiteral("Music");
+    EXPECT_EQ(texts(), (QStringList{
+                           "Search Apple Music",
+                           "Search your library or the Apple Music catalog",
+                           "Search the Apple Music catalog",
+                           QString(QChar(0xF8FF)) + QStringLiteral("Music"),
+                           "Lumevar is not able to access your music library. Make sure you are signed into Apple Music in "
+                           "the Apple Music app first.",
+                           "Please ensure you have a working Internet connection and the item is still available in the "
+                           "Apple Music catalog.",
+                       }));
+}
+
 TEST_F(MainWindowTest, ShortcutsWindowListsTheKeysTheMenusReallyUse)
 {
     const QList<KeyboardShortcutsWindow::Row> rows = KeyboardShortcutsWindow::rows();
@@ -289,7 +339,7 @@ TEST_F(MainWindowTest, ShortcutsWindowListsTheKeysTheMenusReallyUse)
         {"Skip to the previous track", "previousTrack"},
         {"Skip to the next track", "nextTrack"},
         {"Search your library", "search"},
-        {"Search the Apple Music catalog", "searchCatalog"},
+        {"Search the Fake Music catalog", "searchCatalog"},
     };
     for (const auto &[text, name] : bound) {
         const auto row = std::find_if(rows.begin(), rows.end(), [&](const auto &r) { return r.text == QString::fromUtf8(text); });

@@ -15,7 +15,9 @@
 #include "Lumevar/UI/Settings/SettingsWindow.h"
 #include "Lumevar/UI/ToastView.h"
 #include "Lumevar/UI/NoticeBanner.h"
+#include "Lumevar/UI/ServiceTexts.h"
 #include "Lumevar/UI/UnavailableView.h"
+#include "Platform/Music/MusicService.h"
 #include "Support/Log.h"
 #include "Support/Progress.h"
 #include "Support/Task.h"
@@ -129,7 +131,7 @@ void MainWindow::buildMenus()
     // Each entry sets the source first, so that reopening on the other source searches again.
     connect(addAction(file, QStringLiteral("search"), QStringLiteral("Search"), QKeySequence(Qt::CTRL | Qt::Key_F)),
             &QAction::triggered, this, [this] { openSearch(SearchPickerSelection::library); });
-    connect(addAction(file, QStringLiteral("searchCatalog"), QStringLiteral("Search Apple Music"),
+    connect(addAction(file, QStringLiteral("searchCatalog"), ServiceTexts::searchCatalogMenuItem(MusicService::shared()),
                       QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_F)),
             &QAction::triggered, this, [this] { openSearch(SearchPickerSelection::catalog); });
     connect(addAction(file, QStringLiteral("updateLibrary"), QStringLiteral("Update Library"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R)),
@@ -241,7 +243,7 @@ void MainWindow::buildToolbar()
 
     QAction *search = toolbar->addAction(Icons::symbol(QStringLiteral("magnifyingglass")), QStringLiteral("Search"));
     search->setObjectName(QStringLiteral("searchButton"));
-    search->setToolTip(QStringLiteral("Search your library or the Apple Music catalog"));
+    search->setToolTip(ServiceTexts::searchButtonTooltip(MusicService::shared()));
     // The button keeps the source the picker shows.
     connect(search, &QAction::triggered, this, [this] { m_app.searchViewModel().activate(); });
     m_actions.insert(search->objectName(), search);
@@ -494,7 +496,7 @@ void MainWindow::refreshPlayError()
         return;
     auto *alert = new QMessageBox(QMessageBox::Warning, playErrorTitle, playErrorTitle, QMessageBox::Ok, this);
     alert->setObjectName(QStringLiteral("playErrorAlert"));
-    alert->setInformativeText(playErrorMessage);
+    alert->setInformativeText(ServiceTexts::playErrorMessage(MusicService::shared()));
     alert->setAttribute(Qt::WA_DeleteOnClose);
     connect(alert, &QMessageBox::finished, this, [this] {
         if (m_model._showPlayError())

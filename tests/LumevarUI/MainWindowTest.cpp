@@ -12,6 +12,7 @@
 #include "Lumevar/UI/Navigator/CollectionListView.h"
 #include "Lumevar/UI/Navigator/PaneController.h"
 #include "Lumevar/UI/Navigator/PaneScreen.h"
+#include "Lumevar/UI/Panels/SearchWindowController.h"
 #include "Lumevar/UI/Search/SearchPicker.h"
 #include "Lumevar/UI/Settings/SettingsWindow.h"
 #include "Lumevar/UI/UnavailableView.h"
@@ -23,6 +24,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QFile>
+#include <QLabel>
 #include <QMessageBox>
 #include <QTest>
 
@@ -327,6 +329,38 @@ TEST_F(MainWindowTest, TextsThatNameTheServiceComeFromTheBackendInUse)
                            "Please ensure you have a working Internet connection and the item is still available in the "
                            "Apple Music catalog.",
                        }));
+}
+
+TEST_F(MainWindowTest, AClickAnywhereOutsideTheSearchPanelClosesIt)
+{
+    window->resize(700, 500);
+    window->show();
+    QApplication::setActiveWindow(window.get());
+    settle();
+    SearchViewModel &search = app->searchViewModel();
+    auto *title = window->findChild<QLabel *>(QStringLiteral("title"));
+    ASSERT_NE(title, nullptr);
+    // Places that take no focus: the toolbar's title, the player bar's empty edge, a blank part of
+    // the window below the panel. And one that does: the panel itself keeps it open.
+    const std::pair<QWidget *, QPoint> outside[] = {
+        {title, title->rect().center()},
+        {window->playerPanel(), QPoint(4, window->playerPanel()->height() / 2)},
+        {window.get(), QPoint(window->width() / 2, window->height() - 100)},
+    };
+    for (const auto &[widget, point] : outside) {
+        action("search")->trigger();
+        settle();
+        ASSERT_TRUE(window->searchController()->isAttached());
+        QWidget *panel = window->searchController()->panel();
+        QTest::mouseClick(panel, Qt::LeftButton, {}, QPoint(panel->width() / 2, 20));
+        settle();
+        EXPECT_TRUE(search.showsSearch());
+        QWidget *target = widget->childAt(point) ? widget->childAt(point) : widget;
+        QTest::mouseClick(target, Qt::LeftButton, {}, target->mapFrom(widget, point));
+        settle();
+        EXPECT_FALSE(search.showsSearch()) << target->metaObject()->className();
+        EXPECT_FALSE(window->searchController()->isAttached());
+    }
 }
 
 TEST_F(MainWindowTest, ShortcutsWindowListsTheKeysTheMenusReallyUse)

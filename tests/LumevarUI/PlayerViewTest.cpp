@@ -175,7 +175,6 @@ TEST_F(PlayerViewTest, RepeatAndShuffleAreTintedWhileOn)
     PlayerButton *repeat = view->repeatButton();
     PlayerButton *shuffle = view->shuffleButton();
     EXPECT_FALSE(repeat->isTinted());
-    EXPECT_FALSE(shuffle->isTinted());
     const std::tuple<MusicRepeatMode, const char *, bool> cycle[] = {
         {MusicRepeatMode::all, "repeat", true}, {MusicRepeatMode::one, "repeat.1", true}, {MusicRepeatMode::none, "repeat", false}};
     for (const auto &[mode, symbol, tinted] : cycle) {
@@ -184,6 +183,15 @@ TEST_F(PlayerViewTest, RepeatAndShuffleAreTintedWhileOn)
         EXPECT_EQ(model->repeatMode(), mode);
         EXPECT_EQ(repeat->symbolName(), QString::fromLatin1(symbol));
         EXPECT_EQ(repeat->isTinted(), tinted);
+    }
+    // Shuffle is on unless its mode is off: no mode requested (a song played from its row) counts
+    // as on, and a click then turns it to songs.
+    const std::pair<std::optional<MusicShuffleMode>, bool> modes[] = {
+        {MusicShuffleMode::off, false}, {std::nullopt, true}, {MusicShuffleMode::songs, true}, {MusicShuffleMode::off, false}};
+    for (const auto &[mode, tinted] : modes) {
+        player.state().setShuffleMode(mode);
+        QCoreApplication::processEvents();
+        EXPECT_EQ(shuffle->isTinted(), tinted);
     }
     shuffle->click();
     QCoreApplication::processEvents();

@@ -5,6 +5,7 @@
 #include "ModelTestFixture.h"
 
 #include "Lumevar/App/LumevarApp.h"
+#include "Lumevar/UI/Icons.h"
 #include "Lumevar/UI/KeyboardShortcutsWindow.h"
 #include "Lumevar/UI/MainWindow.h"
 #include "Lumevar/UI/MenuRules.h"
@@ -18,6 +19,7 @@
 #include "Lumevar/UI/UnavailableView.h"
 #include "Support/Log.h"
 #include "Support/UserDefaults.h"
+#include "TestKit/TestPalettes.h"
 
 #include <QToolButton>
 
@@ -361,6 +363,35 @@ TEST_F(MainWindowTest, AClickAnywhereOutsideTheSearchPanelClosesIt)
         EXPECT_FALSE(search.showsSearch()) << target->metaObject()->className();
         EXPECT_FALSE(window->searchController()->isAttached());
     }
+}
+
+TEST_F(MainWindowTest, ToolbarSymbolsAreLumevarsOwnInTheTextColourOfEitherScheme)
+{
+    auto *sort = window->findChild<QToolButton *>(QStringLiteral("sort"));
+    ASSERT_NE(sort, nullptr);
+    const std::pair<QIcon, QString> shown[] = {
+        {action("back")->icon(), QStringLiteral("chevron.backward")},
+        {sort->icon(), QStringLiteral("line.3.horizontal.decrease.circle")},
+        {action("searchButton")->icon(), QStringLiteral("magnifyingglass")},
+    };
+    const QPalette before = QApplication::palette();
+    for (const QPalette &palette : {before, darkPalette()}) {
+        QApplication::setPalette(palette);
+        const QColor ink = palette.color(QPalette::WindowText);
+        for (const auto &[icon, name] : shown) {
+            const QImage image = icon.pixmap(32, 32).toImage().convertToFormat(QImage::Format_ARGB32);
+            EXPECT_EQ(image, Icons::drawnSymbol(name).pixmap(32, 32).toImage().convertToFormat(QImage::Format_ARGB32))
+                << name.toStdString();
+            // Its most opaque pixel is the scheme's text colour.
+            QRgb strongest = 0;
+            for (int y = 0; y < image.height(); ++y)
+                for (int x = 0; x < image.width(); ++x)
+                    if (qAlpha(image.pixel(x, y)) > qAlpha(strongest))
+                        strongest = image.pixel(x, y);
+            EXPECT_EQ(QColor(strongest).rgb() & 0xFFFFFF, ink.rgb() & 0xFFFFFF) << name.toStdString();
+        }
+    }
+    QApplication::setPalette(before);
 }
 
 TEST_F(MainWindowTest, ShortcutsWindowListsTheKeysTheMenusReallyUse)

@@ -149,7 +149,7 @@ void MainWindow::buildMenus()
 
     QMenu *view = bar->addMenu(QStringLiteral("&View"));
     QAction *back = addAction(view, QStringLiteral("back"), QStringLiteral("Back"), QKeySequence(Qt::CTRL | Qt::Key_BracketLeft));
-    back->setIcon(Icons::symbol(QStringLiteral("chevron.backward")));
+    back->setIcon(Icons::drawnSymbol(QStringLiteral("chevron.backward")));
     back->setToolTip(QStringLiteral("Back"));
     connect(back, &QAction::triggered, this, [this] { m_model.navigateBack(); });
     connect(addAction(view, QStringLiteral("snapBack"), QStringLiteral("Library SnapBack"), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_S)),
@@ -235,13 +235,13 @@ void MainWindow::buildToolbar()
     connect(m_sortMenu, &QMenu::aboutToShow, this, &MainWindow::rebuildSortMenu);
     m_sortButton = new QToolButton(toolbar);
     m_sortButton->setObjectName(QStringLiteral("sort"));
-    m_sortButton->setIcon(Icons::symbol(QStringLiteral("line.3.horizontal.decrease.circle")));
+    m_sortButton->setIcon(Icons::drawnSymbol(QStringLiteral("line.3.horizontal.decrease.circle")));
     m_sortButton->setToolTip(QStringLiteral("Sort and filter"));
     m_sortButton->setMenu(m_sortMenu);
     m_sortButton->setPopupMode(QToolButton::InstantPopup);
     toolbar->addWidget(m_sortButton);
 
-    QAction *search = toolbar->addAction(Icons::symbol(QStringLiteral("magnifyingglass")), QStringLiteral("Search"));
+    QAction *search = toolbar->addAction(Icons::drawnSymbol(QStringLiteral("magnifyingglass")), QStringLiteral("Search"));
     search->setObjectName(QStringLiteral("searchButton"));
     search->setToolTip(ServiceTexts::searchButtonTooltip(MusicService::shared()));
     // The button keeps the source the picker shows.

@@ -49,7 +49,7 @@ SearchView::SearchView(SearchModels models, QWidget *parent) : QWidget(parent), 
     rowLayout->setContentsMargins(fieldRowHorizontalPadding, fieldRowVerticalPadding, fieldRowHorizontalPadding, fieldRowVerticalPadding);
     rowLayout->setSpacing(8);
     auto *glass = new QLabel(fieldRow);
-    glass->setPixmap(Icons::symbol(QStringLiteral("magnifyingglass")).pixmap(18, 18));
+    glass->setPixmap(Icons::drawnSymbol(QStringLiteral("magnifyingglass")).pixmap(18, 18));
     rowLayout->addWidget(glass, 0, Qt::AlignVCenter);
 
     m_field = new QLineEdit(fieldRow);

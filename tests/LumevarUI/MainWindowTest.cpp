@@ -13,6 +13,7 @@
 #include "Lumevar/UI/Navigator/CollectionListView.h"
 #include "Lumevar/UI/Navigator/PaneController.h"
 #include "Lumevar/UI/Navigator/PaneScreen.h"
+#include "Lumevar/UI/Panels/FloatingPanel.h"
 #include "Lumevar/UI/Panels/SearchWindowController.h"
 #include "Lumevar/UI/Search/SearchPicker.h"
 #include "Lumevar/UI/Settings/SettingsWindow.h"

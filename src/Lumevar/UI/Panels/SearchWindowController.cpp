@@ -5,6 +5,7 @@
 #include "Support/Log.h"
 
 #include <QApplication>
+#include <QMouseEvent>
 
 SearchWindowController::SearchWindowController(QWidget *content, QWidget *window)
     : QObject(window), m_lastHeight(PanelFrames::searchInitialHeight)
@@ -82,9 +83,14 @@ bool SearchWindowController::holds(const QWidget *widget) const
 
 bool SearchWindowController::eventFilter(QObject *watched, QEvent *event)
 {
+    // A press the panel leaves alone travels on to its parents, the main window among them: where
+    // it happened decides, not who hears it.
     if (m_attached && event->type() == QEvent::MouseButtonPress && watched->isWidgetType()
-        && !holds(static_cast<QWidget *>(watched)) && onClose)
-        onClose();
+        && !holds(static_cast<QWidget *>(watched)) && onClose) {
+        const QPoint at = static_cast<QMouseEvent *>(event)->globalPosition().toPoint();
+        if (!m_panel->rect().contains(m_panel->mapFromGlobal(at)))
+            onClose();
+    }
     return QObject::eventFilter(watched, event);
 }
 

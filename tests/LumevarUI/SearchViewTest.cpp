@@ -163,17 +163,6 @@ TEST_F(SearchViewTest, ReopeningTakesTheFocusBackAndClearsTheHighlight)
     EXPECT_EQ(view->searchText(), QStringLiteral("Greatest Hits"));
 }
 
-TEST_F(SearchViewTest, AnOvertakenLibrarySearchThatHasReadStillShowsWhatItFound)
-{
-    const int before = int(heights.size());
-    type(QStringLiteral("ha")); // "h" is overtaken by "ha" while the store reads it
-    ASSERT_TRUE(waitForSearches(before + 2));
-    EXPECT_EQ(view->searchText(), QStringLiteral("ha"));
-    settle();
-    EXPECT_EQ(heights.size(), before + 2);
-    EXPECT_FALSE(view->sections().isEmpty());
-}
-
 TEST_F(SearchViewTest, PickerEmptiesTheListAtOnceAndTheHeightFollowsTheNewSearch)
 {
     view->field()->setText(QStringLiteral("harbor"));

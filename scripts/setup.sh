@@ -22,6 +22,8 @@ packages=(
   libsystemd-dev
   # a dark desktop theme and screenshots under Xvfb
   qt6-gtk-platformtheme gnome-themes-extra imagemagick xdotool
+  # the desktop entry's check
+  desktop-file-utils
 )
 
 missing=()

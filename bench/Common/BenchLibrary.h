@@ -122,6 +122,7 @@ public:
     } library;
     QHash<MusicItemID, QList<Song>> playlistTracks;
 
+    QString displayName() const override { return QStringLiteral("Synthetic Library"); }
     MusicAuthorizationStatus authorizationStatus() const override { return MusicAuthorizationStatus::authorized; }
     QCoro::Task<MusicAuthorizationStatus> requestAuthorization() override { co_return MusicAuthorizationStatus::authorized; }
     QCoro::Task<LibraryPage<Playlist>> libraryPlaylists(int offset, int limit) override { co_return page(library.playlists, offset, limit); }

@@ -27,10 +27,26 @@ bool isCutShortJpeg(QIODevice &device)
     return bytes.lastIndexOf("\xFF\xD9") < bytes.lastIndexOf("\xFF\xDA");
 }
 
+// Qt refuses to decode a picture whose full size passes its allocation limit, 128 MB by default:
+// a 6,000 x 6,000 cover. Formats other than JPEG decode whole before they are scaled, so covers
+// up to 1 GB decoded (16,384 x 16,384) are let through; a larger one is still refused before any
+// of its memory is taken. Every decode of the program goes through here.
+constexpr int decodeLimitMegabytes = 1024;
+
+void allowLargeCovers()
+{
+    static const bool raised = [] {
+        QImageReader::setAllocationLimit(decodeLimitMegabytes);
+        return true;
+    }();
+    Q_UNUSED(raised);
+}
+
 } // namespace
 
 QImage ImageThumbnailGenerator::createThumbnail(QIODevice &device, int maxPixelSize)
 {
+    allowLargeCovers();
     QImageReader reader(&device);
     reader.setAutoTransform(true);
     if (!reader.canRead())
@@ -41,8 +57,8 @@ QImage ImageThumbnailGenerator::createThumbnail(QIODevice &device, int maxPixelS
     const int edge = qMax(1, maxPixelSize);
     // JPEG makes the small size itself, decoding at a fraction of its size in the DCT. Other
     // formats are decoded whole and scaled below (Qt's own scaled PNG read also decodes whole, and
-    // is slower); Qt refuses a picture whose full size passes its allocation limit (128 MB), so a
-    // huge one fails instead of taking the memory. The box is square, so orientation is no matter.
+    // is slower); a picture past the allocation limit above fails instead of taking the memory.
+    // The box is square, so orientation is no matter.
     const QSize size = reader.size();
     if (reader.format() == "jpeg" && size.isValid() && (size.width() > edge || size.height() > edge))
         reader.setScaledSize(size.scaled(edge, edge, Qt::KeepAspectRatio).expandedTo(QSize(1, 1)));

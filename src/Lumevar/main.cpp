@@ -106,6 +106,7 @@ int main(int argc, char *argv[])
             return;
         detach(root.songsViewModel().playSelection(model._selectedDetailSongID().value_or(SongSelection::playID)));
     };
+    hooks.artworkSettles = true; // songChanges settles it
     MprisService mpris(model, std::move(hooks));
     mpris.registerOn(QDBusConnection::sessionBus());
 

@@ -177,6 +177,9 @@ TEST_F(ArtworkImageCacheTest, BadSourcesEndInTheirErrorAndTheNextRowStillLoads)
     const QUrl huge = writeSource(QStringLiteral("huge.png"), TestImages::hugePng(20'000, 20'000));
     EXPECT_EQ(failureCode(cache, huge, QStringLiteral("d")), ArtworkImageCacheError::unableToCreateThumbnail);
     EXPECT_EQ(load(cache, writeSource(QStringLiteral("ok.jpg"), jpeg), QStringLiteral("e")).size(), QSize(64, 64));
+    // A cover of 7,000 x 7,000 pixels (196 MB decoded, past Qt's own limit) gets its thumbnail.
+    const QUrl large = writeSource(QStringLiteral("large.png"), TestImages::hugePng(7'000, 7'000));
+    EXPECT_EQ(load(cache, large, QStringLiteral("f")).size(), QSize(64, 64));
 }
 
 TEST_F(ArtworkImageCacheTest, WebFailuresReachTheCallerAsUrlErrors)

@@ -196,6 +196,26 @@ TEST_F(CollectionListControllerTest, AReturningListOpensWhereItWasLeftWhileItsRo
     EXPECT_EQ(ListScrollState::savedScrollPositions().size(), 1);
 }
 
+TEST_F(CollectionListControllerTest, TheActivePaneTakesTheKeysAsItAppearsNotAfterItsLoad)
+{
+    auto controller = make();
+    int activePane = 1;
+    controller->focusedTag = CollectionListController::Binding<int>{[&] { return activePane; }, [&](const int &tag) { activePane = tag; }};
+    bool loaded = false;
+    // A load that waits on its throttled sync for a while.
+    controller->task = [&]() -> QCoro::Task<void> {
+        co_await Clock::shared().sleep(5);
+        loaded = true;
+    };
+    controller->attach(&table);
+    controller->didAppear();
+    EXPECT_TRUE(table.focused);
+    EXPECT_FALSE(loaded);
+    clock.advance(5);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(loaded);
+}
+
 TEST_F(CollectionListControllerTest, ProgrammaticMovesScrollTheSelectionIntoViewUntilTheCounterFalls)
 {
     auto controller = make();

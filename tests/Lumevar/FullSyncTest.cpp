@@ -63,6 +63,23 @@ TEST_F(FullSyncTest, FirstLaunchSyncsBeforeThePlaylistsAndASecondDoesNot)
     EXPECT_EQ(second._navigationPath().size(), 2);
 }
 
+TEST_F(FullSyncTest, ARelaunchShowsTheListsAtOnceAndKeepsAChoiceMadeBeforeTheStoreAnswered)
+{
+    UserDefaults::standard().set(MainViewModel::performedFullSyncKey, true);
+    const auto done = launch(model->start());
+    // Before the store said anything: the Playlists container and the root list beside it.
+    EXPECT_EQ(model->_selectedContainerKindID(), QStringLiteral("playlists"));
+    EXPECT_EQ(model->_navigationPath(),
+              (QList<NavigationItem>{NavigationItem::root(), NavigationItem::container(ContainerKind::playlists)}));
+    // A click on Songs in that list as the window appears stays the user's choice.
+    model->_selectedContainerKindID.set(ContainerKind(ContainerKind::songs).id());
+    model->_navigationPath.set({NavigationItem::root(), NavigationItem::container(ContainerKind::songs)});
+    ASSERT_TRUE(spinUntil([&] { return *done; }));
+    EXPECT_EQ(model->_selectedContainerKindID(), QStringLiteral("songs"));
+    ASSERT_GE(model->_navigationPath().size(), 2);
+    EXPECT_EQ(model->_navigationPath().at(1), NavigationItem::container(ContainerKind::songs));
+}
+
 TEST_F(FullSyncTest, UpdateLibraryReadsTheLibraryAgainBeforeMirroringIt)
 {
     service.library.songs = FakeMusicService::songs(2);

@@ -3,10 +3,12 @@
 
 #include "ModelTestFixture.h"
 
+#include "Lumevar/Artwork/ArtworkImageCache.h"
 #include "Lumevar/Mpris/MprisService.h"
 #include "Lumevar/Mpris/MprisState.h"
 
 #include <QDBusObjectPath>
+#include <QFile>
 #include <QRegularExpression>
 
 class MprisTest : public ModelTest {
@@ -69,6 +71,46 @@ TEST_F(MprisTest, MetadataShowsTheEagerSongAtOnce)
     // Once the player plays it, the same song keeps the same track id.
     EXPECT_FALSE(model->_eagerEntry().has_value());
     EXPECT_EQ(Mpris::metadata(*model).value(QStringLiteral("xesam:title")).toString(), songs[1].title);
+}
+
+TEST_F(MprisTest, ANewSongsTitleAndCoverAreAnnouncedTogether)
+{
+    const QList<LocalSong> songs = localSongs(2, QStringLiteral("mpris%1-").arg(QCoreApplication::applicationPid()));
+    // Both covers as the artwork cache keeps them.
+    const auto coverOf = [](const LocalSong &song) { return ArtworkImageCache::shared().fileOfKey(song.identifier); };
+    for (const LocalSong &song : songs) {
+        QFile cover(coverOf(song));
+        ASSERT_TRUE(cover.open(QIODevice::WriteOnly));
+        cover.write("png");
+    }
+    // The player's artwork settles a tenth of a second after each song shows.
+    model->setArtworkTask([this](std::optional<PlaybackItem> item, CancellationToken token) -> QCoro::Task<void> {
+        if (!item)
+            co_return;
+        co_await Clock::shared().sleep(0.1, token);
+        model->_playingItemIDForArtwork.set(item->songIDForArtwork);
+    });
+    MprisService::Hooks hooks;
+    hooks.artworkSettles = true;
+    MprisService mpris(*model, hooks);
+    model->subscribeToPlayer();
+    const auto announced = [&] {
+        settle();
+        const QVariantMap metadata = mpris.publishedProperties().value(QStringLiteral("Metadata")).toMap();
+        return std::pair(metadata.value(QStringLiteral("xesam:title")).toString(),
+                         QUrl(metadata.value(QStringLiteral("mpris:artUrl")).toString()).toLocalFile());
+    };
+
+    finish(model->playSelection(songs, songs[0].identifier));
+    clock.advance(0.5);
+    EXPECT_EQ(announced(), std::pair(songs[0].title, coverOf(songs[0])));
+    // The next song shows at once, its cover a moment later: the announcement waits for both.
+    runTask(model->skipToNext());
+    EXPECT_EQ(announced(), std::pair(songs[0].title, coverOf(songs[0])));
+    clock.advance(0.5);
+    EXPECT_EQ(announced(), std::pair(songs[1].title, coverOf(songs[1])));
+    for (const LocalSong &song : songs)
+        QFile::remove(coverOf(song));
 }
 
 TEST_F(MprisTest, TrackPathsAreValidAndDistinct)

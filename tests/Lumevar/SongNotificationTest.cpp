@@ -102,11 +102,14 @@ protected:
         finish(model->playSelection(songs, songs[index].identifier));
         settle(songs[index].identifier);
     }
-    // Waits until the item's artwork settled and any notification call came back.
+    // Waits until the item's artwork settled, the song stayed long enough to be announced, and any
+    // notification call came back.
     void settle(const QString &id)
     {
         clock.advance(0.1);
-        ASSERT_TRUE(spinUntil([&] { return model->_playingItemIDForArtwork() == id && notifications->postsInFlight() == 0; }));
+        ASSERT_TRUE(spinUntil([&] { return model->_playingItemIDForArtwork() == id; }));
+        clock.advance(SongChangeNotifier::announceDelay);
+        ASSERT_TRUE(spinUntil([&] { return notifications->postsInFlight() == 0; }));
     }
 
     // The song's artwork as a PNG file the cache can load.
@@ -202,6 +205,28 @@ TEST_F(SongNotificationTest, RapidSkippingAnnouncesOnlyWhereItStopped)
     settle(songs[3].identifier);
     ASSERT_EQ(service.received.size(), 2);
     EXPECT_EQ(service.received.at(1).summary, songs[3].title);
+}
+
+TEST_F(SongNotificationTest, QuickSkippingAnnouncesOnlyWhereItStoppedEvenWhenEveryCoverLoadsAtOnce)
+{
+    ASSERT_TRUE(bus.isRunning());
+    ASSERT_TRUE(startService());
+    model->subscribeToPlayer();
+    QList<LocalSong> songs = localSongs(5, QStringLiteral("quick%1-").arg(QCoreApplication::applicationPid()));
+    for (int i = 0; i < songs.size(); ++i)
+        songs[i].artworkURL = artworkFile(QStringLiteral("quick-cover%1").arg(i));
+    play(songs, 0);
+    ASSERT_EQ(service.received.size(), 1);
+    // Four skips 30 ms apart, each song's cover settled before the next skip.
+    for (int i = 1; i <= 4; ++i) {
+        runTask(model->skipToNext());
+        ASSERT_TRUE(spinUntil([&] { return model->_playingItemIDForArtwork() == songs[i].identifier; }));
+        clock.advance(0.03);
+        QCoreApplication::processEvents();
+    }
+    settle(songs[4].identifier);
+    ASSERT_EQ(service.received.size(), 2);
+    EXPECT_EQ(service.received.at(1).summary, songs[4].title);
 }
 
 TEST_F(SongNotificationTest, NoNotificationServiceIsNoError)

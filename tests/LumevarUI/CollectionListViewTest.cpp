@@ -12,6 +12,7 @@
 
 #include <QScrollBar>
 #include <QTest>
+#include <QWheelEvent>
 #include <gtest/gtest.h>
 
 namespace {
@@ -103,6 +104,22 @@ TEST_F(CollectionListViewTest, KeysMoveAndActivateTheSelection)
     QTest::keyClick(view.get(), Qt::Key_Return);
     QTest::keyClick(view.get(), Qt::Key_Enter, Qt::KeypadModifier);
     EXPECT_EQ(activated, (QList<int>{view->selectedRow(), view->selectedRow()}));
+}
+
+TEST_F(CollectionListViewTest, AfterAWheelScrollTheRowUnderThePointerIsTheHoveredOne)
+{
+    view->grab();
+    const QPoint pointer = view->rowRect(4).center();
+    QTest::mouseMove(view->viewport(), pointer);
+    ASSERT_EQ(view->hoveredRow(), 4);
+    // The pointer stays; the rows move under it.
+    QWheelEvent wheel(pointer, view->viewport()->mapToGlobal(pointer), QPoint(), QPoint(0, -360), Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(view->viewport(), &wheel);
+    view->grab();
+    ASSERT_GT(view->verticalScrollBar()->value(), 0);
+    EXPECT_NE(view->rowAt(pointer), 4);
+    EXPECT_EQ(view->hoveredRow(), view->rowAt(pointer));
 }
 
 TEST(RowArtworkTest, ALoadThatEndsAtOnceFillsTheRowAndAFailureShowsAsOne)

@@ -7,6 +7,7 @@
 #include "DunmoorUIKit/UI/FeedbackView.h"
 
 #include "Lumevar/App/LumevarApp.h"
+#include "Lumevar/UI/Icons.h"
 #include "Lumevar/UI/KeyboardShortcutsWindow.h"
 #include "Lumevar/UI/MainWindow.h"
 #include "Lumevar/UI/MenuRules.h"
@@ -14,16 +15,22 @@
 #include "Lumevar/UI/Navigator/CollectionListView.h"
 #include "Lumevar/UI/Navigator/PaneController.h"
 #include "Lumevar/UI/Navigator/PaneScreen.h"
+#include "Lumevar/UI/Panels/FloatingPanel.h"
+#include "Lumevar/UI/Panels/SearchWindowController.h"
+#include "Lumevar/UI/Search/SearchPicker.h"
 #include "Lumevar/UI/Settings/SettingsWindow.h"
 #include "Lumevar/UI/UnavailableView.h"
 #include "Support/Log.h"
 #include "Support/UserDefaults.h"
+#include "TestKit/TestPalettes.h"
 
 #include <QToolButton>
 
 #include <QAction>
 #include <QApplication>
 #include <QFile>
+#include <QLabel>
+#include <QMessageBox>
 #include <QTest>
 
 class MainWindowTest : public ModelTest {
@@ -281,6 +288,115 @@ TEST_F(MainWindowTest, SearchEntriesOpenTheSurfaceOnTheirSourceAndSettingsOpensO
     EXPECT_EQ(window->settingsWindow(), settings.data());
 }
 
+TEST_F(MainWindowTest, TextsThatNameTheServiceComeFromTheBackendInUse)
+{
+    // Every text of the window that names the service or its catalog, as the user reads it.
+    const auto texts = [this] {
+        window = std::make_unique<MainWindow>(*app);
+        window->show();
+        main()._showPlayError.set(true);
+        settle();
+        QStringList shown{action("searchCatalog")->text(), action("searchButton")->toolTip(),
+                          KeyboardShortcutsWindow::rows().constLast().text, SearchPicker::catalogLabel(),
+                          UnavailableView::descriptionText()};
+        if (auto *alert = window->findChild<QMessageBox *>(QStringLiteral("playErrorAlert")))
+            shown.append(alert->informativeText());
+        main()._showPlayError.set(false);
+        settle();
+        return shown;
+    };
+
+    // A backend of another service is named for what it is, and its catalog gets a word.
+    service.name = QStringLiteral("Living Room Server");
+    const QStringList server = texts();
+    ASSERT_EQ(server.size(), 6);
+    EXPECT_EQ(server[0], QStringLiteral("Search Living Room Server"));
+    EXPECT_EQ(server[1], QStringLiteral("Search your library or the Living Room Server catalog"));
+    EXPECT_EQ(server[2], QStringLiteral("Search the Living Room Server catalog"));
+    EXPECT_EQ(server[3], QStringLiteral("Catalog"));
+    EXPECT_EQ(server[5], QStringLiteral("Please ensure you have a working Internet connection and the item is still "
+                                        "available in the Living Room Server catalog."));
+    for (const QString &text : server) {
+        EXPECT_FALSE(text.contains(QStringLiteral("Apple"))) << text.toStdString();
+        EXPECT_FALSE(text.contains(QChar(0xF8FF))) << text.toStdString();
+    }
+
+    // A backend of the streaming service keeps that service's own words.
+    service.name = QStringLiteral("Apple Music");
+    service.catalogWord = QString(QChar(0xF8FF)) + QStringLiteral("Music");
+    EXPECT_EQ(texts(), (QStringList{
+                           "Search Apple Music",
+                           "Search your library or the Apple Music catalog",
+                           "Search the Apple Music catalog",
+                           QString(QChar(0xF8FF)) + QStringLiteral("Music"),
+                           "Lumevar is not able to access your music library. Make sure you are signed into Apple Music in "
+                           "the Apple Music app first.",
+                           "Please ensure you have a working Internet connection and the item is still available in the "
+                           "Apple Music catalog.",
+                       }));
+}
+
+TEST_F(MainWindowTest, AClickAnywhereOutsideTheSearchPanelClosesIt)
+{
+    window->resize(700, 500);
+    window->show();
+    QApplication::setActiveWindow(window.get());
+    settle();
+    SearchViewModel &search = app->searchViewModel();
+    auto *title = window->findChild<QLabel *>(QStringLiteral("title"));
+    ASSERT_NE(title, nullptr);
+    // Places that take no focus: the toolbar's title, the player bar's empty edge, a blank part of
+    // the window below the panel. And one that does: the panel itself keeps it open.
+    const std::pair<QWidget *, QPoint> outside[] = {
+        {title, title->rect().center()},
+        {window->playerPanel(), QPoint(4, window->playerPanel()->height() / 2)},
+        {window.get(), QPoint(window->width() / 2, window->height() - 100)},
+    };
+    for (const auto &[widget, point] : outside) {
+        action("search")->trigger();
+        settle();
+        ASSERT_TRUE(window->searchController()->isAttached());
+        QWidget *panel = window->searchController()->panel();
+        QTest::mouseClick(panel, Qt::LeftButton, {}, QPoint(panel->width() / 2, 20));
+        settle();
+        EXPECT_TRUE(search.showsSearch());
+        QWidget *target = widget->childAt(point) ? widget->childAt(point) : widget;
+        QTest::mouseClick(target, Qt::LeftButton, {}, target->mapFrom(widget, point));
+        settle();
+        EXPECT_FALSE(search.showsSearch()) << target->metaObject()->className();
+        EXPECT_FALSE(window->searchController()->isAttached());
+    }
+}
+
+TEST_F(MainWindowTest, ToolbarSymbolsAreLumevarsOwnInTheTextColourOfEitherScheme)
+{
+    auto *sort = window->findChild<QToolButton *>(QStringLiteral("sort"));
+    ASSERT_NE(sort, nullptr);
+    const std::pair<QIcon, QString> shown[] = {
+        {action("back")->icon(), QStringLiteral("chevron.backward")},
+        {sort->icon(), QStringLiteral("line.3.horizontal.decrease.circle")},
+        {action("searchButton")->icon(), QStringLiteral("magnifyingglass")},
+    };
+    const QPalette before = QApplication::palette();
+    for (const QPalette &palette : {before, darkPalette()}) {
+        QApplication::setPalette(palette);
+        const QColor ink = palette.color(QPalette::WindowText);
+        for (const auto &[icon, name] : shown) {
+            const QImage image = icon.pixmap(32, 32).toImage().convertToFormat(QImage::Format_ARGB32);
+            EXPECT_EQ(image, Icons::drawnSymbol(name).pixmap(32, 32).toImage().convertToFormat(QImage::Format_ARGB32))
+                << name.toStdString();
+            // Its most opaque pixel is the scheme's text colour.
+            QRgb strongest = 0;
+            for (int y = 0; y < image.height(); ++y)
+                for (int x = 0; x < image.width(); ++x)
+                    if (qAlpha(image.pixel(x, y)) > qAlpha(strongest))
+                        strongest = image.pixel(x, y);
+            EXPECT_EQ(QColor(strongest).rgb() & 0xFFFFFF, ink.rgb() & 0xFFFFFF) << name.toStdString();
+        }
+    }
+    QApplication::setPalette(before);
+}
+
 TEST_F(MainWindowTest, ShortcutsWindowListsTheKeysTheMenusReallyUse)
 {
     const QList<KeyboardShortcutsWindow::Row> rows = KeyboardShortcutsWindow::rows();
@@ -291,7 +407,7 @@ TEST_F(MainWindowTest, ShortcutsWindowListsTheKeysTheMenusReallyUse)
         {"Skip to the previous track", "previousTrack"},
         {"Skip to the next track", "nextTrack"},
         {"Search your library", "search"},
-        {"Search the Apple Music catalog", "searchCatalog"},
+        {"Search the Fake Music catalog", "searchCatalog"},
     };
     for (const auto &[text, name] : bound) {
         const auto row = std::find_if(rows.begin(), rows.end(), [&](const auto &r) { return r.text == QString::fromUtf8(text); });

@@ -22,6 +22,7 @@
 #include <QAccessible>
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QMenu>
 #include <QTest>
 #include <QWheelEvent>
 
@@ -230,6 +231,29 @@ TEST_F(NavigatorWindowTest, ThePlayButtonOverARowsArtworkPlaysThatRowAndPausesTh
     settle();
     QTest::mouseClick(albums->viewport(), Qt::LeftButton, {}, artwork + QPoint(1, 0));
     ASSERT_TRUE(spinUntil([&] { return player.state().playbackStatus() == MusicPlaybackStatus::paused; }));
+}
+
+TEST_F(NavigatorWindowTest, AFailedPlayFromAPlaylistsContextMenuShowsNoAlert)
+{
+    // A playlist without songs: its Play and Shuffle fail with no songs to play.
+    storePlaylists({FakeMusicService::playlist(QStringLiteral("p1"), QStringLiteral("Empty"))});
+    service.playlistTracks[MusicItemID(QStringLiteral("p1"))] = {};
+    launch(1000);
+    ASSERT_TRUE(spinUntil([&] { return list(1) && list(1)->model().count() == 1; }));
+    for (const QString &entry : {QStringLiteral("Play"), QStringLiteral("Shuffle")}) {
+        std::unique_ptr<QMenu> menu(list(1)->menuProvider(0));
+        ASSERT_TRUE(menu);
+        QAction *chosen = nullptr;
+        for (QAction *action : menu->actions())
+            if (action->text() == entry)
+                chosen = action;
+        ASSERT_NE(chosen, nullptr) << entry.toStdString();
+        chosen->trigger();
+        clock.advance(1);
+        settle();
+        EXPECT_FALSE(main()._showPlayError()) << entry.toStdString();
+        EXPECT_FALSE(player.queue().currentEntry().has_value());
+    }
 }
 
 TEST_F(NavigatorWindowTest, ReturnPlaysTheSelectedSong)

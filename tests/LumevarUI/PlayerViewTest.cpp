@@ -4,6 +4,7 @@
 
 #include "ModelTestFixture.h"
 
+#include "Lumevar/UI/ColorScheme.h"
 #include "Lumevar/UI/DockMenu.h"
 #include "Lumevar/UI/Player/ArtworkView.h"
 #include "Lumevar/UI/Player/PlaybackTimeView.h"
@@ -19,6 +20,7 @@
 #include <QAction>
 #include <QMenu>
 #include <QMimeData>
+#include <QSignalSpy>
 #include <QEnterEvent>
 #include <QLabel>
 #include <QListView>
@@ -173,7 +175,6 @@ TEST_F(PlayerViewTest, RepeatAndShuffleAreTintedWhileOn)
     PlayerButton *repeat = view->repeatButton();
     PlayerButton *shuffle = view->shuffleButton();
     EXPECT_FALSE(repeat->isTinted());
-    EXPECT_FALSE(shuffle->isTinted());
     const std::tuple<MusicRepeatMode, const char *, bool> cycle[] = {
         {MusicRepeatMode::all, "repeat", true}, {MusicRepeatMode::one, "repeat.1", true}, {MusicRepeatMode::none, "repeat", false}};
     for (const auto &[mode, symbol, tinted] : cycle) {
@@ -182,6 +183,15 @@ TEST_F(PlayerViewTest, RepeatAndShuffleAreTintedWhileOn)
         EXPECT_EQ(model->repeatMode(), mode);
         EXPECT_EQ(repeat->symbolName(), QString::fromLatin1(symbol));
         EXPECT_EQ(repeat->isTinted(), tinted);
+    }
+    // Shuffle is on unless its mode is off: no mode requested (a song played from its row) counts
+    // as on, and a click then turns it to songs.
+    const std::pair<std::optional<MusicShuffleMode>, bool> modes[] = {
+        {MusicShuffleMode::off, false}, {std::nullopt, true}, {MusicShuffleMode::songs, true}, {MusicShuffleMode::off, false}};
+    for (const auto &[mode, tinted] : modes) {
+        player.state().setShuffleMode(mode);
+        QCoreApplication::processEvents();
+        EXPECT_EQ(shuffle->isTinted(), tinted);
     }
     shuffle->click();
     QCoreApplication::processEvents();
@@ -224,6 +234,77 @@ TEST_F(PlayerViewTest, UpNextRemovesAndMovesEntriesOfTheRealQueue)
     upNext->model()->moveEntriesAt({1}, upNext->model()->rowCount());
     QCoreApplication::processEvents();
     EXPECT_EQ(titles(model->_queue()), (QStringList{"s5", "s4", "s2"}));
+}
+
+TEST_F(PlayerViewTest, DeleteInUpNextGoesOnRowAfterRowOnceThePlayerHasReported)
+{
+    const QList<LocalSong> songs = localSongs(6);
+    playFrom(songs, songs[0].identifier);
+    view->showUpNext();
+    UpNextView *upNext = view->upNext();
+    QListView *list = upNext->list();
+    list->setCurrentIndex(upNext->model()->index(2));
+    for (const QStringList &left : {QStringList{"s0", "s1", "s3", "s4", "s5"}, QStringList{"s0", "s1", "s4", "s5"}}) {
+        QTest::keyClick(list, Qt::Key_Delete);
+        clock.advance(0.1); // the player's own report of the edit, after the debounce
+        settle();
+        EXPECT_EQ(titles(player.queue().entries()), left);
+        EXPECT_EQ(list->currentIndex().row(), 2);
+    }
+}
+
+TEST_F(PlayerViewTest, UpNextKeepsItsRowsAndSelectionAcrossATrackChange)
+{
+    const QList<LocalSong> songs = localSongs(5);
+    playFrom(songs, songs[0].identifier);
+    view->showUpNext();
+    UpNextView *upNext = view->upNext();
+    QSignalSpy resets(upNext->model(), &QAbstractItemModel::modelReset);
+    QListView *list = upNext->list();
+    list->setCurrentIndex(upNext->model()->index(3)); // s3
+    const QPersistentModelIndex chosen(list->currentIndex());
+
+    finish(model->skipToNext());
+    clock.advance(0.1);
+    settle();
+    ASSERT_EQ(titles(model->_queue()), (QStringList{"s1", "s2", "s3", "s4"}));
+    // The row left at the top; s3 is still the chosen row, now one higher.
+    EXPECT_EQ(resets.count(), 0);
+    EXPECT_TRUE(chosen.isValid());
+    EXPECT_EQ(list->currentIndex().row(), 2);
+    EXPECT_TRUE(list->selectionModel()->isSelected(upNext->model()->index(2)));
+    EXPECT_EQ(list->currentIndex().data().toString(), songs[3].title);
+}
+
+TEST_F(PlayerViewTest, UpNextShowsTheCoverOfEveryRowOfOneAlbum)
+{
+    // Five songs of one album: one cover file, five artwork keys never seen before.
+    const QString cover = directory.filePath(QStringLiteral("album.png"));
+    ASSERT_TRUE(TestImages::write(cover, TestImages::encoded(QSize(120, 120), "png", QColor(30, 160, 60))));
+    QList<LocalSong> songs = localSongs(5, QStringLiteral("album-%1-").arg(QCoreApplication::applicationPid()));
+    for (LocalSong &song : songs)
+        song.artworkURL = QUrl::fromLocalFile(cover);
+    playFrom(songs, songs[0].identifier);
+    view->showUpNext();
+    UpNextView *upNext = view->upNext();
+    ASSERT_EQ(upNext->model()->rowCount(), 5);
+    QListView *list = upNext->list();
+
+    // The middle of each row's artwork, as painted.
+    const QColor background = ArtworkView::backgroundColor(isDarkScheme(list->palette()));
+    const auto coverShown = [&](int row) {
+        const QRect rect = list->visualRect(upNext->model()->index(row));
+        const QImage painted = list->viewport()->grab().toImage();
+        return QColor(painted.pixel(rect.x() + 6 + 12, rect.y() + 2 + 12)) != background;
+    };
+    EXPECT_TRUE(spinUntil([&] {
+        for (int row = 0; row < 5; ++row)
+            if (!coverShown(row))
+                return false;
+        return true;
+    }));
+    for (int row = 0; row < 5; ++row)
+        EXPECT_TRUE(coverShown(row)) << "row " << row;
 }
 
 TEST_F(PlayerViewTest, DraggingRowsInUpNextMovesThemInThePlayer)

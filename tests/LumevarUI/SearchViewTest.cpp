@@ -158,6 +158,9 @@ TEST_F(SearchViewTest, ReopeningTakesTheFocusBackAndClearsTheHighlight)
     EXPECT_TRUE(view->field()->hasFocus());
     EXPECT_FALSE(view->selection());
     EXPECT_EQ(view->searchText(), QStringLiteral("harbor"));
+    // The text stands selected: typing replaces it.
+    type(QStringLiteral("Greatest Hits"));
+    EXPECT_EQ(view->searchText(), QStringLiteral("Greatest Hits"));
 }
 
 TEST_F(SearchViewTest, PickerEmptiesTheListAtOnceAndTheHeightFollowsTheNewSearch)

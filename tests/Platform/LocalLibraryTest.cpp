@@ -389,6 +389,13 @@ TEST(LocalLibraryService, AuthorizationFollowsTheFolder)
     EXPECT_TRUE(page.items.isEmpty());
     EXPECT_EQ(page.totalCount, 0);
 
+    // The window names the folder, and no streaming service, in its texts.
+    EXPECT_EQ(service.displayName(), QStringLiteral("Music"));
+    EXPECT_EQ(service.catalogLabel(), QStringLiteral("Catalog"));
+    EXPECT_TRUE(service.playFailureAdvice().contains(folder));
+    EXPECT_FALSE(service.playFailureAdvice().contains(QStringLiteral("Internet")));
+    EXPECT_EQ(LocalLibraryService(QStringLiteral("/"), parent.path()).displayName(), QStringLiteral("/"));
+
     // There is no catalog behind a music folder.
     const CatalogSearchResponse catalog = runTask(service.searchCatalog(QStringLiteral("anything"), 25));
     EXPECT_TRUE(catalog.songs.isEmpty() && catalog.albums.isEmpty() && catalog.artists.isEmpty() && catalog.playlists.isEmpty());

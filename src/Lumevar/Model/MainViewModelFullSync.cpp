@@ -182,10 +182,21 @@ QCoro::Task<void> MainViewModel::start()
     // A first launch waits here for the whole mirror, so that the lists appear with content; a
     // failed sync lets the launch go on with what the store has.
     bool firstSync = !UserDefaults::standard().boolValue(performedFullSyncKey);
+    // The Playlists container with the root list beside it, unless the user chose already.
+    const auto showContainers = [this] {
+        if (!_selectedContainerKindID())
+            _selectedContainerKindID.set(ContainerKind(ContainerKind::playlists).id());
+        if (_navigationPath().isEmpty())
+            _navigationPath.set({NavigationItem::root(), NavigationItem::container(ContainerKind::fromID(*_selectedContainerKindID()))});
+    };
     if (firstSync) {
         co_await performFullSync();
         if (!self)
             co_return;
+    } else {
+        // A relaunch shows the lists before the store has answered, so that a click made as the
+        // window appears lands on a list; a store found empty below is filled and they reload.
+        showContainers();
     }
     // A store that was rebuilt, lives in memory, or was emptied or deleted since the last run
     // starts empty, whatever the settings remember.
@@ -204,8 +215,7 @@ QCoro::Task<void> MainViewModel::start()
     }
     // Runs beside the first lists; nothing waits for it.
     detach(syncEmptyPlaylistContents());
-    _selectedContainerKindID.set(ContainerKind(ContainerKind::playlists).id());
-    _navigationPath.set({NavigationItem::root(), NavigationItem::container(ContainerKind::playlists)});
+    showContainers();
     subscribeToPlayer();
     // A library that changes by itself is followed from now on; one that changed while the
     // application was not running is caught up with in the background.

@@ -174,7 +174,13 @@ void MprisService::schedulePublish()
 void MprisService::publish()
 {
     m_publishScheduled = false;
-    const QVariantMap now = playerProperties();
+    QVariantMap now = playerProperties();
+    // A new song whose cover has not settled yet keeps the last metadata: announced now, its title
+    // would stand beside the previous song's picture.
+    const std::optional<PlaybackItem> shown = Mpris::shownItem(m_model);
+    if (m_hooks.artworkSettles && shown && m_model._playingItemIDForArtwork() != shown->songIDForArtwork
+        && m_published.contains(QStringLiteral("Metadata")))
+        now.insert(QStringLiteral("Metadata"), m_published.value(QStringLiteral("Metadata")));
     QVariantMap changed;
     for (auto it = now.constBegin(); it != now.constEnd(); ++it) {
         if (m_published.value(it.key()) != it.value())

@@ -34,6 +34,9 @@ public:
         std::function<void()> raise;           // bring the main window to the front
         std::function<void()> quit;            // end the process
         std::function<void()> playWhenStopped; // Play with nothing loaded: play what is selected
+        // The player's artwork task settles each shown song's artwork: a new song's metadata then
+        // waits for its cover, so that title and picture change in one announcement.
+        bool artworkSettles = false;
     };
 
     MprisService(MainViewModel &model, Hooks hooks, QObject *parent = nullptr);
@@ -48,6 +51,8 @@ public:
     QString registeredName() const { return m_registeredName; }
 
     MainViewModel &model() const { return m_model; }
+    // The properties as last announced (whether or not a bus heard it).
+    const QVariantMap &publishedProperties() const { return m_published; }
     const Hooks &hooks() const { return m_hooks; }
 
     // The commands of the player interface.

@@ -67,14 +67,11 @@ void CollectionListController::willDisappear()
 
 void CollectionListController::didAppear()
 {
-    std::weak_ptr<bool> alive = m_alive;
-    auto run = [](CollectionListController *self, std::weak_ptr<bool> alive) -> QCoro::Task<void> {
-        if (self->task)
-            co_await self->task();
-        if (!alive.expired())
-            self->updateFocus();
-    };
-    detach(run(this, alive));
+    // The load runs on its own; the keys come to the active pane at once, not after the load and
+    // its sync.
+    if (task)
+        detach(task());
+    updateFocus();
 }
 
 void CollectionListController::reloadItems()

@@ -39,6 +39,11 @@ void SongChangeNotifier::install()
 
 QCoro::Task<void> SongChangeNotifier::settleArtwork(std::optional<PlaybackItem> item, CancellationToken token)
 {
+    // Another song shown (or none) before the last one's moment was up: that one is not announced.
+    if (!item || item->songIDForArtwork != m_pendingID) {
+        m_pendingPost.reset();
+        m_pendingID.clear();
+    }
     if (!item)
         co_return;
     QPointer self(this);
@@ -78,6 +83,17 @@ void SongChangeNotifier::postSongNotification(const PlaybackItem &item)
         Log::debug(Log::app(), "Notifications are disabled, skipping notification post");
         return;
     }
+    m_pendingID = item.songIDForArtwork;
+    m_pendingPost = Clock::shared().schedule(announceDelay, [self = QPointer(this), item] {
+        if (!self)
+            return;
+        self->m_pendingID.clear();
+        self->post(item);
+    });
+}
+
+void SongChangeNotifier::post(const PlaybackItem &item)
+{
     detach([](DesktopNotifications &notifications, PlaybackItem item) -> QCoro::Task<void> {
         Log::info(Log::app(), "Posting notification for song: %s", item.title);
         DesktopNotifications::Notification notification{item.title, item.subtitle.value_or(QString()), std::nullopt};

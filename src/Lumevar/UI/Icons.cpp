@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QHash>
+#include <QIconEngine>
 #include <QPainter>
 #include <QPainterPath>
 #include <QPixmap>
@@ -43,16 +44,24 @@ const QHash<QString, IconSource> &sources()
     return table;
 }
 
-// A plain glyph for symbols that neither the theme nor the style offers.
-QIcon drawn(const QString &symbolName)
+// Lumevar's own glyph of a symbol, on a 32 x 32 grid, in one colour.
+void paintSymbol(QPainter &painter, const QString &symbolName, const QColor &color)
 {
-    QPixmap pixmap(32, 32);
-    pixmap.fill(Qt::transparent);
-    QPainter painter(&pixmap);
     painter.setRenderHint(QPainter::Antialiasing);
-    QPen pen(QApplication::palette().color(QPalette::WindowText), 3);
+    QPen pen(color, 3);
+    pen.setCapStyle(Qt::RoundCap);
+    pen.setJoinStyle(Qt::RoundJoin);
     painter.setPen(pen);
-    if (symbolName == QLatin1String("magnifyingglass")) {
+    if (symbolName == QLatin1String("chevron.backward")) {
+        painter.drawPolyline(QPolygonF({QPointF(20, 6), QPointF(10, 16), QPointF(20, 26)}));
+    } else if (symbolName == QLatin1String("line.3.horizontal.decrease.circle")) {
+        pen.setWidthF(2.5);
+        painter.setPen(pen);
+        painter.drawEllipse(QRectF(2.5, 2.5, 27, 27));
+        painter.drawLine(QPointF(9, 11), QPointF(23, 11));
+        painter.drawLine(QPointF(11.5, 16), QPointF(20.5, 16));
+        painter.drawLine(QPointF(14, 21), QPointF(18, 21));
+    } else if (symbolName == QLatin1String("magnifyingglass")) {
         painter.drawEllipse(QRectF(5, 5, 16, 16));
         painter.drawLine(QPointF(19, 19), QPointF(27, 27));
     } else if (symbolName.startsWith(QLatin1String("line.3.horizontal"))) {
@@ -111,8 +120,43 @@ QIcon drawn(const QString &symbolName)
     } else {
         painter.drawEllipse(QRectF(8, 8, 16, 16));
     }
-    return QIcon(pixmap);
 }
+
+// Draws the glyph whenever it is asked for, in the text colour of the palette of that moment, so
+// that a button's symbol follows a change between the light and the dark scheme.
+class SymbolEngine : public QIconEngine {
+public:
+    explicit SymbolEngine(QString name) : m_name(std::move(name)) {}
+
+    void paint(QPainter *painter, const QRect &rect, QIcon::Mode mode, QIcon::State) override
+    {
+        const QPalette palette = QApplication::palette();
+        QColor color = palette.color(mode == QIcon::Disabled ? QPalette::Disabled : QPalette::Active, QPalette::WindowText);
+        if (mode == QIcon::Selected)
+            color = palette.color(QPalette::HighlightedText);
+        painter->save();
+        painter->translate(rect.topLeft());
+        painter->scale(rect.width() / 32.0, rect.height() / 32.0);
+        paintSymbol(*painter, m_name, color);
+        painter->restore();
+    }
+
+    QPixmap pixmap(const QSize &size, QIcon::Mode mode, QIcon::State state) override
+    {
+        QPixmap pixmap(size);
+        pixmap.fill(Qt::transparent);
+        QPainter painter(&pixmap);
+        paint(&painter, QRect(QPoint(), size), mode, state);
+        return pixmap;
+    }
+
+    QIconEngine *clone() const override { return new SymbolEngine(m_name); }
+
+private:
+    QString m_name;
+};
+
+QIcon drawn(const QString &symbolName) { return QIcon(new SymbolEngine(symbolName)); }
 
 } // namespace
 

@@ -9,8 +9,9 @@
 namespace Icons {
 
 QIcon symbol(const QString &symbolName);
-// The project's own drawing of a symbol, ignoring the theme: for glyphs that are tinted, where a
-// coloured theme icon would lose its shape.
+// The project's own drawing of a symbol, ignoring the theme, in the palette's text colour at the
+// moment it is painted: the toolbar's and the lists' symbols, which look alike in either scheme
+// whatever the desktop's icon theme.
 QIcon drawnSymbol(const QString &symbolName);
 
 } // namespace Icons

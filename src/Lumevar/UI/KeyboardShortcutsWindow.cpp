@@ -1,6 +1,8 @@
 #include "Lumevar/UI/KeyboardShortcutsWindow.h"
 
 #include "Lumevar/Model/ErrorReporting.h"
+#include "Lumevar/UI/ServiceTexts.h"
+#include "Platform/Music/MusicService.h"
 
 #include <QGridLayout>
 #include <QKeySequence>
@@ -21,7 +23,7 @@ QList<KeyboardShortcutsWindow::Row> KeyboardShortcutsWindow::rows()
         {QStringLiteral("Skip to the previous track"), native(QKeySequence(Qt::CTRL | Qt::Key_Left))},
         {QStringLiteral("Skip to the next track"), native(QKeySequence(Qt::CTRL | Qt::Key_Right))},
         {QStringLiteral("Search your library"), native(QKeySequence(Qt::CTRL | Qt::Key_F))},
-        {QStringLiteral("Search the Apple Music catalog"), native(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_F))},
+        {ServiceTexts::searchCatalogShortcut(MusicService::shared()), native(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_F))},
     };
 }
 

@@ -16,7 +16,9 @@
 #include "Lumevar/UI/Settings/SettingsWindow.h"
 #include "Lumevar/UI/ToastView.h"
 #include "Lumevar/UI/NoticeBanner.h"
+#include "Lumevar/UI/ServiceTexts.h"
 #include "Lumevar/UI/UnavailableView.h"
+#include "Platform/Music/MusicService.h"
 #include "Support/Log.h"
 #include "Support/Progress.h"
 #include "Support/Task.h"
@@ -130,7 +132,7 @@ void MainWindow::buildMenus()
     // Each entry sets the source first, so that reopening on the other source searches again.
     connect(addAction(file, QStringLiteral("search"), QStringLiteral("Search"), QKeySequence(Qt::CTRL | Qt::Key_F)),
             &QAction::triggered, this, [this] { openSearch(SearchPickerSelection::library); });
-    connect(addAction(file, QStringLiteral("searchCatalog"), QStringLiteral("Search Apple Music"),
+    connect(addAction(file, QStringLiteral("searchCatalog"), ServiceTexts::searchCatalogMenuItem(MusicService::shared()),
                       QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_F)),
             &QAction::triggered, this, [this] { openSearch(SearchPickerSelection::catalog); });
     connect(addAction(file, QStringLiteral("updateLibrary"), QStringLiteral("Update Library"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R)),
@@ -148,7 +150,7 @@ void MainWindow::buildMenus()
 
     QMenu *view = bar->addMenu(QStringLiteral("&View"));
     QAction *back = addAction(view, QStringLiteral("back"), QStringLiteral("Back"), QKeySequence(Qt::CTRL | Qt::Key_BracketLeft));
-    back->setIcon(Icons::symbol(QStringLiteral("chevron.backward")));
+    back->setIcon(Icons::drawnSymbol(QStringLiteral("chevron.backward")));
     back->setToolTip(QStringLiteral("Back"));
     connect(back, &QAction::triggered, this, [this] { m_model.navigateBack(); });
     connect(addAction(view, QStringLiteral("snapBack"), QStringLiteral("Library SnapBack"), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_S)),
@@ -236,15 +238,15 @@ void MainWindow::buildToolbar()
     connect(m_sortMenu, &QMenu::aboutToShow, this, &MainWindow::rebuildSortMenu);
     m_sortButton = new QToolButton(toolbar);
     m_sortButton->setObjectName(QStringLiteral("sort"));
-    m_sortButton->setIcon(Icons::symbol(QStringLiteral("line.3.horizontal.decrease.circle")));
+    m_sortButton->setIcon(Icons::drawnSymbol(QStringLiteral("line.3.horizontal.decrease.circle")));
     m_sortButton->setToolTip(QStringLiteral("Sort and filter"));
     m_sortButton->setMenu(m_sortMenu);
     m_sortButton->setPopupMode(QToolButton::InstantPopup);
     toolbar->addWidget(m_sortButton);
 
-    QAction *search = toolbar->addAction(Icons::symbol(QStringLiteral("magnifyingglass")), QStringLiteral("Search"));
+    QAction *search = toolbar->addAction(Icons::drawnSymbol(QStringLiteral("magnifyingglass")), QStringLiteral("Search"));
     search->setObjectName(QStringLiteral("searchButton"));
-    search->setToolTip(QStringLiteral("Search your library or the Apple Music catalog"));
+    search->setToolTip(ServiceTexts::searchButtonTooltip(MusicService::shared()));
     // The button keeps the source the picker shows.
     connect(search, &QAction::triggered, this, [this] { m_app.searchViewModel().activate(); });
     m_actions.insert(search->objectName(), search);
@@ -497,7 +499,7 @@ void MainWindow::refreshPlayError()
         return;
     auto *alert = new QMessageBox(QMessageBox::Warning, playErrorTitle, playErrorTitle, QMessageBox::Ok, this);
     alert->setObjectName(QStringLiteral("playErrorAlert"));
-    alert->setInformativeText(playErrorMessage);
+    alert->setInformativeText(ServiceTexts::playErrorMessage(MusicService::shared()));
     alert->setAttribute(Qt::WA_DeleteOnClose);
     connect(alert, &QMessageBox::finished, this, [this] {
         if (m_model._showPlayError())

@@ -43,8 +43,6 @@ public:
     static constexpr int defaultWidth = 600;
     static constexpr int defaultHeight = 500;
     static inline const QString playErrorTitle = QStringLiteral("The selected item could not be played.");
-    static inline const QString playErrorMessage = QStringLiteral(
-        "Please ensure you have a working Internet connection and the item is still available in the Apple Music catalog.");
 
     explicit MainWindow(LumevarApp &app, QWidget *parent = nullptr);
     ~MainWindow() override;
@@ -65,7 +63,7 @@ public:
 
     // Brings the window to the front, showing it again after a close.
     void raiseWindow();
-    // "Search" and "Search Apple Music": the source, then the surface opens.
+    // "Search" and "Search <service>": the source, then the surface opens.
     void openSearch(SearchPickerSelection source);
     // The settings window, made at the first call and brought to the front.
     void showSettings();

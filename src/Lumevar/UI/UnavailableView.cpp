@@ -1,6 +1,8 @@
 #include "Lumevar/UI/UnavailableView.h"
 
 #include "Lumevar/UI/Icons.h"
+#include "Lumevar/UI/ServiceTexts.h"
+#include "Platform/Music/MusicService.h"
 
 #include <QLabel>
 #include <QPushButton>
@@ -8,11 +10,7 @@
 
 QString UnavailableView::titleText() { return QStringLiteral("Welcome to Lumevar"); }
 
-QString UnavailableView::descriptionText()
-{
-    return QStringLiteral("Lumevar is not able to access your music library. Make sure you are signed into Apple "
-                          "Music in the Apple Music app first.");
-}
+QString UnavailableView::descriptionText() { return ServiceTexts::unavailableDescription(MusicService::shared()); }
 
 UnavailableView::UnavailableView(QWidget *parent) : QWidget(parent), m_tryAgain(new QPushButton(QStringLiteral("Try Again"), this))
 {

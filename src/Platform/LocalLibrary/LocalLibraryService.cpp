@@ -116,6 +116,17 @@ MusicAuthorizationStatus LocalLibraryService::checkFolder() const
 
 MusicAuthorizationStatus LocalLibraryService::authorizationStatus() const { return m_status; }
 
+QString LocalLibraryService::displayName() const
+{
+    const QString name = QFileInfo(m_folder).fileName();
+    return name.isEmpty() ? m_folder : name; // the root folder has no name of its own
+}
+
+QString LocalLibraryService::playFailureAdvice() const
+{
+    return QStringLiteral("Please ensure the song's file is still in the music folder “%1” and can be read.").arg(m_folder);
+}
+
 QString LocalLibraryService::unavailableReason() const
 {
     const QFileInfo info(m_folder);

@@ -60,6 +60,11 @@ public:
     // Where the scan cache of this folder is kept.
     QString scanCacheFile() const;
 
+    // The music folder's own name.
+    QString displayName() const override;
+    // A song that does not play has lost its file, or the folder its disk.
+    QString playFailureAdvice() const override;
+
     MusicAuthorizationStatus authorizationStatus() const override;
     QCoro::Task<MusicAuthorizationStatus> requestAuthorization() override;
     // Names the folder and says what is wrong with it: missing, not a folder, not readable.

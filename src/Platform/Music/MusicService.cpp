@@ -12,6 +12,12 @@ MusicService &MusicService::shared()
 
 void MusicService::setShared(MusicService *service) { installedService = service; }
 
+QString MusicService::playFailureAdvice() const
+{
+    return QStringLiteral("Please ensure you have a working Internet connection and the item is still available in the %1 catalog.")
+        .arg(displayName());
+}
+
 QCoro::Task<std::optional<QString>> MusicService::libraryRevision() { co_return std::nullopt; }
 
 QCoro::Task<void> MusicService::readLibraryAgain() { co_return; }

@@ -27,6 +27,14 @@ public:
     static MusicService &shared();
     static void setShared(MusicService *service);
 
+    // How the window names this service, in "Search %1" and "the %1 catalog": a streaming
+    // service's own name, a server's name, the music folder's name.
+    virtual QString displayName() const = 0;
+    // The search picker's word for the catalog scope, beside "Library".
+    virtual QString catalogLabel() const { return QStringLiteral("Catalog"); }
+    // The advice of the alert shown when an item of this service could not be played.
+    virtual QString playFailureAdvice() const;
+
     // Authorization. A denied backend makes the application show its unavailable screen.
     virtual MusicAuthorizationStatus authorizationStatus() const = 0;
     virtual QCoro::Task<MusicAuthorizationStatus> requestAuthorization() = 0;

@@ -45,6 +45,9 @@ public:
     // Authorization: the current status, and the one requestAuthorization() moves to.
     MusicAuthorizationStatus status = MusicAuthorizationStatus::authorized;
     MusicAuthorizationStatus statusAfterRequest = MusicAuthorizationStatus::authorized;
+    // What displayName() and catalogLabel() answer (an empty word: the default one).
+    QString name = QStringLiteral("Fake Music");
+    QString catalogWord;
     // What unavailableReason() and libraryRevision() answer.
     QString reason;
     std::optional<QString> revision;
@@ -99,6 +102,8 @@ public:
     MusicAuthorizationStatus authorizationStatus() const override { return status; }
     QCoro::Task<MusicAuthorizationStatus> requestAuthorization() override;
     QString unavailableReason() const override { return reason; }
+    QString displayName() const override { return name; }
+    QString catalogLabel() const override { return catalogWord.isEmpty() ? MusicService::catalogLabel() : catalogWord; }
     QCoro::Task<void> readLibraryAgain() override;
     QCoro::Task<std::optional<QString>> libraryRevision() override
     {

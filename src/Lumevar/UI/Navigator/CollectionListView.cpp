@@ -243,7 +243,12 @@ void CollectionListView::resizeEvent(QResizeEvent *event)
     updateScrollBar();
 }
 
-void CollectionListView::scrollContentsBy(int, int) { viewport()->update(); }
+void CollectionListView::scrollContentsBy(int, int)
+{
+    // The rows move under a pointer that stays: the one it stands on now is the hovered one.
+    updateHover(m_pointer);
+    viewport()->update();
+}
 
 void CollectionListView::layoutIfNeeded()
 {
@@ -381,6 +386,7 @@ void CollectionListView::keyPressEvent(QKeyEvent *event)
 
 void CollectionListView::updateHover(const QPoint &point)
 {
+    m_pointer = point;
     const int row = rowAt(point);
     const bool inArtwork = row >= 0 && m_painter.artworkRect(rowRect(row)).contains(point);
     if (row != m_hoverRow || inArtwork != m_pointerInArtwork) {
@@ -494,6 +500,7 @@ void CollectionListView::wheelEvent(QWheelEvent *event)
         event->ignore(); // horizontal: the pane strip's swipe
         return;
     }
+    m_pointer = event->position().toPoint();
     QAbstractScrollArea::wheelEvent(event);
 }
 

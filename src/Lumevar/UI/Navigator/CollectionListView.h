@@ -72,6 +72,9 @@ public:
     void takeKeyboardFocus() override;
     void setEnabled(bool enabled) override { QWidget::setEnabled(enabled); }
 
+    // The row under the pointer, which shows the play button over its artwork; -1 for none.
+    int hoveredRow() const { return m_hoverRow; }
+
 protected:
     void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
@@ -113,6 +116,7 @@ private:
     double m_measuredWidth = -1;
     int m_selectedRow = -1;
     int m_hoverRow = -1;
+    QPoint m_pointer{-1, -1}; // where the pointer last was over the rows, in the viewport
     bool m_pointerInArtwork = false;
     int m_pressedRow = -1;
     QString m_typed;

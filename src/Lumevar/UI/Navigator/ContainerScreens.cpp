@@ -7,6 +7,7 @@
 #include "Lumevar/UI/Navigator/CollectionListView.h"
 #include "Lumevar/UI/Navigator/PaneScreen.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 #include "Support/Task.h"
 
 #include <QMenu>
@@ -24,6 +25,17 @@ QCoro::Task<void> playReportingFailure(MainViewModel &model, std::function<QCoro
     } catch (const CancellationError &) {
     } catch (...) {
         model.reportPlayFailure(errorFromCurrentException());
+    }
+}
+
+// Runs a play request from a row's context menu: a failure is only logged, the user sees nothing.
+QCoro::Task<void> playDroppingFailure(std::function<QCoro::Task<void>()> play)
+{
+    try {
+        co_await play();
+    } catch (const CancellationError &) {
+    } catch (...) {
+        Log::info(Log::playback(), "Play from a context menu failed: %@", errorFromCurrentException());
     }
 }
 
@@ -157,12 +169,12 @@ std::unique_ptr<PaneScreen> collectionList(NavigatorModels &models, CollectionVi
                                      [viewModel] { viewModel->followSelection(); });
     viewModel->followSelection();
     screen->controller().task = [viewModel] { return viewModel->load(true); };
-    screen->view()->menuProvider = [rows, viewModel, &main](int row) -> QMenu * {
+    screen->view()->menuProvider = [rows, viewModel](int row) -> QMenu * {
         if (row < 0 || row >= rows->count())
             return nullptr;
         const QString id = rows->itemID(row);
-        const auto play = [viewModel, &main, id](bool shuffle) {
-            detach(playReportingFailure(main, [viewModel, id, shuffle] { return viewModel->play(id, shuffle); }));
+        const auto play = [viewModel, id](bool shuffle) {
+            detach(playDroppingFailure([viewModel, id, shuffle] { return viewModel->play(id, shuffle); }));
         };
         return menuOf({{QStringLiteral("Play"), [play] { play(false); }}, {QStringLiteral("Shuffle"), [play] { play(true); }}});
     };

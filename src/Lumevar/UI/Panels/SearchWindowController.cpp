@@ -5,6 +5,7 @@
 #include "Support/Log.h"
 
 #include <QApplication>
+#include <QMouseEvent>
 
 SearchWindowController::SearchWindowController(QWidget *content, QWidget *window)
     : QObject(window), m_lastHeight(PanelFrames::searchInitialHeight)
@@ -15,7 +16,11 @@ SearchWindowController::SearchWindowController(QWidget *content, QWidget *window
     m_panel->hide();
 }
 
-SearchWindowController::~SearchWindowController() { disconnect(m_focusConnection); }
+SearchWindowController::~SearchWindowController()
+{
+    disconnect(m_focusConnection);
+    qApp->removeEventFilter(this);
+}
 
 void SearchWindowController::setVisible(bool visible)
 {
@@ -38,6 +43,9 @@ void SearchWindowController::attach()
     m_panel->raise();
     m_panel->content()->setFocus(Qt::PopupFocusReason);
     m_focusConnection = connect(qApp, &QApplication::focusChanged, this, &SearchWindowController::focusChanged);
+    // Most of what a click can land on takes no focus (labels, the player's buttons, blank
+    // space), so focus alone would leave the panel open.
+    qApp->installEventFilter(this);
 }
 
 void SearchWindowController::detach()
@@ -46,6 +54,7 @@ void SearchWindowController::detach()
         return;
     m_attached = false;
     disconnect(m_focusConnection);
+    qApp->removeEventFilter(this);
     const bool hadFocus = holds(QApplication::focusWidget());
     m_panel->hide();
     // Dismissed from inside (Escape, a chosen result): the keys go back to where they were.
@@ -70,6 +79,19 @@ bool SearchWindowController::holds(const QWidget *widget) const
             return false;
     }
     return false;
+}
+
+bool SearchWindowController::eventFilter(QObject *watched, QEvent *event)
+{
+    // A press the panel leaves alone travels on to its parents, the main window among them: where
+    // it happened decides, not who hears it.
+    if (m_attached && event->type() == QEvent::MouseButtonPress && watched->isWidgetType()
+        && !holds(static_cast<QWidget *>(watched)) && onClose) {
+        const QPoint at = static_cast<QMouseEvent *>(event)->globalPosition().toPoint();
+        if (!m_panel->rect().contains(m_panel->mapFromGlobal(at)))
+            onClose();
+    }
+    return QObject::eventFilter(watched, event);
 }
 
 void SearchWindowController::focusChanged(QWidget *old, QWidget *now)

@@ -72,7 +72,8 @@ void PlayerView::refreshModes()
     const MusicRepeatMode repeat = m_model.repeatMode();
     m_repeat->setSymbolName(repeat == MusicRepeatMode::one ? QStringLiteral("repeat.1") : QStringLiteral("repeat"));
     m_repeat->setTinted(repeat != MusicRepeatMode::none);
-    m_shuffle->setTinted(m_model.isShuffled());
+    // Shuffle shows on unless the player was told off: no mode requested counts as on.
+    m_shuffle->setTinted(ApplicationMusicPlayer::shared().state().shuffleMode() != MusicShuffleMode::off);
 }
 
 void PlayerView::showUpNext()

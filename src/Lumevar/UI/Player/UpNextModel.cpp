@@ -7,6 +7,7 @@
 #include <QDataStream>
 #include <QIODevice>
 #include <QMimeData>
+#include <QSet>
 #include <algorithm>
 
 namespace {
@@ -21,9 +22,70 @@ UpNextModel::UpNextModel(MainViewModel &model, QObject *parent) : QAbstractListM
 
 void UpNextModel::reload()
 {
-    beginResetModel();
-    m_entries = m_model._queue();
-    endResetModel();
+    const QList<MusicPlayerQueueEntry> &wanted = m_model._queue();
+    if (wanted == m_entries)
+        return; // the player's own report of an edit already shown
+    if (m_entries.isEmpty() || wanted.isEmpty()) {
+        beginResetModel();
+        m_entries = wanted;
+        endResetModel();
+        Q_EMIT rowsFollowed();
+        return;
+    }
+    // Rows are moved, removed and inserted one by one, so that the view keeps its selection and
+    // current row across a track change or an edit.
+    QSet<QString> wantedIDs;
+    for (const MusicPlayerQueueEntry &entry : wanted)
+        wantedIDs.insert(entry.id);
+    for (int row = int(m_entries.size()) - 1; row >= 0; --row) {
+        if (wantedIDs.contains(m_entries.at(row).id))
+            continue;
+        int first = row;
+        while (first > 0 && !wantedIDs.contains(m_entries.at(first - 1).id))
+            --first;
+        beginRemoveRows({}, first, row);
+        m_entries.remove(first, row - first + 1);
+        endRemoveRows();
+        row = first;
+    }
+    if (m_entries.isEmpty()) {
+        beginInsertRows({}, 0, int(wanted.size()) - 1);
+        m_entries = wanted;
+        endInsertRows();
+        Q_EMIT rowsFollowed();
+        return;
+    }
+    for (int row = 0; row < wanted.size(); ++row) {
+        const MusicPlayerQueueEntry &entry = wanted.at(row);
+        if (row < m_entries.size() && m_entries.at(row).id == entry.id) {
+            if (m_entries.at(row) != entry) {
+                m_entries[row] = entry;
+                Q_EMIT dataChanged(index(row), index(row));
+            }
+            continue;
+        }
+        int found = -1;
+        for (int later = row + 1; later < m_entries.size(); ++later) {
+            if (m_entries.at(later).id == entry.id) {
+                found = later;
+                break;
+            }
+        }
+        if (found >= 0) {
+            beginMoveRows({}, found, found, {}, row);
+            m_entries.move(found, row);
+            endMoveRows();
+            if (m_entries.at(row) != entry) {
+                m_entries[row] = entry;
+                Q_EMIT dataChanged(index(row), index(row));
+            }
+        } else {
+            beginInsertRows({}, row, row);
+            m_entries.insert(row, entry);
+            endInsertRows();
+        }
+    }
+    Q_EMIT rowsFollowed();
 }
 
 int UpNextModel::rowCount(const QModelIndex &parent) const { return parent.isValid() ? 0 : int(m_entries.size()); }

@@ -1,8 +1,10 @@
 #pragma once
 // The rows of Up Next: the model's mirror of the player's queue (from the current entry on), one
-// row per entry with its title and artwork key. Removing and moving rows (Delete, the context
-// menu, drag and drop) edits the real player queue by the entries' stable ids, then refreshes the
-// mirror at once so the rows follow.
+// row per entry with its title and artwork key. The rows follow the mirror by moves, removals and
+// insertions (a reset only from or to an empty queue), so the view keeps its selection across a
+// track change or an edit. Removing and moving rows (Delete, the context menu, drag and drop)
+// edits the real player queue by the entries' stable ids, then refreshes the mirror at once so
+// the rows follow.
 
 #include "Platform/Music/MusicTypes.h"
 #include "Support/Observable.h"
@@ -34,6 +36,10 @@ public:
     // Moves the rows at `rows` before the row `destination` (rowCount() for the end), as list
     // views report a move: offsets of the list before the move.
     void moveEntriesAt(const QList<int> &rows, int destination);
+
+Q_SIGNALS:
+    // The rows have followed a change of the queue (after all their moves, removals, insertions).
+    void rowsFollowed();
 
 private:
     void reload();

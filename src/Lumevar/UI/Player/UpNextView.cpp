@@ -1,12 +1,11 @@
 #include "Lumevar/UI/Player/UpNextView.h"
 
 #include "Lumevar/Artwork/ArtworkImageCache.h"
-#include "Lumevar/Artwork/ArtworkLoad.h"
 #include "Lumevar/UI/ColorScheme.h"
+#include "Lumevar/UI/Navigator/RowArtwork.h"
 #include "Lumevar/UI/Player/ArtworkView.h"
 #include "Lumevar/UI/Player/PlayerSymbols.h"
 #include "Lumevar/UI/Player/UpNextModel.h"
-#include "Support/Task.h"
 
 #include <QContextMenuEvent>
 #include <QKeyEvent>
@@ -14,7 +13,6 @@
 #include <QListView>
 #include <QMenu>
 #include <QPainter>
-#include <QPointer>
 #include <QScreen>
 #include <QStackedLayout>
 #include <QStyledItemDelegate>
@@ -27,13 +25,11 @@ constexpr int artworkEdge = 24;
 constexpr int rowSpacing = 4;
 constexpr int rowPadding = 2;
 
-// A row: the entry's artwork (what the cache holds, else the plain background) and its title.
+// A row: the entry's artwork (the slot of its key: the image loaded for it, else the plain
+// background) and its title.
 class UpNextRowDelegate : public QStyledItemDelegate {
 public:
-    UpNextRowDelegate(std::function<void(QString, QUrl)> wantsArtwork, QObject *parent)
-        : QStyledItemDelegate(parent), m_wantsArtwork(std::move(wantsArtwork))
-    {
-    }
+    UpNextRowDelegate(RowArtwork &artwork, QObject *parent) : QStyledItemDelegate(parent), m_artwork(artwork) {}
 
     QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &) const override
     {
@@ -51,18 +47,15 @@ public:
             style->drawControl(QStyle::CE_ItemViewItem, &background, painter, option.widget);
 
         const QRect art(option.rect.x() + 6, option.rect.y() + rowPadding, artworkEdge, artworkEdge);
-        const QString id = index.data(UpNextModel::ArtworkIDRole).toString();
-        const QImage image = ArtworkImageCache::shared().cachedThumbnail(id);
+        const QUrl url = index.data(UpNextModel::ArtworkURLRole).toUrl();
+        const RowArtwork::Slot slot = m_artwork.slot(url.isValid() ? std::optional<QUrl>(url) : std::nullopt,
+                                                     index.data(UpNextModel::ArtworkIDRole).toString());
         painter->save();
         painter->setRenderHint(QPainter::SmoothPixmapTransform);
-        if (!image.isNull()) {
-            painter->drawImage(art, image);
-        } else {
+        if (slot.state == ArtworkState::loaded)
+            painter->drawImage(art, slot.image);
+        else
             painter->fillRect(art, ArtworkView::backgroundColor(isDarkScheme(option.palette)));
-            const QUrl url = index.data(UpNextModel::ArtworkURLRole).toUrl();
-            if (url.isValid())
-                m_wantsArtwork(id, url);
-        }
         QFont font = option.font;
         font.setPixelSize(12);
         painter->setFont(font);
@@ -75,7 +68,7 @@ public:
     }
 
 private:
-    std::function<void(QString, QUrl)> m_wantsArtwork;
+    RowArtwork &m_artwork;
 };
 
 // What an empty queue shows: the list symbol, "Up Next" and a line of explanation.
@@ -127,7 +120,13 @@ UpNextView::UpNextView(MainViewModel &model, QWidget *parent) : QWidget(parent, 
     m_list = new QListView(this);
     m_list->setObjectName(QStringLiteral("upNextList"));
     m_list->setModel(m_model);
-    m_list->setItemDelegate(new UpNextRowDelegate([this](QString id, QUrl url) { loadArtwork(id, url); }, m_list));
+    // Each row keeps the image its own load gave: rows of one album share one load, whose image
+    // the cache keeps under the first row's key only.
+    m_artwork = new RowArtwork(this);
+    m_artwork->setSource({[](const QString &id) { return ArtworkImageCache::shared().cachedThumbnail(id); },
+                          [](std::optional<QUrl> url, QString id) { return ArtworkImageCache::shared().thumbnail(std::move(url), std::move(id)); }});
+    connect(m_artwork, &RowArtwork::changed, this, [this] { m_list->viewport()->update(); });
+    m_list->setItemDelegate(new UpNextRowDelegate(*m_artwork, m_list));
     // Every row has the same height: the view need not measure 2,500 of them.
     m_list->setUniformItemSizes(true);
     m_list->setSelectionMode(QAbstractItemView::ExtendedSelection);
@@ -141,7 +140,7 @@ UpNextView::UpNextView(MainViewModel &model, QWidget *parent) : QWidget(parent, 
     m_list->viewport()->installEventFilter(this);
     m_stack->addWidget(m_list);
 
-    connect(m_model, &QAbstractItemModel::modelReset, this, &UpNextView::refreshState);
+    connect(m_model, &UpNextModel::rowsFollowed, this, &UpNextView::refreshState);
     refreshState();
 }
 
@@ -208,20 +207,6 @@ bool UpNextView::eventFilter(QObject *watched, QEvent *event)
         return true;
     }
     return QWidget::eventFilter(watched, event);
-}
-
-void UpNextView::loadArtwork(const QString &id, const QUrl &url)
-{
-    if (m_loadingArtwork.contains(id))
-        return;
-    m_loadingArtwork.insert(id);
-    detach([](QPointer<UpNextView> self, QString id, QUrl url) -> QCoro::Task<void> {
-        // A failure leaves the row's plain background (and its one log line); it is not asked again.
-        QCoro::Task<ArtworkLoad> asking = ::loadArtwork(url, id, ArtworkImageCache::shared());
-        const ArtworkLoad outcome = co_await std::move(asking);
-        if (self && outcome.state == ArtworkState::loaded)
-            self->m_list->viewport()->update();
-    }(QPointer(this), id, url));
 }
 
 void UpNextView::paintEvent(QPaintEvent *)

@@ -4,12 +4,12 @@
 // reordered by dragging and removed with Delete or Backspace or the context menu; each edit goes to
 // the real player queue (UpNextModel). It closes when the user clicks elsewhere.
 
-#include <QSet>
 #include <QWidget>
 
 class MainViewModel;
 class QListView;
 class QStackedLayout;
+class RowArtwork;
 class UpNextModel;
 
 class UpNextView : public QWidget {
@@ -37,12 +37,11 @@ protected:
 
 private:
     void refreshState();
-    void loadArtwork(const QString &id, const QUrl &url);
 
     UpNextModel *m_model;
     QStackedLayout *m_stack;
     QWidget *m_empty;
     QListView *m_list;
-    QSet<QString> m_loadingArtwork;
+    RowArtwork *m_artwork;
     int m_rowAfterRemoval = -1;
 };

@@ -1,6 +1,7 @@
 #include "Lumevar/UI/Search/SearchPicker.h"
 
 #include "Lumevar/UI/Search/SearchResultDelegate.h"
+#include "Platform/Music/MusicService.h"
 
 #include <QEvent>
 #include <QMouseEvent>
@@ -17,7 +18,7 @@ constexpr double capsuleOpacity = 0.35;
 } // namespace
 
 QString SearchPicker::libraryLabel() { return QStringLiteral("Library"); }
-QString SearchPicker::catalogLabel() { return QString(QChar(0xF8FF)) + QStringLiteral("Music"); }
+QString SearchPicker::catalogLabel() { return MusicService::shared().catalogLabel(); }
 
 SearchPicker::SearchPicker(SearchViewModel &viewModel, QWidget *parent)
     : QWidget(parent), m_viewModel(viewModel), m_shown(viewModel.selection()), m_slide(new QVariantAnimation(this))
@@ -53,10 +54,7 @@ QString SearchPicker::shownText(SearchPickerSelection selection) const
 {
     if (selection == SearchPickerSelection::library)
         return libraryLabel();
-    const QString label = catalogLabel();
-    if (QFontMetrics(labelFont()).inFont(label.at(0)))
-        return label;
-    return QStringLiteral("Apple ") + label.mid(1);
+    return catalogLabel();
 }
 
 QRect SearchPicker::buttonRect(SearchPickerSelection selection) const

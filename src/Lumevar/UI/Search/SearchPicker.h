@@ -12,8 +12,7 @@ class QVariantAnimation;
 class SearchPicker : public QWidget {
     Q_OBJECT
 public:
-    // The labels as written; the second starts with the private-use logo character of the catalog's
-    // maker, which fonts without it show as the word "Apple".
+    // The labels: "Library", and the music service's word for its catalog.
     static QString libraryLabel();
     static QString catalogLabel();
 

@@ -49,7 +49,7 @@ SearchView::SearchView(SearchModels models, QWidget *parent) : QWidget(parent), 
     rowLayout->setContentsMargins(fieldRowHorizontalPadding, fieldRowVerticalPadding, fieldRowHorizontalPadding, fieldRowVerticalPadding);
     rowLayout->setSpacing(8);
     auto *glass = new QLabel(fieldRow);
-    glass->setPixmap(Icons::symbol(QStringLiteral("magnifyingglass")).pixmap(18, 18));
+    glass->setPixmap(Icons::drawnSymbol(QStringLiteral("magnifyingglass")).pixmap(18, 18));
     rowLayout->addWidget(glass, 0, Qt::AlignVCenter);
 
     m_field = new QLineEdit(fieldRow);
@@ -142,9 +142,11 @@ QCoro::Task<void> SearchView::runSearch(QString text, SearchPickerSelection sour
     QPointer<SearchView> self(this);
     try {
         QList<SearchSection> found = co_await searchSections(source, text, m_models);
-        // An overtaken search shows nothing: its sections would stand, if only for a moment,
-        // under a newer text or the other source.
-        token.checkCancellation();
+        // An overtaken catalog search fails, as a cancelled request does. A library search that
+        // has read the store still shows what it found: the newer one follows it in the store's
+        // order and replaces it.
+        if (source == SearchPickerSelection::catalog)
+            token.checkCancellation();
         if (!self)
             co_return;
         showSections(std::move(found));
@@ -205,7 +207,12 @@ void SearchView::select(int row)
     m_list->scrollTo(index);
 }
 
-void SearchView::focusField() { m_field->setFocus(Qt::OtherFocusReason); }
+void SearchView::focusField()
+{
+    m_field->setFocus(Qt::OtherFocusReason);
+    // As the desktop's fields do when they take the focus: what is typed next replaces the text.
+    m_field->selectAll();
+}
 
 void SearchView::focusList() { m_list->setFocus(Qt::OtherFocusReason); }
 

@@ -88,6 +88,7 @@ public:
         m_bytes.append(reinterpret_cast<const char *>(text.constData()), text.size() * qsizetype(sizeof(QChar)));
     }
     QByteArray &bytes() { return m_bytes; }
+    void reserve(qsizetype size) { m_bytes.reserve(size); }
 
 private:
     QByteArray m_bytes;
@@ -128,6 +129,7 @@ private:
 // The texts of the records, each distinct one numbered once.
 class TextTable {
 public:
+    explicit TextTable(qsizetype expected) { m_indexes.reserve(expected); }
     quint32 indexOf(const QString &text)
     {
         const auto found = m_indexes.constFind(text);
@@ -166,14 +168,25 @@ void putRecord(Writer &out, TextTable &texts, qint64 row, const LocalSong &song)
 QByteArray payloadOf(const SongImage &image)
 {
     // The records go first into their own buffer: the texts they number must precede them.
-    TextTable texts;
+    const qsizetype count = image.list.size() + image.others.size();
+    // Sized at once: grown by doubling, the buffers were copied and their fresh pages faulted in
+    // again and again, at every quit.
+    constexpr qsizetype recordSize = 8 + 8 * 4 + 8 + 8 + 4 + 1;
+    TextTable texts(count * 2);
     Writer records;
+    records.reserve(count * recordSize);
     for (size_t i = 0; i < image.listRows.size(); ++i)
         putRecord(records, texts, image.listRows[i], image.list[qsizetype(i)]);
     for (size_t i = 0; i < image.otherRows.size(); ++i)
         putRecord(records, texts, image.otherRows[i], image.others[qsizetype(i)]);
 
+    qsizetype size = 4 + 3 + 8 + records.bytes().size();
+    for (const QString &text : texts.texts())
+        size += 4 + text.size() * qsizetype(sizeof(QChar));
+    for (const std::vector<qint64> &rows : image.sorted)
+        size += 4 + qsizetype(rows.size() * sizeof(qint64));
     Writer out;
+    out.reserve(size);
     out.put(quint32(texts.texts().size()));
     for (const QString &text : texts.texts())
         out.putText(text);

@@ -18,6 +18,8 @@ packages=(
   libmp3lame-dev libflac-dev libvorbis-dev libogg-dev
   # session bus for the MPRIS tests and a virtual display for running the app headless
   dbus dbus-x11 xvfb xauth fonts-dejavu-core
+  # bench/memory-at-scale.sh drives the window (xdotool) and times the quit (bc)
+  xdotool bc
 )
 
 missing=()

@@ -14,6 +14,8 @@
 //
 //   cmake --build build/default --target LibraryScanBench && build/default/bench/LibraryScanBench
 
+#include "Common/LargeFolder.h"
+
 #include "LumevarCore/LocalDatabase.h"
 #include "LumevarCore/SyncEngine.h"
 #include "Platform/LocalLibrary/FolderScanner.h"
@@ -48,8 +50,8 @@
 namespace {
 
 constexpr int fileCount = 6000;
-constexpr int tracksPerAlbum = 12;
-constexpr int albumsPerArtist = 4;
+using LargeFolder::albumsPerArtist;
+using LargeFolder::tracksPerAlbum;
 
 // A tenth of a second of silence as 16-bit stereo PCM WAV.
 QByteArray silentWav()
@@ -74,17 +76,6 @@ QByteArray silentWav()
     return bytes;
 }
 
-// Twenty silent MPEG-1 Layer III frames at 128 kbit/s, 44.1 kHz: about half a second.
-QByteArray silentMp3()
-{
-    QByteArray frame(417, '\0');
-    frame[0] = char(0xFF);
-    frame[1] = char(0xFB);
-    frame[2] = char(0x90);
-    frame[3] = char(0x64);
-    return frame.repeated(20);
-}
-
 TagLib::String text(const QString &value) { return TagLib::String(value.toStdString(), TagLib::String::UTF8); }
 
 class Library {
@@ -103,7 +94,7 @@ private:
         QElapsedTimer timer;
         timer.start();
         const QByteArray wav = silentWav();
-        const QByteArray mp3 = silentMp3();
+        const QByteArray mp3 = LargeFolder::silentMp3();
         static const char *genres[] = {"Jazz", "Rock", "Électronique", "Ambient", "Pop", "Folk", "Hip-Hop", "Klassik"};
         QStringList playlist;
         for (int i = 0; i < fileCount; ++i) {
@@ -208,46 +199,6 @@ BENCHMARK(BM_ScanWithEmptyArtworkCache)->Unit(benchmark::kMillisecond)->UseRealT
 
 // ---- A large folder ----
 
-int largeFileCount()
-{
-    const int count = qEnvironmentVariableIntValue("LUMEVAR_BENCH_FILES");
-    return count > 0 ? count : 100000;
-}
-
-// An ID3v2.4 tag with UTF-8 text frames, made by hand: TagLib would take minutes for 100,000.
-QByteArray id3Tag(const QList<std::pair<const char *, QString>> &frames)
-{
-    const auto syncsafe = [](quint32 n) {
-        QByteArray b(4, '\0');
-        for (int i = 3; i >= 0; --i, n >>= 7)
-            b[i] = char(n & 0x7f);
-        return b;
-    };
-    QByteArray body;
-    for (const auto &[id, value] : frames) {
-        const QByteArray payload = '\x03' + value.toUtf8();
-        body += QByteArray(id) + syncsafe(quint32(payload.size())) + QByteArray(2, '\0') + payload;
-    }
-    return QByteArray("ID3\x04\x00\x00", 6) + syncsafe(quint32(body.size())) + body;
-}
-
-QByteArray largeFile(int i)
-{
-    static const QByteArray audio = silentMp3();
-    const int album = i / tracksPerAlbum;
-    return id3Tag({{"TIT2", QStringLiteral("Sóng %1").arg(i)},
-                   {"TPE1", QStringLiteral("Artíst %1").arg(album / albumsPerArtist)},
-                   {"TALB", QStringLiteral("Álbum %1").arg(album)},
-                   {"TRCK", QString::number(i % tracksPerAlbum + 1)}}) +
-           audio;
-}
-
-QString largePath(const QString &root, int i)
-{
-    const int album = i / tracksPerAlbum;
-    return QStringLiteral("%1/Artíst %2/Álbum %3/%4 Sóng %5.mp3").arg(root).arg(album / albumsPerArtist).arg(album).arg(i % tracksPerAlbum + 1, 2, 10, QLatin1Char('0')).arg(i);
-}
-
 class LargeLibrary {
 public:
     static LargeLibrary &shared()
@@ -260,24 +211,15 @@ public:
     int count() const { return m_count; }
 
 private:
-    LargeLibrary() : m_count(largeFileCount())
+    LargeLibrary() : m_count(LargeFolder::fileCount())
     {
         // LUMEVAR_BENCH_KEEP=1 leaves the folder for a run of the application on it.
         if (qEnvironmentVariableIntValue("LUMEVAR_BENCH_KEEP") == 1)
             m_music.setAutoRemove(false);
+        LargeFolder::write(folder(), m_count);
         QElapsedTimer timer;
-        timer.start();
-        for (int i = 0; i < m_count; ++i) {
-            const QString path = largePath(folder(), i);
-            if (i % tracksPerAlbum == 0)
-                QDir().mkpath(QFileInfo(path).absolutePath());
-            QFile file(path);
-            if (!file.open(QIODevice::WriteOnly) || file.write(largeFile(i)) < 0)
-                std::abort();
-        }
-        std::fprintf(stderr, "Wrote %d files to %s in %.1f s\n", m_count, qPrintable(folder()), timer.elapsed() / 1000.0);
         // The first launch: everything read once, the scan cache written.
-        timer.restart();
+        timer.start();
         LocalLibraryService service(folder(), cache());
         if (!QCoro::waitFor(service.libraryRevision()))
             std::abort();
@@ -343,7 +285,7 @@ void BM_Large_OneFileAddedVisible(benchmark::State &state)
         const auto token = NotificationCenter::shared().addObserver(MusicService::libraryDidChangeNotification, [&loop] { loop.quit(); });
         QTimer::singleShot(10000, &loop, &QEventLoop::quit);
         QFile file(QStringLiteral("%1/new %2.mp3").arg(added).arg(next));
-        if (!file.open(QIODevice::WriteOnly) || file.write(largeFile(next)) < 0)
+        if (!file.open(QIODevice::WriteOnly) || file.write(LargeFolder::file(next)) < 0)
             std::abort();
         file.close();
         ++next;

@@ -24,6 +24,8 @@ packages=(
   qt6-gtk-platformtheme gnome-themes-extra imagemagick xdotool
   # the desktop entry's check
   desktop-file-utils
+  # bench/memory-at-scale.sh times the quit
+  bc
 )
 
 missing=()

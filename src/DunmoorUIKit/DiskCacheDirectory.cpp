@@ -1,6 +1,7 @@
 #include "DunmoorUIKit/DiskCacheDirectory.h"
 
 #include "Support/Clock.h"
+#include "Support/WorkerPools.h"
 
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -59,7 +60,7 @@ double DiskCacheDirectory::now() const
 void DiskCacheDirectory::touchLater(const QString &path) const
 {
     const QDateTime time = QDateTime::fromMSecsSinceEpoch(qint64((now() + referenceDateOffsetFromUnixEpoch) * 1000.0));
-    QThreadPool::globalInstance()->start([path, time, message = m_touchFailureMessage] {
+    WorkerPools::background().start([path, time, message = m_touchFailureMessage] {
         QFile file(path);
         if (!file.open(QIODevice::ReadOnly) || !file.setFileTime(time, QFileDevice::FileModificationTime)) {
             std::printf("%s%s\n", qPrintable(message), qPrintable(path + QStringLiteral(": ") + file.errorString()));

@@ -8,6 +8,7 @@
 #include "LumevarCore/StoreSearch.h"
 #include "LumevarCore/StoreWrites.h"
 #include "Support/Log.h"
+#include "Support/WorkerPools.h"
 
 #include <QCoroFuture>
 #include <QDir>
@@ -262,7 +263,7 @@ QCoro::Task<void> LocalDatabase::storeLibrarySongs(QList<Song> songs, qint64 gen
     // with the store's thread writing the page before (see SyncEngine).
     // Named locals, not temporaries, cross the suspension points (see docs/ARCHITECTURE.md).
     QFuture<QList<std::optional<StoreWrites::PreparedSong>>> preparing =
-        QtConcurrent::run([songs = std::move(songs)] { return StoreWrites::prepareSongs(songs); });
+        QtConcurrent::run(&WorkerPools::store(), [songs = std::move(songs)] { return StoreWrites::prepareSongs(songs); });
     QList<std::optional<StoreWrites::PreparedSong>> prepared = co_await preparing;
     QCoro::Task<void> writing = m_d->write([prepared = std::move(prepared), generation, firstPosition](StoreState &s) {
         StoreWrites::storeLibrarySongs(s, prepared, generation, firstPosition);

@@ -85,28 +85,36 @@ SongImage SongRecords::image(SqliteConnection &db)
     SongImage image;
     if (!m_loaded)
         return image;
-    QSet<qint64> listed;
+    // Whether each slot's record is in the list (the slots are in row order).
+    std::vector<bool> listed(m_records.size(), false);
     if (m_lastSort) {
         const std::vector<qint64> &sorted = sortedLibrary(db, m_lastSort->key);
+        // The kept list is that list already: it is shared, not copied record by record (a copy
+        // of 100,000 records was most of what a quit cost).
+        const bool kept = m_listOrder == m_lastSort;
         image.listOrder = m_lastSort;
-        image.list.reserve(qsizetype(sorted.size()));
+        if (kept)
+            image.list = m_list;
+        else
+            image.list.reserve(qsizetype(sorted.size()));
         image.listRows.reserve(sorted.size());
-        listed.reserve(qsizetype(sorted.size()));
-        auto add = [this, &image, &listed](qint64 pk) {
-            const LocalSong *found = findRecord(pk);
-            if (!found)
+        auto add = [this, &image, &listed, kept](qint64 pk) {
+            const auto slot = slotOf(pk);
+            if (slot == m_records.end() || slot->pk != pk || !slot->record)
                 return;
             image.listRows.push_back(pk);
-            image.list.append(*found);
-            listed.insert(pk);
+            if (!kept)
+                image.list.append(*slot->record);
+            listed[size_t(slot - m_records.begin())] = true;
         };
         if (m_lastSort->order == SortOrder::forward)
             std::for_each(sorted.begin(), sorted.end(), add);
         else
             std::for_each(sorted.rbegin(), sorted.rend(), add);
     }
-    for (const Entry &entry : m_records) {
-        if (!entry.record || listed.contains(entry.pk))
+    for (size_t i = 0; i < m_records.size(); ++i) {
+        const Entry &entry = m_records[i];
+        if (!entry.record || listed[i])
             continue;
         image.otherRows.push_back(entry.pk);
         image.others.append(*entry.record);

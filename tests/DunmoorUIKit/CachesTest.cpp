@@ -5,6 +5,7 @@
 #include "DunmoorUIKit/InMemoryDiskBackedImageCache.h"
 #include "DunmoorUIKit/InMemoryDiskBackedSecureCodedCache.h"
 #include "Support/Clock.h"
+#include "Support/WorkerPools.h"
 #include "TestKit/ManualClock.h"
 #include "TestKit/TestImages.h"
 
@@ -48,7 +49,7 @@ protected:
     }
     static QDateTime modified(const QString &path)
     {
-        QThreadPool::globalInstance()->waitForDone(); // touches run detached on the pool
+        WorkerPools::background().waitForDone(); // touches run detached on the pool
         return QFileInfo(path).lastModified();
     }
 

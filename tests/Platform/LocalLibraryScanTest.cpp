@@ -13,9 +13,12 @@
 #include "TestKit/AsyncTest.h"
 
 #include <QSignalSpy>
+#include <QThreadPool>
+#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
+#include <thread>
 #include <unistd.h>
 
 using namespace LocalLibraryTestSupport;
@@ -533,4 +536,28 @@ TEST(LocalLibraryService, UpdateLibraryReadsTagsAgainThatKeptTheFilesSizeAndTime
     ASSERT_EQ(after.size(), 1);
     EXPECT_EQ(after.first().title, QStringLiteral("Afters"));
     EXPECT_EQ(after.first().id, before.first().id);
+
+// Qt's raster engine hands parts of large fills to its global pool and the painting thread waits
+// for them: a scan holding that pool's threads froze the window. Reading tags and building the
+// index run on the library's own pool.
+TEST(LocalLibraryScan, ReadingAndIndexingLeaveQtsGlobalPoolFree)
+{
+    QTemporaryDir music, cache;
+    // Enough files for several reading threads; unreadable ones cost TagLib as little as can be.
+    for (int i = 0; i < 400; ++i)
+        writeFile(music.filePath(QStringLiteral("Album %1/Track %2.mp3").arg(i / 20).arg(i)), QByteArray(512, 'x'));
+    std::atomic<bool> done = false;
+    int read = -1;
+    std::thread scanning([&] {
+        const ScanResult scan = FolderScanner(music.path(), cache.path()).scan();
+        const LibraryIndex index(scan);
+        read = scan.readFiles;
+        done = true;
+    });
+    int busiest = 0;
+    while (!done)
+        busiest = std::max(busiest, QThreadPool::globalInstance()->activeThreadCount());
+    scanning.join();
+    EXPECT_EQ(busiest, 0);
+    EXPECT_EQ(read, 400);
 }

@@ -8,6 +8,7 @@
 #include "Platform/LocalLibrary/ListingDigest.h"
 #include "Platform/LocalLibrary/TrackReader.h"
 #include "Support/Log.h"
+#include "Support/WorkerPools.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -332,7 +333,7 @@ void FolderScanner::read(Reading &reading, const std::atomic<bool> *stop) const
     if (runs.size() == 1)
         readRun(runs.first());
     else
-        QtConcurrent::blockingMapped<QList<int>>(runs, readRun);
+        QtConcurrent::blockingMapped<QList<int>>(&WorkerPools::library(), runs, readRun);
 
     // Tracks read now share their repeated texts (those taken from the cache already do).
     SharedTexts texts;

@@ -3,6 +3,7 @@
 #include "Platform/LocalLibrary/LocalIdentifiers.h"
 #include "Platform/Music/LibraryChange.h"
 #include "Support/Log.h"
+#include "Support/WorkerPools.h"
 
 #include <QFile>
 #include <QUrl>
@@ -290,7 +291,7 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
 {
     // The songs' identifiers, parallel to scan.tracks. They are digests of the tracks' identities,
     // the costly part of a song, so they are made on every core.
-    const QList<quint64> trackIDs = QtConcurrent::blockingMapped<QList<quint64>>(scan.tracks, &songDigestOf);
+    const QList<quint64> trackIDs = QtConcurrent::blockingMapped<QList<quint64>>(&WorkerPools::library(), scan.tracks, &songDigestOf);
     {
         Packer packer(m_texts);
         m_songs.reserve(size_t(scan.tracks.size()));
@@ -309,7 +310,7 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
     // Albums and artists only read the songs: they are grouped side by side, each into runs of
     // its own.
     Runs artistRuns;
-    QFuture<void> artists = QtConcurrent::run([this, &inScanOrder, &artistRuns] {
+    QFuture<void> artists = QtConcurrent::run(&WorkerPools::library(), [this, &inScanOrder, &artistRuns] {
         LibraryNames names;
         QHash<quint64, SongRefs> songsByArtist;
         std::vector<quint64> order;

@@ -3,6 +3,7 @@
 #include "Platform/Music/MpvClient.h"
 
 #include "Support/Log.h"
+#include "Support/WorkerPools.h"
 
 #include <QByteArray>
 #include <QElapsedTimer>
@@ -161,7 +162,7 @@ void MpvAudioEngine::start()
         return;
     d->state = Private::State::starting;
     d->startTimer.start();
-    d->starting = QtConcurrent::run(&createPlayer, d->options, d->paused);
+    d->starting = QtConcurrent::run(&WorkerPools::background(), &createPlayer, d->options, d->paused);
     d->starting.then(this, [this](mpv_handle *handle) { started(handle); });
 }
 

@@ -12,6 +12,8 @@ MusicService &MusicService::shared()
 
 void MusicService::setShared(MusicService *service) { installedService = service; }
 
+bool MusicService::hasShared() { return installedService != nullptr; }
+
 QCoro::Task<std::optional<QString>> MusicService::libraryRevision() { co_return std::nullopt; }
 
 QCoro::Task<void> MusicService::readLibraryAgain() { co_return; }

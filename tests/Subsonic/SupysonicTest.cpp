@@ -360,6 +360,8 @@ TEST_F(Supysonic, WithTheServerStoppedTheMirrorStaysBrowsableAndPlayingSaysItCan
     } catch (const MusicError &error) {
         EXPECT_TRUE(error.localizedDescription().contains(QStringLiteral("cannot be reached"))) << error.debugDescription().toStdString();
     }
+    // The play alert says so too.
+    EXPECT_TRUE(service->playFailureText().contains(QStringLiteral("cannot be reached")));
     // A sync that fails leaves the mirror as it was.
     SyncEngine engine(*database, *service);
     EXPECT_THROW(runTask(engine.syncAll(nullptr)), MusicError);

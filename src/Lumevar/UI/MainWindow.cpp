@@ -16,6 +16,7 @@
 #include "Lumevar/UI/ToastView.h"
 #include "Lumevar/UI/NoticeBanner.h"
 #include "Lumevar/UI/UnavailableView.h"
+#include "Platform/Music/MusicService.h"
 #include "Support/Log.h"
 #include "Support/Progress.h"
 #include "Support/Task.h"
@@ -494,7 +495,9 @@ void MainWindow::refreshPlayError()
         return;
     auto *alert = new QMessageBox(QMessageBox::Warning, playErrorTitle, playErrorTitle, QMessageBox::Ok, this);
     alert->setObjectName(QStringLiteral("playErrorAlert"));
-    alert->setInformativeText(playErrorMessage);
+    // The service in use says why in its own words where it can (a server that cannot be reached).
+    const QString reason = MusicService::hasShared() ? MusicService::shared().playFailureText() : QString();
+    alert->setInformativeText(reason.isEmpty() ? playErrorMessage : reason);
     alert->setAttribute(Qt::WA_DeleteOnClose);
     connect(alert, &QMessageBox::finished, this, [this] {
         if (m_model._showPlayError())

@@ -86,6 +86,10 @@ public:
     // The URL the audio engine loads for a song. Throws MusicError::unplayable when there is none.
     virtual QCoro::Task<QUrl> playableURL(PlayParameters parameters) = 0;
 
+    // What the alert of a failed play says beneath its title: why, in this service's words.
+    // Empty leaves the alert's own words (a streaming catalog's).
+    virtual QString playFailureText() const { return {}; }
+
     // A URL this service handed out (artwork) as it must be fetched: with the credentials a
     // server wants, which the handed-out URL leaves out so it can be stored and shown. Other
     // URLs come back as they are. The result is never logged or shown.

@@ -143,7 +143,10 @@ QCoro::Task<QJsonObject> SubsonicService::request(QString method, QUrlQuery para
                 throw CancellationError();
             m_signedIn = true;
         }
-        co_return co_await m_client->call(std::move(method), std::move(parameters));
+        const QJsonObject answer = co_await m_client->call(method, parameters);
+        if (self)
+            m_lastFailure.clear();
+        co_return answer;
     } catch (...) {
         if (self)
             noteFailure(std::current_exception());
@@ -156,6 +159,8 @@ void SubsonicService::noteFailure(const std::exception_ptr &failure)
     try {
         std::rethrow_exception(failure);
     } catch (const Error &error) {
+        if (error.domain() != CancellationError().domain())
+            m_lastFailure = error.localizedDescription();
         if (isNetworkFailure(error) && !m_retry.isActive()) {
             Log::notice(Log::sync(), "The server is out of reach; asking again in %d s", retryMilliseconds / 1000);
             m_retry.start();
@@ -188,6 +193,15 @@ void SubsonicService::retryContact()
 }
 
 QUrl SubsonicService::authorizedURL(const QUrl &url) const { return m_client->signURL(url); }
+
+QString SubsonicService::playFailureText() const
+{
+    if (!m_lastFailure.isEmpty())
+        return m_lastFailure;
+    const QUrl &server = m_client->account().server;
+    return QStringLiteral("Check that the server at %1 is running and that the song is still in its library.")
+        .arg(server.port() > 0 ? server.host() + u':' + QString::number(server.port()) : server.host());
+}
 
 QCoro::Task<std::optional<QString>> SubsonicService::libraryRevision()
 {

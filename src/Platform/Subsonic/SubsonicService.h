@@ -64,6 +64,8 @@ public:
     QCoro::Task<void> addToLibrary(MusicItemID songID) override;
     QCoro::Task<QUrl> playableURL(PlayParameters parameters) override;
     QUrl authorizedURL(const QUrl &url) const override;
+    // The last failure's words when the last request failed, else where to look.
+    QString playFailureText() const override;
 
 private:
     struct Listing;
@@ -83,6 +85,7 @@ private:
     PasswordSource m_passwordSource;
     MusicAuthorizationStatus m_status = MusicAuthorizationStatus::notDetermined;
     QString m_unavailableReason;
+    QString m_lastFailure; // the words of the last request's failure; empty after a success
     bool m_signedIn = false;
     std::shared_ptr<Listing> m_listing;
     QElapsedTimer m_listingAge;

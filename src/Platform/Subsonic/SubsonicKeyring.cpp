@@ -4,6 +4,7 @@
 #include "Support/Log.h"
 
 #include <QCoroSignal>
+#include <QDBusConnection>
 #include <qt6keychain/keychain.h>
 
 namespace SubsonicKeyring {
@@ -14,13 +15,17 @@ const QString keyringService = QStringLiteral("Lumevar");
 
 QString reasonOf(const QKeychain::Job &job, const QString &key)
 {
-    switch (job.error()) {
+    // Without a session bus QtKeychain fails with a bare D-Bus message: no keyring can run there.
+    const QKeychain::Error error = QDBusConnection::sessionBus().isConnected() ? job.error() : QKeychain::NoBackendAvailable;
+    switch (error) {
     case QKeychain::NoBackendAvailable:
-        return QStringLiteral("No keyring is running on this desktop, so Lumevar cannot keep the password of %1. Sign in "
-                              "again at each launch, or start a keyring (GNOME Keyring, KWallet).")
+        return QStringLiteral("No keyring is running on this desktop, so Lumevar cannot read the password of %1. Start a "
+                              "keyring (GNOME Keyring, KWallet), or give the password in LUMEVAR_SERVER_PASSWORD.")
             .arg(key);
     case QKeychain::EntryNotFound:
-        return QStringLiteral("No password for %1 is in the keyring. Sign in to store it.").arg(key);
+        return QStringLiteral("No password for %1 is in the keyring. Store it there (service “Lumevar”), or give it in "
+                              "LUMEVAR_SERVER_PASSWORD.")
+            .arg(key);
     case QKeychain::AccessDenied:
     case QKeychain::AccessDeniedByUser:
         return QStringLiteral("The keyring refused to give Lumevar the password of %1.").arg(key);

@@ -8,6 +8,8 @@ add_library(MpvHeaders INTERFACE)
 target_include_directories(MpvHeaders INTERFACE ${MPV_INCLUDE_DIRS})
 pkg_check_modules(TAGLIB REQUIRED IMPORTED_TARGET taglib)
 find_package(SQLite3 REQUIRED)
+# The server backend keeps its password in the system keyring.
+find_package(Qt6Keychain REQUIRED)
 if(LUMEVAR_BUILD_TESTS)
   find_package(GTest REQUIRED)
 endif()

@@ -16,6 +16,8 @@ packages=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   # demo library encoders (MP3, FLAC, Ogg Vorbis)
   libmp3lame-dev libflac-dev libvorbis-dev libogg-dev
+  # the server backend: its keyring, and a Subsonic-API server for its tests and demo
+  qtkeychain-qt6-dev supysonic python3-waitress
   # session bus for the MPRIS tests and a virtual display for running the app headless
   dbus dbus-x11 xvfb xauth fonts-dejavu-core
   # the system journal, read for feedback that includes another process's logs

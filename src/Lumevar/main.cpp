@@ -1,9 +1,10 @@
 // Lumevar: a compact music player over a local music folder.
 //
-//   lumevar [--library PATH] [--audio-output DRIVER]
+//   lumevar [--library PATH | --server URL --user NAME] [--audio-output DRIVER]
 //
 // PATH is the music folder to play from; without it the stored setting "libraryFolder" or the
-// user's music folder is used. DRIVER is mpv's audio output ("pulse", "alsa", "null" on a machine
+// user's music folder is used. With --server the library is that of a Subsonic-API server,
+// signed in as NAME with the password from the keyring or LUMEVAR_SERVER_PASSWORD. DRIVER is mpv's audio output ("pulse", "alsa", "null" on a machine
 // without sound); without it mpv chooses.
 
 #include "Lumevar/App/LumevarApp.h"
@@ -18,6 +19,8 @@
 #include "Platform/LocalLibrary/LocalLibraryService.h"
 #include "Platform/Music/ApplicationMusicPlayer.h"
 #include "Platform/Music/MpvAudioEngine.h"
+#include "Platform/Subsonic/SubsonicKeyring.h"
+#include "Platform/Subsonic/SubsonicService.h"
 #include "Support/Log.h"
 #include "Support/QuitSignals.h"
 #include "Support/Task.h"
@@ -29,6 +32,8 @@
 #include <QFileInfo>
 #include <QIcon>
 #include <clocale>
+#include <cstdio>
+#include <memory>
 
 int main(int argc, char *argv[])
 {
@@ -53,6 +58,12 @@ int main(int argc, char *argv[])
     const QCommandLineOption audioOutputOption(QStringLiteral("audio-output"), QStringLiteral("mpv's audio output driver."),
                                                QStringLiteral("DRIVER"));
     parser.addOption(audioOutputOption);
+    const QCommandLineOption serverOption(QStringLiteral("server"), QStringLiteral("A Subsonic-API server to play from."),
+                                          QStringLiteral("URL"));
+    parser.addOption(serverOption);
+    const QCommandLineOption userOption(QStringLiteral("user"), QStringLiteral("The user name on the server."),
+                                        QStringLiteral("NAME"));
+    parser.addOption(userOption);
     parser.process(application);
 
     // One process per profile: a second launch raises the first one's window and ends here.
@@ -66,15 +77,28 @@ int main(int argc, char *argv[])
         return 1;
     }
 
-    // The platform: the music folder as the music service, mpv as the audio output.
-    LocalLibraryService service(LocalLibraryService::resolveLibraryFolder(parser.value(libraryOption)));
+    // The platform: the music folder or a server as the music service, mpv as the audio output.
+    std::unique_ptr<LocalLibraryService> folder;
+    std::unique_ptr<SubsonicService> server;
+    if (parser.isSet(serverOption)) {
+        SubsonicAccount account{SubsonicClient::normalizedServer(parser.value(serverOption)), parser.value(userOption), {}, {}};
+        if (!account.server.isValid() || account.user.isEmpty()) {
+            std::fprintf(stderr, "lumevar: --server needs a server address and --user a user name\n");
+            return 2;
+        }
+        Log::info(Log::app(), "Music server: %@ as %@", account.server.toString(), account.user);
+        server = std::make_unique<SubsonicService>(account, &SubsonicKeyring::readPassword);
+    } else {
+        folder = std::make_unique<LocalLibraryService>(LocalLibraryService::resolveLibraryFolder(parser.value(libraryOption)));
+        Log::info(Log::app(), "Library folder: %@", folder->folder());
+    }
+    MusicService &service = server ? static_cast<MusicService &>(*server) : *folder;
     MusicService::setShared(&service);
     MpvAudioEngine::Options audio;
     audio.audioOutput = parser.value(audioOutputOption);
     MpvAudioEngine engine(audio);
     ApplicationMusicPlayer player(engine, service);
     ApplicationMusicPlayer::setShared(&player);
-    Log::info(Log::app(), "Library folder: %@", service.folder());
 
     // A decoding failure is reported to the makers, when the build or environment gives a token.
     AutomaticFeedbackReport automaticReport(FeedbackConfiguration::current());

@@ -4,6 +4,7 @@
 
 #include <QMutex>
 #include <QMutexLocker>
+#include <QRegularExpression>
 #include <cmath>
 
 namespace {
@@ -80,8 +81,19 @@ QString format(const char *pattern, const QStringList &arguments, const QList<do
     return out;
 }
 
-void write(const QLoggingCategory &category, Level level, const QString &message)
+QString withoutCredentials(const QString &text)
 {
+    if (!text.contains(u'?'))
+        return text;
+    static const QRegularExpression credential(QStringLiteral("([?&](?:p|t|s|apiKey)=)[^&\\s\"'<>]*"));
+    QString cleaned = text;
+    cleaned.replace(credential, QStringLiteral("\\1…"));
+    return cleaned;
+}
+
+void write(const QLoggingCategory &category, Level level, const QString &rawMessage)
+{
+    const QString message = withoutCredentials(rawMessage);
     switch (level) {
     case Level::debug:
         if (category.isDebugEnabled())

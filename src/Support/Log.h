@@ -44,6 +44,11 @@ QString text(Number value)
 // text; a precision on a floating conversion is honoured; "%%" is a percent sign.
 QString format(const char *pattern, const QStringList &arguments, const QList<double> &numbers = {});
 
+// The text with the credentials of any URL in it (the query items p, t, s and apiKey of a music
+// server's requests) replaced by "…". write() applies it to every line, so that no path can log
+// a password; texts shown to the user go through it too.
+QString withoutCredentials(const QString &text);
+
 void write(const QLoggingCategory &category, Level level, const QString &message);
 
 template <typename... Args>

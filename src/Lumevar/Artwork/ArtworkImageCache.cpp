@@ -2,6 +2,7 @@
 
 #include "Lumevar/Artwork/ArtworkFiles.h"
 #include "Lumevar/Artwork/SharedLoads.h"
+#include "Platform/Music/MusicService.h"
 #include "Support/Log.h"
 #include "Support/TemporaryDirectory.h"
 
@@ -195,13 +196,18 @@ QCoro::Task<QByteArray> ArtworkImageCache::fetch(QUrl url)
 {
     if (!d->network)
         d->network = new QNetworkAccessManager(this);
-    QNetworkRequest request(url);
+    // A server's artwork URL is fetched with its credentials, which only the request carries.
+    const QUrl authorized = MusicService::hasShared() ? MusicService::shared().authorizedURL(url) : url;
+    QNetworkRequest request(authorized);
     request.setTransferTimeout(d->options.transferTimeoutMilliseconds);
     std::unique_ptr<QNetworkReply, void (*)(QNetworkReply *)> reply(d->network->get(request),
                                                                    [](QNetworkReply *r) { r->deleteLater(); });
     co_await reply.get();
-    if (const auto failure = urlErrorOf(reply->error()))
-        throw URLError(*failure, url.toString() + QStringLiteral(": ") + reply->errorString());
+    if (const auto failure = urlErrorOf(reply->error())) {
+        QString detail = reply->errorString();
+        detail.replace(authorized.toString(), url.toString());
+        throw URLError(*failure, url.toString() + QStringLiteral(": ") + detail);
+    }
     const QByteArray bytes = reply->readAll();
     co_return bytes;
 }

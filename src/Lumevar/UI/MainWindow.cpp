@@ -499,6 +499,7 @@ void MainWindow::refreshPlayError()
         return;
     auto *alert = new QMessageBox(QMessageBox::Warning, playErrorTitle, playErrorTitle, QMessageBox::Ok, this);
     alert->setObjectName(QStringLiteral("playErrorAlert"));
+    // The service in use says why in its own words (a server that cannot be reached).
     alert->setInformativeText(ServiceTexts::playErrorMessage(MusicService::shared()));
     alert->setAttribute(Qt::WA_DeleteOnClose);
     connect(alert, &QMessageBox::finished, this, [this] {

@@ -171,7 +171,7 @@ void MpvAudioEngine::started(mpv_handle *handle)
     if (!handle) {
         d->state = Private::State::failed;
         if (std::exchange(d->loadWaiting, false))
-            d->failLater(QStringLiteral("Cannot play %1: the audio engine is not available").arg(d->url.toDisplayString()));
+            d->failLater(QStringLiteral("Cannot play %1: the audio engine is not available").arg(Log::withoutCredentials(d->url.toDisplayString())));
         return;
     }
     d->state = Private::State::running;
@@ -207,7 +207,7 @@ void MpvAudioEngine::load(const QUrl &url)
     d->loadWaiting = false;
     switch (d->state) {
     case Private::State::failed:
-        d->failLater(QStringLiteral("Cannot play %1: the audio engine is not available").arg(url.toDisplayString()));
+        d->failLater(QStringLiteral("Cannot play %1: the audio engine is not available").arg(Log::withoutCredentials(url.toDisplayString())));
         return;
     case Private::State::running:
         loadFile();
@@ -230,7 +230,7 @@ void MpvAudioEngine::loadFile()
     const char *args[] = {"loadfile", target.constData(), "replace", nullptr};
     mpv_node result{};
     if (const int rc = d->api->command_ret(d->mpv, args, &result); rc < 0) {
-        d->failLater(QStringLiteral("Cannot play %1: %2").arg(url.toDisplayString(), QString::fromUtf8(d->api->error_string(rc))));
+        d->failLater(QStringLiteral("Cannot play %1: %2").arg(Log::withoutCredentials(url.toDisplayString()), QString::fromUtf8(d->api->error_string(rc))));
         return;
     }
     if (result.format == MPV_FORMAT_NODE_MAP) {
@@ -329,7 +329,7 @@ void MpvAudioEngine::drainEvents()
             if (d->entryID < 0 || ended->playlist_entry_id != d->entryID)
                 break;
             const bool wasLoaded = d->loaded;
-            const QString where = d->url.toDisplayString();
+            const QString where = Log::withoutCredentials(d->url.toDisplayString());
             if (ended->reason == MPV_END_FILE_REASON_EOF && wasLoaded) {
                 d->entryID = -1;
                 d->loaded = false;

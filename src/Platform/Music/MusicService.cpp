@@ -18,6 +18,8 @@ QString MusicService::playFailureAdvice() const
         .arg(displayName());
 }
 
+bool MusicService::hasShared() { return installedService != nullptr; }
+
 QCoro::Task<std::optional<QString>> MusicService::libraryRevision() { co_return std::nullopt; }
 
 QCoro::Task<void> MusicService::readLibraryAgain() { co_return; }

@@ -26,6 +26,7 @@ public:
     // The service of the process, installed at start-up (tests install a fake).
     static MusicService &shared();
     static void setShared(MusicService *service);
+    static bool hasShared();
 
     // How the window names this service, in "Search %1" and "the %1 catalog": a streaming
     // service's own name, a server's name, the music folder's name.
@@ -92,4 +93,9 @@ public:
 
     // The URL the audio engine loads for a song. Throws MusicError::unplayable when there is none.
     virtual QCoro::Task<QUrl> playableURL(PlayParameters parameters) = 0;
+
+    // A URL this service handed out (artwork) as it must be fetched: with the credentials a
+    // server wants, which the handed-out URL leaves out so it can be stored and shown. Other
+    // URLs come back as they are. The result is never logged or shown.
+    virtual QUrl authorizedURL(const QUrl &url) const { return url; }
 };

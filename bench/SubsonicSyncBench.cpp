@@ -1,0 +1,287 @@
+// The first full sync of a 10,000-song Subsonic server (1,000 albums of 10 songs, 300 artists,
+// 20 playlists) into an empty store, against its floor: the same pages fetched raw, with the same
+// bound on requests in flight, neither parsed nor stored. The server is synthetic, on loopback,
+// in a thread of its own, answering prepared bytes, so the figures are the client's.
+//   cmake --build build/default --target SubsonicSyncBench && build/default/bench/SubsonicSyncBench
+#include "LumevarCore/LocalDatabase.h"
+#include "LumevarCore/SyncEngine.h"
+#include "Platform/Subsonic/SubsonicService.h"
+
+#include <QCoreApplication>
+#include <QCoroNetworkReply>
+#include <QEventLoop>
+#include <QHash>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QUrlQuery>
+#include <benchmark/benchmark.h>
+
+#include <deque>
+#include <memory>
+
+namespace {
+
+constexpr int albumCount = 1000;
+constexpr int songsPerAlbum = 10;
+constexpr int artistCount = 300;
+constexpr int playlistCount = 20;
+constexpr int inFlight = 6;
+
+QByteArray envelope(const QByteArray &members)
+{
+    return R"({"subsonic-response":{"status":"ok","version":"1.16.1",)" + members + "}}";
+}
+
+QByteArray albumJson(int a)
+{
+    return R"({"id":"al-)" + QByteArray::number(a) + R"(","name":"Album )" + QByteArray::number(a) + R"(","artist":"Artist )" +
+           QByteArray::number(a % artistCount) + R"(","artistId":"ar-)" + QByteArray::number(a % artistCount) +
+           R"(","coverArt":"al-)" + QByteArray::number(a) + R"(","songCount":10,"duration":2400,"created":"2024-03-01T10:00:00Z","year":)" +
+           QByteArray::number(1970 + a % 50) + R"(,"genre":"Genre )" + QByteArray::number(a % 12) + "\"}";
+}
+
+QByteArray songJson(int a, int t)
+{
+    const QByteArray id = QByteArray::number(a * songsPerAlbum + t);
+    return R"({"id":"tr-)" + id + R"(","parent":"al-)" + QByteArray::number(a) + R"(","title":"Song )" + id +
+           R"( of the album","album":"Album )" + QByteArray::number(a) + R"(","artist":"Artist )" + QByteArray::number(a % artistCount) +
+           R"(","track":)" + QByteArray::number(t + 1) + R"(,"discNumber":1,"year":)" + QByteArray::number(1970 + a % 50) +
+           R"(,"genre":"Genre )" + QByteArray::number(a % 12) + R"(","coverArt":"al-)" + QByteArray::number(a) +
+           R"(","duration":240,"created":"2024-03-01T10:00:00Z","albumId":"al-)" + QByteArray::number(a) + "\"}";
+}
+
+// Every answer the sync asks for, made once.
+struct Answers {
+    QHash<QByteArray, QByteArray> byKey; // "method" or "method?id" or "getAlbumList2?offset"
+    Answers()
+    {
+        byKey.insert("ping", envelope(R"("x":0)"));
+        byKey.insert("getIndexes", envelope(R"("indexes":{"lastModified":1700000000000,"index":[]})"));
+        QByteArray playlists;
+        for (int p = 0; p < playlistCount; ++p) {
+            playlists += (p ? "," : "") + QByteArray(R"({"id":"pl-)") + QByteArray::number(p) + R"(","name":"Playlist )" +
+                         QByteArray::number(p) + R"(","songCount":50,"changed":"2024-03-01T10:00:00Z","created":"2024-03-01T10:00:00Z"})";
+            QByteArray entries;
+            for (int e = 0; e < 50; ++e)
+                entries += (e ? "," : "") + songJson((p * 37 + e * 11) % albumCount, e % songsPerAlbum);
+            byKey.insert("getPlaylist?pl-" + QByteArray::number(p),
+                         envelope(R"("playlist":{"id":"pl-)" + QByteArray::number(p) + R"(","name":"Playlist","entry":[)" + entries + "]}"));
+        }
+        byKey.insert("getPlaylists", envelope(R"("playlists":{"playlist":[)" + playlists + "]}"));
+        QByteArray artists;
+        for (int r = 0; r < artistCount; ++r)
+            artists += (r ? "," : "") + QByteArray(R"({"id":"ar-)") + QByteArray::number(r) + R"(","name":"Artist )" +
+                       QByteArray::number(r) + R"(","albumCount":3})";
+        byKey.insert("getArtists", envelope(R"("artists":{"index":[{"name":"A","artist":[)" + artists + "]}]}"));
+        for (int offset = 0; offset <= albumCount; offset += SubsonicService::albumPageSize) {
+            QByteArray albums;
+            for (int a = offset; a < std::min(albumCount, offset + SubsonicService::albumPageSize); ++a)
+                albums += (a > offset ? "," : "") + albumJson(a);
+            byKey.insert("getAlbumList2?" + QByteArray::number(offset), envelope(R"("albumList2":{"album":[)" + albums + "]}"));
+        }
+        for (int a = 0; a < albumCount; ++a) {
+            QByteArray songs;
+            for (int t = 0; t < songsPerAlbum; ++t)
+                songs += (t ? "," : "") + songJson(a, t);
+            QByteArray album = albumJson(a);
+            album.chop(1);
+            byKey.insert("getAlbum?al-" + QByteArray::number(a), envelope(R"("album":)" + album + R"(,"song":[)" + songs + "]}"));
+        }
+    }
+};
+
+// The server: keep-alive HTTP/1.1 on loopback in its own thread.
+class Server : public QObject {
+public:
+    explicit Server(const Answers &answers) : m_answers(answers), m_server(this) {}
+    quint16 listen()
+    {
+        m_server.listen(QHostAddress::LocalHost);
+        connect(&m_server, &QTcpServer::newConnection, this, [this] {
+            while (QTcpSocket *socket = m_server.nextPendingConnection()) {
+                socket->setParent(this);
+                connect(socket, &QTcpSocket::readyRead, this, [this, socket] { serve(socket); });
+            }
+        });
+        return m_server.serverPort();
+    }
+
+private:
+    void serve(QTcpSocket *socket)
+    {
+        QByteArray &buffer = m_buffers[socket];
+        buffer += socket->readAll();
+        qsizetype end;
+        while ((end = buffer.indexOf("\r\n\r\n")) >= 0) {
+            const QByteArray line = buffer.left(buffer.indexOf("\r\n"));
+            buffer.remove(0, end + 4);
+            const QUrl url(QStringLiteral("http://x") + QString::fromLatin1(line.split(' ').value(1)));
+            const QUrlQuery query(url);
+            QByteArray method = url.path().section(u'/', -1).section(u'.', 0, 0).toLatin1();
+            QByteArray key = method;
+            if (method == "getAlbum" || method == "getPlaylist")
+                key += "?" + query.queryItemValue(QStringLiteral("id")).toLatin1();
+            else if (method == "getAlbumList2")
+                key += "?" + query.queryItemValue(QStringLiteral("offset")).toLatin1();
+            const QByteArray body = m_answers.byKey.value(key, envelope(R"("x":1)"));
+            socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: " + QByteArray::number(body.size()) +
+                          "\r\n\r\n" + body);
+        }
+    }
+
+    const Answers &m_answers;
+    QTcpServer m_server;
+    QHash<QTcpSocket *, QByteArray> m_buffers;
+};
+
+struct Fixture {
+    Answers answers;
+    QThread thread;
+    std::unique_ptr<Server> server;
+    QUrl root;
+    Fixture()
+    {
+        server = std::make_unique<Server>(answers);
+        const quint16 port = server->listen();
+        server->moveToThread(&thread);
+        thread.start();
+        root = QUrl(QStringLiteral("http://127.0.0.1:%1").arg(port));
+    }
+};
+
+// Made at the first use and left to the end of the process with its thread.
+Fixture &fixture()
+{
+    static Fixture *instance = new Fixture;
+    return *instance;
+}
+
+template <typename T>
+T run(QCoro::Task<T> task)
+{
+    QEventLoop loop;
+    std::optional<T> result;
+    [](QCoro::Task<T> task, std::optional<T> &result, QEventLoop &loop) -> QCoro::Task<void> {
+        result.emplace(co_await std::move(task));
+        loop.quit();
+    }(std::move(task), result, loop);
+    if (!result)
+        loop.exec();
+    return std::move(*result);
+}
+
+void run(QCoro::Task<void> task)
+{
+    QEventLoop loop;
+    bool done = false;
+    [](QCoro::Task<void> task, bool &done, QEventLoop &loop) -> QCoro::Task<void> {
+        co_await std::move(task);
+        done = true;
+        loop.quit();
+    }(std::move(task), done, loop);
+    if (!done)
+        loop.exec();
+}
+
+QCoro::Task<int> syncOnce(QUrl root, int *requests)
+{
+    QTemporaryDir dir;
+    LocalDatabase database(dir.filePath(QStringLiteral("local.db")));
+    co_await database.open();
+    SubsonicService service(SubsonicAccount{root, QStringLiteral("alice"), QStringLiteral("secret"), {}});
+    co_await service.requestAuthorization();
+    SyncEngine engine(database, service);
+    co_await engine.syncAll(nullptr);
+    *requests = service.client().requestCount();
+    const QList<LocalSong> songs = co_await database.allLibrarySongs({LocalSong::SortKey::title});
+    co_await database.close();
+    co_return int(songs.size());
+}
+
+// The same pages, fetched raw at the same bound in flight.
+QCoro::Task<int> fetchRaw(QUrl root)
+{
+    QNetworkAccessManager network;
+    QStringList paths = {QStringLiteral("ping"), QStringLiteral("getPlaylists"), QStringLiteral("getArtists")};
+    for (int offset = 0; offset <= albumCount; offset += SubsonicService::albumPageSize)
+        paths.append(QStringLiteral("getAlbumList2?offset=%1").arg(offset));
+    for (int a = 0; a < albumCount; ++a)
+        paths.append(QStringLiteral("getAlbum?id=al-%1").arg(a));
+    for (int p = 0; p < playlistCount; ++p)
+        paths.append(QStringLiteral("getPlaylist?id=pl-%1").arg(p));
+    qint64 bytes = 0;
+    std::deque<std::unique_ptr<QNetworkReply>> window;
+    auto finishOne = [&]() -> QCoro::Task<void> {
+        std::unique_ptr<QNetworkReply> reply = std::move(window.front());
+        window.pop_front();
+        co_await reply.get();
+        bytes += reply->readAll().size();
+    };
+    for (const QString &path : paths) {
+        const QString method = path.section(u'?', 0, 0);
+        const QString query = path.section(u'?', 1);
+        window.emplace_back(network.get(QNetworkRequest(QUrl(root.toString() + QStringLiteral("/rest/") + method +
+                                                             QStringLiteral(".view?u=alice&p=secret&f=json&") + query))));
+        if (window.size() >= size_t(inFlight))
+            co_await finishOne();
+    }
+    while (!window.empty())
+        co_await finishOne();
+    co_return int(paths.size());
+}
+
+double syncMs = 0, floorMs = 0;
+
+void BM_FirstSync(benchmark::State &state)
+{
+    const QUrl root = fixture().root;
+    int songs = 0, requests = 0;
+    for (auto _ : state) {
+        const auto start = std::chrono::steady_clock::now();
+        songs = run(syncOnce(root, &requests));
+        syncMs = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+        state.SetIterationTime(syncMs / 1000);
+    }
+    state.counters["songs"] = songs;
+    state.counters["requests"] = requests;
+}
+BENCHMARK(BM_FirstSync)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
+
+void BM_RawFloor(benchmark::State &state)
+{
+    const QUrl root = fixture().root;
+    int requests = 0;
+    for (auto _ : state) {
+        const auto start = std::chrono::steady_clock::now();
+        requests = run(fetchRaw(root));
+        floorMs = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+        state.SetIterationTime(floorMs / 1000);
+    }
+    state.counters["requests"] = requests;
+}
+BENCHMARK(BM_RawFloor)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
+
+void BM_RatioToFloor(benchmark::State &state)
+{
+    for (auto _ : state)
+        benchmark::DoNotOptimize(syncMs);
+    state.counters["ratio"] = floorMs > 0 ? syncMs / floorMs : 0;
+}
+BENCHMARK(BM_RatioToFloor)->Iterations(1);
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

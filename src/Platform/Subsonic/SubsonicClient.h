@@ -1,0 +1,91 @@
+#pragma once
+// The wire side of a Subsonic-API server: one account, its requests in the JSON form, the way it
+// signs in, and the errors it answers, turned into Lumevar's errors with words a user can act on.
+//
+// Signing in tries, in order: the OpenSubsonic API key when the account has one and the server
+// offers it; the salted token (t = md5(password + salt), s = salt); the password form (p=enc:HEX)
+// for servers that do not know tokens (they answer error 10, 41 or 30). The form that worked is
+// kept for the rest of the session. At most maxInFlight requests run at once, the others wait
+// their turn; each has a time-out. Redirects are not followed: a redirecting address is reported.
+
+#include <QCoroTask>
+#include <QJsonObject>
+#include <QObject>
+#include <QSet>
+#include <QUrl>
+#include <QUrlQuery>
+#include <coroutine>
+#include <deque>
+
+class QNetworkAccessManager;
+
+struct SubsonicAccount {
+    QUrl server;      // the server's root, e.g. https://music.example.org (the API is under /rest/)
+    QString user;
+    QString password; // never written anywhere; only hashed or hex-encoded into requests
+    QString apiKey;   // an OpenSubsonic API key, used instead of the user and password when set
+};
+
+class SubsonicClient : public QObject {
+    Q_OBJECT
+
+public:
+    enum class AuthForm { token, password, apiKey };
+
+    explicit SubsonicClient(SubsonicAccount account, QObject *parent = nullptr);
+    ~SubsonicClient() override;
+
+    // The address the user typed, made a server root: "host[:port]" becomes https://host[:port];
+    // a trailing "/rest" or "/" is dropped. Invalid when nothing usable is left.
+    static QUrl normalizedServer(const QString &typed);
+    // Plain HTTP is allowed only to this machine and the local network.
+    static bool isLocalHost(const QString &host);
+
+    const SubsonicAccount &account() const { return m_account; }
+    AuthForm authForm() const { return m_form; }
+    // The server's API version and whether it speaks the OpenSubsonic extensions, known after
+    // signIn(); the extensions it names.
+    const QString &serverVersion() const { return m_serverVersion; }
+    bool isOpenSubsonic() const { return m_openSubsonic; }
+    bool hasExtension(const QString &name) const { return m_extensions.contains(name); }
+
+    // Checks the server and the credentials (ping), choosing the form of signing in. Throws
+    // MusicError::notAuthorized for refused credentials, URLError for an unreachable server,
+    // MusicError::serviceFailed for something that is not a Subsonic server.
+    QCoro::Task<void> signIn();
+
+    // Calls a method ("getAlbum") with its parameters and returns the "subsonic-response" object
+    // of a successful answer. Failures throw as signIn() does; a server error reply throws
+    // MusicError (notFound for error 70).
+    QCoro::Task<QJsonObject> call(QString method, QUrlQuery parameters = {});
+
+    // The URL of a method with the credentials in it, for a reader that cannot add them itself
+    // (the audio engine's stream, a cover download). Never to be logged or shown.
+    QUrl signedURL(const QString &method, const QUrlQuery &parameters) const;
+    // The same URL without credentials: what may be stored, shown or logged.
+    QUrl unsignedURL(const QString &method, const QUrlQuery &parameters) const;
+    // A URL made by unsignedURL() with the credentials added; any other URL as it is.
+    QUrl signURL(const QUrl &url) const;
+
+    void setMaxInFlight(int count) { m_maxInFlight = count; }
+    void setTimeoutMilliseconds(int milliseconds) { m_timeoutMilliseconds = milliseconds; }
+    // Requests sent since the client was made (benchmarks report them).
+    int requestCount() const { return m_requestCount; }
+
+private:
+    void endTurn();
+    QUrlQuery credentials(AuthForm form) const;
+    QCoro::Task<QJsonObject> send(QString method, QUrlQuery parameters, AuthForm form);
+
+    SubsonicAccount m_account;
+    QNetworkAccessManager *m_network;
+    AuthForm m_form = AuthForm::token;
+    QString m_serverVersion;
+    bool m_openSubsonic = false;
+    QSet<QString> m_extensions;
+    int m_maxInFlight = 6;
+    int m_inFlight = 0;
+    std::deque<std::coroutine_handle<>> m_waiting;
+    int m_timeoutMilliseconds = 30000;
+    int m_requestCount = 0;
+};

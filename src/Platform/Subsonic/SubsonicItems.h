@@ -1,0 +1,38 @@
+#pragma once
+// The items of a Subsonic server's JSON answers as the music platform's values. Pure functions:
+// what the server leaves out stays absent, and nothing here talks to the network.
+//
+// Cover art becomes an Artwork whose template is the server's getCoverArt URL without any
+// credentials ("…/rest/getCoverArt.view?id=X&size={w}"), so it may be stored and shown; whoever
+// downloads it signs it first (MusicService::authorizedURL).
+
+#include "Platform/Music/MusicTypes.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+
+namespace SubsonicItems {
+
+// The getCoverArt template of an item's coverArt id, under the server's root URL.
+std::optional<Artwork> artwork(const QUrl &server, const QString &coverArtID);
+
+Song song(const QJsonObject &child, const QUrl &server);
+Album album(const QJsonObject &album, const QUrl &server);
+Artist artist(const QJsonObject &artist, const QUrl &server);
+Playlist playlist(const QJsonObject &playlist, const QUrl &server);
+
+// The array at key, whether the server wrote an array, a single object, or nothing.
+QJsonArray list(const QJsonObject &parent, const QString &key);
+
+template <typename T, typename Make>
+QList<T> all(const QJsonObject &parent, const QString &key, const QUrl &server, Make make)
+{
+    QList<T> items;
+    const QJsonArray array = list(parent, key);
+    items.reserve(array.size());
+    for (const QJsonValue &value : array)
+        items.append(make(value.toObject(), server));
+    return items;
+}
+
+} // namespace SubsonicItems

@@ -1,0 +1,518 @@
+#include "Platform/Subsonic/SubsonicService.h"
+
+#include "Platform/Subsonic/SubsonicItems.h"
+#include "Support/Error.h"
+#include "Support/Log.h"
+#include "Support/NotificationCenter.h"
+#include "Support/Task.h"
+
+#include <QCryptographicHash>
+#include <QJsonArray>
+#include <QPointer>
+#include <algorithm>
+#include <deque>
+
+using namespace SubsonicItems;
+
+struct SubsonicService::Listing {
+    std::optional<QList<Playlist>> playlists;
+    std::optional<QList<Artist>> artists;
+    std::optional<QList<Album>> albums;
+    std::optional<QList<Song>> songs;
+};
+
+namespace {
+
+const QString madeForYouTitle = QStringLiteral("Made for You");
+const QString stationsTitle = QStringLiteral("Stations for You");
+// Album lists offered as mixes, and how many albums each takes in.
+const QList<std::pair<QString, QString>> albumMixes = {{QStringLiteral("newest"), QStringLiteral("Newest Albums")},
+                                                       {QStringLiteral("frequent"), QStringLiteral("Most Played")},
+                                                       {QStringLiteral("recent"), QStringLiteral("Recently Played")},
+                                                       {QStringLiteral("random"), QStringLiteral("Random Albums")}};
+constexpr int mixAlbums = 8;
+const QString mixPrefix = QStringLiteral("mix:");
+const QString genrePrefix = QStringLiteral("genre:");
+// getAlbum requests kept going at once while songs are listed album by album.
+constexpr int albumWindow = 12;
+constexpr int retryMilliseconds = 60000;
+
+template <typename T>
+LibraryPage<T> pageOf(const QList<T> &items, int offset, int limit)
+{
+    LibraryPage<T> page;
+    page.totalCount = int(items.size());
+    page.offset = std::clamp(offset, 0, page.totalCount);
+    if (limit > 0)
+        page.items = items.mid(page.offset, limit);
+    return page;
+}
+
+// A query of key, value, key, value, … (no initializer lists: GCC 12 miscompiles them in
+// coroutines).
+template <typename... Texts>
+QUrlQuery query(const Texts &...texts)
+{
+    const QString items[] = {QStringView(texts).toString()...};
+    QUrlQuery result;
+    for (size_t i = 0; i + 1 < sizeof...(texts); i += 2)
+        result.addQueryItem(items[i], items[i + 1]);
+    return result;
+}
+
+// A song listed inside an album carries the album's artist as album artist when it has none.
+QList<Song> songsOfAlbum(const QJsonObject &album, const QUrl &server)
+{
+    QList<Song> songs = all<Song>(album, QStringLiteral("song"), server, &SubsonicItems::song);
+    const QString albumArtist = album.value(QStringLiteral("artist")).toString();
+    for (Song &song : songs)
+        if (!song.albumArtistName && !albumArtist.isEmpty())
+            song.albumArtistName = albumArtist;
+    std::stable_sort(songs.begin(), songs.end(), [](const Song &a, const Song &b) {
+        return std::pair(a.discNumber.value_or(1), a.trackNumber.value_or(0)) < std::pair(b.discNumber.value_or(1), b.trackNumber.value_or(0));
+    });
+    return songs;
+}
+
+bool isNetworkFailure(const Error &error)
+{
+    return error.domain() == QStringLiteral("Lumevar.MusicError") && error.code() == MusicError::serviceFailed &&
+           (error.localizedDescription().contains(QStringLiteral("cannot be reached")) ||
+            error.localizedDescription().contains(QStringLiteral("did not answer in time")));
+}
+
+} // namespace
+
+SubsonicService::SubsonicService(SubsonicAccount account, PasswordSource passwordSource, QObject *parent)
+    : QObject(parent), m_client(std::make_unique<SubsonicClient>(std::move(account))), m_passwordSource(std::move(passwordSource))
+{
+    m_retry.setSingleShot(true);
+    m_retry.setInterval(retryMilliseconds);
+    connect(&m_retry, &QTimer::timeout, this, &SubsonicService::retryContact);
+}
+
+SubsonicService::~SubsonicService() = default;
+
+QCoro::Task<MusicAuthorizationStatus> SubsonicService::requestAuthorization()
+{
+    QPointer self(this);
+    try {
+        const SubsonicAccount account = m_client->account();
+        if (account.password.isEmpty() && account.apiKey.isEmpty() && m_passwordSource) {
+            SubsonicAccount withPassword = account;
+            withPassword.password = co_await m_passwordSource(account);
+            if (!self)
+                throw CancellationError();
+            auto client = std::make_unique<SubsonicClient>(std::move(withPassword));
+            m_client = std::move(client);
+        }
+        co_await m_client->signIn();
+        if (!self)
+            throw CancellationError();
+        m_signedIn = true;
+        m_status = MusicAuthorizationStatus::authorized;
+        m_unavailableReason.clear();
+    } catch (const CancellationError &) {
+        throw;
+    } catch (...) {
+        const Error error = errorFromCurrentException();
+        if (!self)
+            throw CancellationError();
+        m_signedIn = false;
+        m_status = MusicAuthorizationStatus::denied;
+        m_unavailableReason = error.localizedDescription();
+        Log::error(Log::sync(), "Failed to sign in to the server: %@", error);
+    }
+    co_return m_status;
+}
+
+QCoro::Task<QJsonObject> SubsonicService::call(const char *method) { return request(QString::fromLatin1(method), QUrlQuery()); }
+
+QCoro::Task<QJsonObject> SubsonicService::call(const char *method, const QUrlQuery &parameters)
+{
+    return request(QString::fromLatin1(method), parameters);
+}
+
+QCoro::Task<QJsonObject> SubsonicService::request(QString method, QUrlQuery parameters)
+{
+    QPointer self(this);
+    try {
+        if (!m_signedIn) {
+            co_await m_client->signIn();
+            if (!self)
+                throw CancellationError();
+            m_signedIn = true;
+        }
+        const QJsonObject answer = co_await m_client->call(method, parameters);
+        if (self)
+            m_lastFailure.clear();
+        co_return answer;
+    } catch (...) {
+        if (self)
+            noteFailure(std::current_exception());
+        throw;
+    }
+}
+
+void SubsonicService::noteFailure(const std::exception_ptr &failure)
+{
+    try {
+        std::rethrow_exception(failure);
+    } catch (const Error &error) {
+        if (error.domain() != CancellationError().domain())
+            m_lastFailure = error.localizedDescription();
+        if (isNetworkFailure(error) && !m_retry.isActive()) {
+            Log::notice(Log::sync(), "The server is out of reach; asking again in %d s", retryMilliseconds / 1000);
+            m_retry.start();
+        }
+    } catch (...) {
+    }
+}
+
+void SubsonicService::retryContact()
+{
+    detach([](QPointer<SubsonicService> self) -> QCoro::Task<void> {
+        try {
+            if (!self)
+                co_return;
+            const QString ping = QStringLiteral("ping");
+            const QUrlQuery none;
+            co_await self->m_client->call(ping, none);
+        } catch (const Error &) {
+            if (self)
+                self->m_retry.start();
+            co_return;
+        }
+        if (!self)
+            co_return;
+        // Back in reach: whatever failed meanwhile is synced again.
+        Log::info(Log::sync(), "The server answers again");
+        self->m_listing.reset();
+        NotificationCenter::shared().post(libraryDidChangeNotification);
+    }(QPointer(this)));
+}
+
+QUrl SubsonicService::authorizedURL(const QUrl &url) const { return m_client->signURL(url); }
+
+QString SubsonicService::displayName() const
+{
+    const QUrl &server = m_client->account().server;
+    return server.port() > 0 ? server.host() + u':' + QString::number(server.port()) : server.host();
+}
+
+QString SubsonicService::playFailureText() const
+{
+    if (!m_lastFailure.isEmpty())
+        return m_lastFailure;
+    return QStringLiteral("Check that the server at %1 is running and that the song is still in its library.")
+        .arg(displayName());
+}
+
+QCoro::Task<std::optional<QString>> SubsonicService::libraryRevision()
+{
+    // The folders' last change, and the playlists' (which getIndexes does not see).
+    const QJsonObject indexAnswer = co_await call("getIndexes");
+    const QJsonObject playlistAnswer = co_await call("getPlaylists");
+    const QJsonObject indexes = indexAnswer.value(QStringLiteral("indexes")).toObject();
+    const QJsonObject playlists = playlistAnswer.value(QStringLiteral("playlists")).toObject();
+    QCryptographicHash hash(QCryptographicHash::Sha1);
+    hash.addData(QByteArray::number(indexes.value(QStringLiteral("lastModified")).toInteger()));
+    for (const QJsonValue &value : list(playlists, QStringLiteral("playlist"))) {
+        const QJsonObject playlist = value.toObject();
+        hash.addData(playlist.value(QStringLiteral("id")).toString().toUtf8());
+        hash.addData(playlist.value(QStringLiteral("changed")).toString().toUtf8());
+        hash.addData(QByteArray::number(playlist.value(QStringLiteral("songCount")).toInt()));
+    }
+    co_return QString::fromLatin1(hash.result().toHex().left(16));
+}
+
+QCoro::Task<void> SubsonicService::readLibraryAgain()
+{
+    // The next sync lists the library anew; a server that can rescan its folders is asked to.
+    m_listing.reset();
+    try {
+        co_await call("startScan");
+    } catch (const MusicError &error) {
+        // Older servers lack it, and many let only administrators scan; the sync that follows
+        // meets any real fault again and reports it.
+        Log::info(Log::sync(), "The server did not start a scan: %@", error);
+    }
+}
+
+std::shared_ptr<SubsonicService::Listing> SubsonicService::listing()
+{
+    if (!m_listing || m_listingAge.hasExpired(m_listingLifetime)) {
+        m_listing = std::make_shared<Listing>();
+        m_listingAge.start();
+    }
+    return m_listing;
+}
+
+QCoro::Task<LibraryPage<Playlist>> SubsonicService::libraryPlaylists(int offset, int limit)
+{
+    std::shared_ptr<Listing> listed = listing();
+    if (!listed->playlists) {
+        const QJsonObject answer = co_await call("getPlaylists");
+        listed->playlists = all<Playlist>(answer.value(QStringLiteral("playlists")).toObject(), QStringLiteral("playlist"),
+                                          m_client->account().server, &SubsonicItems::playlist);
+    }
+    co_return pageOf(*listed->playlists, offset, limit);
+}
+
+QCoro::Task<LibraryPage<Artist>> SubsonicService::libraryArtists(int offset, int limit)
+{
+    std::shared_ptr<Listing> listed = listing();
+    if (!listed->artists) {
+        const QJsonObject answer = co_await call("getArtists");
+        QList<Artist> artists;
+        for (const QJsonValue &index : list(answer.value(QStringLiteral("artists")).toObject(), QStringLiteral("index")))
+            artists += all<Artist>(index.toObject(), QStringLiteral("artist"), m_client->account().server, &SubsonicItems::artist);
+        listed->artists = std::move(artists);
+    }
+    co_return pageOf(*listed->artists, offset, limit);
+}
+
+QCoro::Task<LibraryPage<Album>> SubsonicService::libraryAlbums(int offset, int limit)
+{
+    std::shared_ptr<Listing> listed = listing();
+    if (!listed->albums) {
+        QList<Album> albums;
+        for (;;) {
+            const QUrlQuery parameters = query(u"type", u"alphabeticalByName", u"size", QString::number(albumPageSize), u"offset",
+                                               QString::number(albums.size()));
+            const QJsonObject answer = co_await call("getAlbumList2", parameters);
+            const QList<Album> page = all<Album>(answer.value(QStringLiteral("albumList2")).toObject(), QStringLiteral("album"),
+                                                 m_client->account().server, &SubsonicItems::album);
+            albums += page;
+            if (page.size() < albumPageSize)
+                break;
+        }
+        listed->albums = std::move(albums);
+    }
+    co_return pageOf(*listed->albums, offset, limit);
+}
+
+QCoro::Task<LibraryPage<Song>> SubsonicService::librarySongs(int offset, int limit)
+{
+    std::shared_ptr<Listing> listed = listing();
+    if (!listed->songs)
+        co_await listSongs(listed);
+    co_return pageOf(*listed->songs, offset, limit);
+}
+
+QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed)
+{
+    QList<Song> songs;
+    const QUrl server = m_client->account().server;
+    if (m_client->isOpenSubsonic()) {
+        // OpenSubsonic servers list every song for an empty query, in pages.
+        for (;;) {
+            const QUrlQuery parameters = query(u"query", QString(), u"artistCount", u"0", u"albumCount", u"0", u"songCount",
+                                               QString::number(songPageSize), u"songOffset", QString::number(songs.size()));
+            const QJsonObject answer = co_await call("search3", parameters);
+            const QList<Song> page =
+                all<Song>(answer.value(QStringLiteral("searchResult3")).toObject(), QStringLiteral("song"), server, &SubsonicItems::song);
+            songs += page;
+            if (page.size() < songPageSize)
+                break;
+        }
+        listed->songs = std::move(songs);
+        co_return;
+    }
+    // Album by album, a window of requests at once, kept in the albums' order.
+    if (!listed->albums)
+        co_await libraryAlbums(0, 0);
+    const QList<Album> albums = listed->albums.value_or(QList<Album>());
+    std::deque<QCoro::Task<QList<Song>>> window;
+    for (const Album &album : albums) {
+        const QString albumID = album.id.rawValue();
+        window.push_back(albumSongs(albumID));
+        if (window.size() >= albumWindow) {
+            songs += co_await std::move(window.front());
+            window.pop_front();
+        }
+    }
+    while (!window.empty()) {
+        songs += co_await std::move(window.front());
+        window.pop_front();
+    }
+    listed->songs = std::move(songs);
+}
+
+QCoro::Task<QList<Song>> SubsonicService::albumSongs(QString albumID)
+{
+    const QUrlQuery parameters = query(u"id", albumID);
+    const QJsonObject answer = co_await call("getAlbum", parameters);
+    co_return songsOfAlbum(answer.value(QStringLiteral("album")).toObject(), m_client->account().server);
+}
+
+QCoro::Task<QList<Album>> SubsonicService::albumList(QString type, int size)
+{
+    const QUrlQuery parameters = query(u"type", type, u"size", QString::number(size));
+    const QJsonObject answer = co_await call("getAlbumList2", parameters);
+    co_return all<Album>(answer.value(QStringLiteral("albumList2")).toObject(), QStringLiteral("album"),
+                         m_client->account().server, &SubsonicItems::album);
+}
+
+QCoro::Task<QList<Song>> SubsonicService::librarySongsAdded(QDateTime since)
+{
+    // The newest albums, and of their songs those added since then, newest first.
+    const QString newestType = QStringLiteral("newest");
+    const QList<Album> newest = co_await albumList(newestType, 50);
+    QList<Song> added;
+    for (const Album &album : newest) {
+        if (album.libraryAddedDate && *album.libraryAddedDate < since)
+            break;
+        const QString albumID = album.id.rawValue();
+        const QList<Song> songs = co_await albumSongs(albumID);
+        for (const Song &song : songs)
+            if (!song.libraryAddedDate || *song.libraryAddedDate >= since)
+                added.append(song);
+    }
+    std::stable_sort(added.begin(), added.end(), [](const Song &a, const Song &b) {
+        return a.libraryAddedDate.value_or(QDateTime()) > b.libraryAddedDate.value_or(QDateTime());
+    });
+    co_return added;
+}
+
+QCoro::Task<QList<Song>> SubsonicService::tracks(Playlist playlist)
+{
+    const QString id = playlist.id.rawValue();
+    if (id.startsWith(mixPrefix)) {
+        QList<Song> songs;
+        const QString type = id.mid(mixPrefix.size());
+        const QList<Album> albums = co_await albumList(type, mixAlbums);
+        for (const Album &album : albums) {
+            const QString albumID = album.id.rawValue();
+            songs += co_await albumSongs(albumID);
+        }
+        co_return songs;
+    }
+    const QUrlQuery parameters = query(u"id", id);
+    const QJsonObject answer = co_await call("getPlaylist", parameters);
+    co_return all<Song>(answer.value(QStringLiteral("playlist")).toObject(), QStringLiteral("entry"),
+                        m_client->account().server, &SubsonicItems::song);
+}
+
+QCoro::Task<QList<Song>> SubsonicService::tracks(Album album) { return albumSongs(album.id.rawValue()); }
+
+QCoro::Task<QList<Song>> SubsonicService::tracks(Artist artist)
+{
+    const QUrlQuery parameters = query(u"id", artist.id.rawValue());
+    const QJsonObject answer = co_await call("getArtist", parameters);
+    const QList<Album> albums = all<Album>(answer.value(QStringLiteral("artist")).toObject(), QStringLiteral("album"),
+                                           m_client->account().server, &SubsonicItems::album);
+    QList<Song> songs;
+    for (const Album &album : albums) {
+        const QString albumID = album.id.rawValue();
+        songs += co_await albumSongs(albumID);
+    }
+    co_return songs;
+}
+
+QCoro::Task<QList<MusicPersonalRecommendation>> SubsonicService::personalRecommendations()
+{
+    MusicPersonalRecommendation madeForYou;
+    madeForYou.id = MusicItemID(QStringLiteral("recommendation:made-for-you"));
+    madeForYou.title = madeForYouTitle;
+    for (const auto &[type, name] : albumMixes) {
+        const QList<Album> albums = co_await albumList(type, mixAlbums);
+        if (albums.isEmpty())
+            continue;
+        Playlist mix;
+        mix.id = MusicItemID(mixPrefix + type);
+        mix.name = name;
+        mix.curatorName = QStringLiteral("Lumevar");
+        mix.artwork = albums.first().artwork;
+        mix.playParameters = PlayParameters{mix.id, QStringLiteral("playlist")};
+        madeForYou.items.append({mix});
+    }
+
+    MusicPersonalRecommendation stations;
+    stations.id = MusicItemID(QStringLiteral("recommendation:stations"));
+    stations.title = stationsTitle;
+    const QJsonObject answer = co_await call("getGenres");
+    QList<std::pair<int, QString>> genres;
+    for (const QJsonValue &value : list(answer.value(QStringLiteral("genres")).toObject(), QStringLiteral("genre"))) {
+        const QJsonObject genre = value.toObject();
+        const QString name = genre.value(QStringLiteral("value")).toString();
+        if (!name.isEmpty() && genre.value(QStringLiteral("songCount")).toInt(1) > 0)
+            genres.append({genre.value(QStringLiteral("songCount")).toInt(), name});
+    }
+    // The biggest genres first, then by name.
+    std::stable_sort(genres.begin(), genres.end(), [](const auto &a, const auto &b) {
+        return a.first != b.first ? a.first > b.first : a.second.localeAwareCompare(b.second) < 0;
+    });
+    for (const auto &[count, name] : genres) {
+        Station station;
+        station.id = MusicItemID(genrePrefix + name);
+        station.name = name + QStringLiteral(" Station");
+        station.playParameters = PlayParameters{station.id, QStringLiteral("station")};
+        stations.items.append({station});
+    }
+    co_return QList<MusicPersonalRecommendation>{madeForYou, stations};
+}
+
+QCoro::Task<QList<Song>> SubsonicService::stationSongs(Station station, int count)
+{
+    const QString id = station.id.rawValue();
+    const QUrl server = m_client->account().server;
+    if (id.startsWith(genrePrefix)) {
+        const QUrlQuery parameters = query(u"genre", id.mid(genrePrefix.size()), u"size", QString::number(count));
+        const QJsonObject answer = co_await call("getRandomSongs", parameters);
+        co_return all<Song>(answer.value(QStringLiteral("randomSongs")).toObject(), QStringLiteral("song"), server, &SubsonicItems::song);
+    }
+    // A station seeded by an artist or a song: the server's similar songs.
+    const QUrlQuery parameters = query(u"id", id, u"count", QString::number(count));
+    const QJsonObject answer = co_await call("getSimilarSongs2", parameters);
+    co_return all<Song>(answer.value(QStringLiteral("similarSongs2")).toObject(), QStringLiteral("song"), server, &SubsonicItems::song);
+}
+
+QCoro::Task<CatalogSearchResponse> SubsonicService::searchCatalog(QString term, int limit)
+{
+    const QString count = QString::number(std::max(1, limit));
+    const QUrlQuery parameters = query(u"query", term, u"artistCount", count, u"albumCount", count, u"songCount", count);
+    const QJsonObject answer = co_await call("search3", parameters);
+    const QJsonObject found = answer.value(QStringLiteral("searchResult3")).toObject();
+    const QUrl server = m_client->account().server;
+    CatalogSearchResponse response;
+    response.songs = all<Song>(found, QStringLiteral("song"), server, &SubsonicItems::song);
+    response.albums = all<Album>(found, QStringLiteral("album"), server, &SubsonicItems::album);
+    response.artists = all<Artist>(found, QStringLiteral("artist"), server, &SubsonicItems::artist);
+    co_return response;
+}
+
+QCoro::Task<Artist> SubsonicService::catalogArtistWithTopSongs(MusicItemID artistID)
+{
+    const QUrlQuery parameters = query(u"id", artistID.rawValue());
+    const QJsonObject answer = co_await call("getArtist", parameters);
+    Artist artist = SubsonicItems::artist(answer.value(QStringLiteral("artist")).toObject(), m_client->account().server);
+    try {
+        const QUrlQuery topParameters = query(u"artist", artist.name);
+        const QJsonObject top = co_await call("getTopSongs", topParameters);
+        QList<Song> songs = all<Song>(top.value(QStringLiteral("topSongs")).toObject(), QStringLiteral("song"),
+                                      m_client->account().server, &SubsonicItems::song);
+        if (!songs.isEmpty())
+            artist.topSongs = std::move(songs);
+    } catch (const MusicError &) {
+        // Servers without play statistics have no top songs.
+    }
+    co_return artist;
+}
+
+QCoro::Task<void> SubsonicService::addToLibrary(MusicItemID songID)
+{
+    // Everything on the server is in the library; adding marks the song as a favourite.
+    const QUrlQuery parameters = query(u"id", songID.rawValue());
+    co_await call("star", parameters);
+}
+
+QCoro::Task<QUrl> SubsonicService::playableURL(PlayParameters parameters)
+{
+    if (parameters.id.isEmpty() || (!parameters.kind.isEmpty() && parameters.kind != QLatin1String("song")))
+        throw MusicError(MusicError::unplayable, QStringLiteral("%1 is not a song of the server").arg(parameters.id.rawValue()));
+    // A quick word with the server first: an unreachable server or refused password is said in
+    // words, which the audio engine's failure to open a URL would not.
+    co_await call("ping");
+    co_return m_client->signedURL(QStringLiteral("stream"), query(u"id", parameters.id.rawValue()));
+}

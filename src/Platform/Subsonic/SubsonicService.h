@@ -1,0 +1,98 @@
+#pragma once
+// The music service of a Subsonic-API server (Navidrome, Airsonic, Gonic, Supysonic, …): the
+// user's library on the server, its search as the catalog, album lists and genre stations as
+// recommendations, its stream as what the audio engine plays.
+//
+// The library is listed once per sync and served in pages from that listing: playlists and
+// artists in one request each, albums through getAlbumList2 in pages, songs through the
+// OpenSubsonic empty-query search3 in pages where the server offers it, else album by album
+// (getAlbum, several at once). A listing is kept for a short while, so that one sync's lists
+// come from the same moment, and dropped by Update Library. While the server cannot be reached
+// it is asked again every minute; when it answers, the library is announced as changed, so the
+// sync that failed runs again.
+
+#include "Platform/Music/MusicService.h"
+#include "Platform/Subsonic/SubsonicClient.h"
+
+#include <QElapsedTimer>
+#include <QHash>
+#include <QObject>
+#include <QTimer>
+#include <functional>
+#include <memory>
+
+class SubsonicService : public QObject, public MusicService {
+    Q_OBJECT
+
+public:
+    // Reads the account's password when none was given (the keyring); throws MusicError with the
+    // reason when there is none to be had.
+    using PasswordSource = std::function<QCoro::Task<QString>(SubsonicAccount)>;
+
+    explicit SubsonicService(SubsonicAccount account, PasswordSource passwordSource = {}, QObject *parent = nullptr);
+    ~SubsonicService() override;
+
+    SubsonicClient &client() { return *m_client; }
+    // How long a listing serves later pages before the next sync lists anew.
+    void setListingLifetimeMilliseconds(int milliseconds) { m_listingLifetime = milliseconds; }
+    // Songs per request of the OpenSubsonic listing, albums per getAlbumList2 page.
+    static constexpr int songPageSize = 500;
+    static constexpr int albumPageSize = 500;
+
+    MusicAuthorizationStatus authorizationStatus() const override { return m_status; }
+    QCoro::Task<MusicAuthorizationStatus> requestAuthorization() override;
+    QString unavailableReason() const override { return m_unavailableReason; }
+    // The server as the user named it: its host.
+    QString displayName() const override;
+    QString playFailureAdvice() const override { return playFailureText(); }
+
+    QCoro::Task<std::optional<QString>> libraryRevision() override;
+    QCoro::Task<void> readLibraryAgain() override;
+
+    QCoro::Task<LibraryPage<Playlist>> libraryPlaylists(int offset, int limit) override;
+    QCoro::Task<LibraryPage<Album>> libraryAlbums(int offset, int limit) override;
+    QCoro::Task<LibraryPage<Artist>> libraryArtists(int offset, int limit) override;
+    QCoro::Task<LibraryPage<Song>> librarySongs(int offset, int limit) override;
+    QCoro::Task<QList<Song>> librarySongsAdded(QDateTime since) override;
+
+    QCoro::Task<QList<Song>> tracks(Playlist playlist) override;
+    QCoro::Task<QList<Song>> tracks(Album album) override;
+    QCoro::Task<QList<Song>> tracks(Artist artist) override;
+
+    QCoro::Task<QList<MusicPersonalRecommendation>> personalRecommendations() override;
+    QCoro::Task<QList<Song>> stationSongs(Station station, int count) override;
+
+    QCoro::Task<CatalogSearchResponse> searchCatalog(QString term, int limit) override;
+    QCoro::Task<Artist> catalogArtistWithTopSongs(MusicItemID artistID) override;
+    QCoro::Task<void> addToLibrary(MusicItemID songID) override;
+    QCoro::Task<QUrl> playableURL(PlayParameters parameters) override;
+    QUrl authorizedURL(const QUrl &url) const override;
+    // The last failure's words when the last request failed, else where to look.
+    // Why the last play failed in the server's terms, else what to check.
+    QString playFailureText() const;
+
+private:
+    struct Listing;
+
+    // Signs in first when not signed in yet; a call that fails for the network arms the retry.
+    QCoro::Task<QJsonObject> call(const char *method);
+    QCoro::Task<QJsonObject> call(const char *method, const QUrlQuery &parameters);
+    QCoro::Task<QJsonObject> request(QString method, QUrlQuery parameters);
+    std::shared_ptr<Listing> listing();
+    QCoro::Task<void> listSongs(std::shared_ptr<Listing> listing);
+    QCoro::Task<QList<Song>> albumSongs(QString albumID);
+    QCoro::Task<QList<Album>> albumList(QString type, int size);
+    void noteFailure(const std::exception_ptr &error);
+    void retryContact();
+
+    std::unique_ptr<SubsonicClient> m_client;
+    PasswordSource m_passwordSource;
+    MusicAuthorizationStatus m_status = MusicAuthorizationStatus::notDetermined;
+    QString m_unavailableReason;
+    QString m_lastFailure; // the words of the last request's failure; empty after a success
+    bool m_signedIn = false;
+    std::shared_ptr<Listing> m_listing;
+    QElapsedTimer m_listingAge;
+    int m_listingLifetime = 120000;
+    QTimer m_retry;
+};

@@ -1,0 +1,262 @@
+// The Subsonic client against a loopback peer that answers fixed bytes: the forms of signing in
+// and the fallback between them, error replies, broken and foreign answers, redirects, time-outs,
+// the bound on requests in flight, and credentials kept out of everything but the request.
+#include "ScriptedPeer.h"
+
+#include "Platform/Subsonic/SubsonicClient.h"
+#include "Platform/Subsonic/SubsonicItems.h"
+#include "Platform/Subsonic/SubsonicService.h"
+#include "Support/Error.h"
+#include "Support/Log.h"
+#include "TestKit/AsyncTest.h"
+
+#include <QCryptographicHash>
+#include <QTimer>
+#include <gtest/gtest.h>
+#include <vector>
+
+namespace {
+
+const QString password = QStringLiteral("s3cret pass");
+
+SubsonicAccount accountOf(const ScriptedPeer &peer, QString apiKey = {})
+{
+    return SubsonicAccount{peer.root(), QStringLiteral("alice"), password, std::move(apiKey)};
+}
+
+bool tokenMatches(const QUrlQuery &query)
+{
+    const QByteArray expected =
+        QCryptographicHash::hash((password + query.queryItemValue(QStringLiteral("s"))).toUtf8(), QCryptographicHash::Md5).toHex();
+    return query.hasQueryItem(QStringLiteral("s")) && query.queryItemValue(QStringLiteral("t")) == QString::fromLatin1(expected);
+}
+
+bool passwordMatches(const QUrlQuery &query)
+{
+    return query.queryItemValue(QStringLiteral("p")) == QStringLiteral("enc:") + QString::fromLatin1(password.toUtf8().toHex());
+}
+
+template <typename Failure>
+Failure failureOf(QCoro::Task<void> task)
+{
+    try {
+        runTask(std::move(task));
+    } catch (const Failure &failure) {
+        return failure;
+    }
+    ADD_FAILURE() << "no failure of the expected kind";
+    throw std::runtime_error("no failure");
+}
+
+QCoro::Task<void> callOnce(SubsonicClient &client, QString method)
+{
+    const QUrlQuery none;
+    co_await client.call(method, none);
+}
+
+} // namespace
+
+TEST(SubsonicWire, SignsInWithASaltedTokenAndFallsBackToThePasswordFormForServersWithoutTokens)
+{
+    // A modern server: the token checks out, and no password ever travels.
+    ScriptedPeer modern([](const QString &, const QUrlQuery &query) {
+        return tokenMatches(query) ? ScriptedPeer::ok() : ScriptedPeer::failed(40, "Wrong username or password");
+    });
+    SubsonicClient tokenClient(accountOf(modern));
+    runTask(tokenClient.signIn());
+    EXPECT_EQ(tokenClient.authForm(), SubsonicClient::AuthForm::token);
+    runTask(callOnce(tokenClient, QStringLiteral("getGenres")));
+    for (const QUrlQuery &query : modern.queries()) {
+        EXPECT_FALSE(query.hasQueryItem(QStringLiteral("p")));
+        EXPECT_EQ(query.queryItemValue(QStringLiteral("f")), QStringLiteral("json"));
+        EXPECT_EQ(query.queryItemValue(QStringLiteral("u")), QStringLiteral("alice"));
+    }
+    // Each request has a salt of its own.
+    ASSERT_EQ(modern.queries().size(), 2);
+    EXPECT_NE(modern.queries()[0].queryItemValue(QStringLiteral("s")), modern.queries()[1].queryItemValue(QStringLiteral("s")));
+
+    // An older server (as supysonic) says a parameter is missing for t and s; the password form
+    // is taken and kept.
+    ScriptedPeer older([](const QString &, const QUrlQuery &query) {
+        if (query.hasQueryItem(QStringLiteral("t")))
+            return ScriptedPeer::failed(10, "Missing parameter: 'p'");
+        return passwordMatches(query) ? ScriptedPeer::ok() : ScriptedPeer::failed(40, "Wrong username or password");
+    });
+    SubsonicClient passwordClient(accountOf(older));
+    runTask(passwordClient.signIn());
+    EXPECT_EQ(passwordClient.authForm(), SubsonicClient::AuthForm::password);
+    EXPECT_EQ(passwordClient.serverVersion(), QStringLiteral("1.16.1"));
+    runTask(callOnce(passwordClient, QStringLiteral("getGenres")));
+    EXPECT_EQ(older.requests(), 3);
+    EXPECT_TRUE(passwordMatches(older.queries().last()));
+
+    // An API key goes alone, without user or password.
+    ScriptedPeer keyed([](const QString &, const QUrlQuery &query) {
+        return query.queryItemValue(QStringLiteral("apiKey")) == u"k-123" && !query.hasQueryItem(QStringLiteral("u"))
+                   ? ScriptedPeer::ok(R"("openSubsonic":true)")
+                   : ScriptedPeer::failed(43, "Multiple conflicting authentication mechanisms provided");
+    });
+    SubsonicClient keyClient(accountOf(keyed, QStringLiteral("k-123")));
+    runTask(keyClient.signIn());
+    EXPECT_EQ(keyClient.authForm(), SubsonicClient::AuthForm::apiKey);
+    EXPECT_TRUE(keyClient.isOpenSubsonic());
+}
+
+TEST(SubsonicWire, ARefusedPasswordAndErrorRepliesBecomeMessagesThatSayWhatHappened)
+{
+    ScriptedPeer peer([](const QString &path, const QUrlQuery &) -> std::optional<QByteArray> {
+        if (path.endsWith(u"/ping.view"))
+            return ScriptedPeer::failed(40, "Wrong username or password");
+        if (path.endsWith(u"/getAlbum.view"))
+            return ScriptedPeer::failed(70, "Album not found");
+        return ScriptedPeer::failed(0, "Database is locked");
+    });
+    SubsonicClient client(accountOf(peer));
+    const MusicError refused = failureOf<MusicError>(client.signIn());
+    EXPECT_EQ(refused.code(), MusicError::notAuthorized);
+    EXPECT_TRUE(refused.localizedDescription().contains(QStringLiteral("did not accept the user name or password")));
+    // A wrong password is not a reason to try the weaker form.
+    EXPECT_EQ(peer.requests(), 1);
+
+    EXPECT_EQ(failureOf<MusicError>(callOnce(client, QStringLiteral("getAlbum"))).code(), MusicError::notFound);
+    const MusicError failed = failureOf<MusicError>(callOnce(client, QStringLiteral("getGenres")));
+    EXPECT_EQ(failed.code(), MusicError::serviceFailed);
+    EXPECT_TRUE(failed.localizedDescription().contains(QStringLiteral("Database is locked")));
+
+    // The service keeps the reason for the unavailable screen.
+    SubsonicService service(accountOf(peer));
+    EXPECT_EQ(runTask(service.requestAuthorization()), MusicAuthorizationStatus::denied);
+    EXPECT_TRUE(service.unavailableReason().contains(QStringLiteral("Sign in again")));
+}
+
+TEST(SubsonicWire, BrokenJsonForeignPagesAndRedirectsAreRefusedClearly)
+{
+    ScriptedPeer peer([](const QString &path, const QUrlQuery &) -> std::optional<QByteArray> {
+        if (path.endsWith(u"/getGenres.view"))
+            return ScriptedPeer::json(R"({"subsonic-response":{"status":"ok","genres":{"genre":[{"va)");
+        if (path.endsWith(u"/getPlaylists.view"))
+            return ScriptedPeer::json(R"({"error":"this is some other JSON API"})");
+        if (path.endsWith(u"/getArtists.view"))
+            return QByteArray("HTTP/1.1 301 Moved Permanently\r\nLocation: https://music.example.org/rest/getArtists.view\r\n"
+                              "Content-Length: 0\r\nConnection: close\r\n\r\n");
+        return QByteArray("HTTP/1.1 404 Not Found\r\nContent-Type: text/html\r\nContent-Length: 22\r\nConnection: close\r\n\r\n"
+                          "<html>not found</html>");
+    });
+    SubsonicClient client(accountOf(peer));
+    const DecodingError cut = failureOf<DecodingError>(callOnce(client, QStringLiteral("getGenres")));
+    EXPECT_TRUE(cut.debugDescription().contains(QStringLiteral("DecodingError")));
+    EXPECT_NO_THROW(failureOf<DecodingError>(callOnce(client, QStringLiteral("getPlaylists"))));
+
+    const MusicError foreign = failureOf<MusicError>(callOnce(client, QStringLiteral("ping")));
+    EXPECT_TRUE(foreign.localizedDescription().contains(QStringLiteral("does not answer as a Subsonic server (HTTP 404)")));
+
+    const MusicError moved = failureOf<MusicError>(callOnce(client, QStringLiteral("getArtists")));
+    EXPECT_TRUE(moved.localizedDescription().contains(QStringLiteral("https://music.example.org/rest/getArtists.view")));
+    EXPECT_TRUE(moved.localizedDescription().contains(QStringLiteral("Enter that address instead")));
+    // Only the one request: the redirect was not followed.
+    EXPECT_EQ(peer.requests(), 4);
+}
+
+TEST(SubsonicWire, ASilentServerTimesOutAndNoMoreThanTheBoundAreInFlight)
+{
+    ScriptedPeer silent([](const QString &, const QUrlQuery &) { return std::optional<QByteArray>(); });
+    SubsonicClient client(accountOf(silent));
+    client.setMaxInFlight(2);
+    client.setTimeoutMilliseconds(300);
+    std::vector<QCoro::Task<void>> calls;
+    for (int i = 0; i < 5; ++i)
+        calls.push_back(callOnce(client, QStringLiteral("getGenres")));
+    // Before the first time-out only the bound's worth have reached the server.
+    int beforeTimeOut = -1;
+    QTimer::singleShot(150, [&] { beforeTimeOut = silent.requests(); });
+    int timedOut = 0;
+    for (QCoro::Task<void> &call : calls) {
+        try {
+            runTask(std::move(call));
+        } catch (const MusicError &failure) {
+            timedOut += failure.localizedDescription().contains(QStringLiteral("did not answer in time")) ? 1 : 0;
+        }
+    }
+    EXPECT_EQ(timedOut, 5);
+    EXPECT_EQ(silent.requests(), 5);
+    EXPECT_EQ(beforeTimeOut, 2);
+}
+
+TEST(SubsonicWire, PlainHttpIsOnlyForThisMachineAndTheLocalNetwork)
+{
+    for (const char *host : {"127.0.0.1", "localhost", "::1", "192.168.1.20", "10.0.0.5", "172.20.1.1", "nas", "nas.local",
+                             "fe80::1", "fd00::5"})
+        EXPECT_TRUE(SubsonicClient::isLocalHost(QString::fromLatin1(host))) << host;
+    for (const char *host : {"music.example.org", "8.8.8.8", "172.32.0.1", "2001:db8::1"})
+        EXPECT_FALSE(SubsonicClient::isLocalHost(QString::fromLatin1(host))) << host;
+
+    SubsonicClient remote({QUrl(QStringLiteral("http://music.example.org")), QStringLiteral("alice"), password, {}});
+    const MusicError refused = failureOf<MusicError>(remote.signIn());
+    EXPECT_TRUE(refused.localizedDescription().contains(QStringLiteral("https://")));
+
+    EXPECT_EQ(SubsonicClient::normalizedServer(QStringLiteral(" music.example.org/ ")), QUrl(QStringLiteral("https://music.example.org")));
+    EXPECT_EQ(SubsonicClient::normalizedServer(QStringLiteral("http://nas:4533/music/rest/")), QUrl(QStringLiteral("http://nas:4533/music")));
+    EXPECT_FALSE(SubsonicClient::normalizedServer(QStringLiteral("ftp://nas")).isValid());
+}
+
+TEST(SubsonicWire, CredentialsTravelOnlyInTheRequestNeverInStoredShownOrLoggedText)
+{
+    ScriptedPeer peer([](const QString &, const QUrlQuery &) { return ScriptedPeer::ok(); });
+    SubsonicClient client(accountOf(peer));
+    runTask(client.signIn());
+    QUrlQuery id;
+    id.addQueryItem(QStringLiteral("id"), QStringLiteral("tr-7"));
+    const QUrl stream = client.signedURL(QStringLiteral("stream"), id);
+    EXPECT_TRUE(QUrlQuery(stream).hasQueryItem(QStringLiteral("t")));
+
+    // What is stored for artwork holds no credentials; the fetch signs it.
+    const Artwork cover = *SubsonicItems::artwork(peer.root(), QStringLiteral("al-3"));
+    const QUrl stored = cover.url(64, 64);
+    EXPECT_EQ(QUrlQuery(stored).queryItemValue(QStringLiteral("size")), QStringLiteral("64"));
+    for (const char *key : {"u", "t", "s", "p", "apiKey"})
+        EXPECT_FALSE(QUrlQuery(stored).hasQueryItem(QString::fromLatin1(key))) << key;
+    const QUrl signedCover = client.signURL(stored);
+    EXPECT_TRUE(tokenMatches(QUrlQuery(signedCover)));
+    EXPECT_EQ(QUrlQuery(signedCover).queryItemValue(QStringLiteral("id")), QStringLiteral("al-3"));
+    EXPECT_EQ(client.signURL(QUrl(QStringLiteral("https://elsewhere.org/a.png"))), QUrl(QStringLiteral("https://elsewhere.org/a.png")));
+
+    // Any line that would carry a signed URL is cleaned on its way into the log.
+    const QString cleaned = Log::withoutCredentials(QStringLiteral("Cannot play ") + stream.toString() + QStringLiteral(": 404"));
+    EXPECT_FALSE(cleaned.contains(QUrlQuery(stream).queryItemValue(QStringLiteral("t"))));
+    EXPECT_TRUE(cleaned.contains(QStringLiteral("id=tr-7")));
+    EXPECT_TRUE(cleaned.endsWith(QStringLiteral(": 404")));
+    const QString passwordForm = QStringLiteral("GET /rest/ping.view?u=alice&p=enc:733363726574&v=1.10.2");
+    EXPECT_FALSE(Log::withoutCredentials(passwordForm).contains(QStringLiteral("733363726574")));
+}
+
+TEST(SubsonicWire, AnOpenSubsonicServerListsItsSongsThroughEmptySearchesInPages)
+{
+    constexpr int total = SubsonicService::songPageSize + 3;
+    ScriptedPeer peer([](const QString &path, const QUrlQuery &query) -> std::optional<QByteArray> {
+        if (path.endsWith(u"/ping.view"))
+            return ScriptedPeer::ok(R"("openSubsonic":true)");
+        if (path.endsWith(u"/getOpenSubsonicExtensions.view"))
+            return ScriptedPeer::ok(R"("openSubsonicExtensions":[{"name":"apiKeyAuthentication","versions":[1]}])");
+        if (!path.endsWith(u"/search3.view") || !query.queryItemValue(QStringLiteral("query")).isEmpty())
+            return ScriptedPeer::failed(0, "unexpected");
+        const int offset = query.queryItemValue(QStringLiteral("songOffset")).toInt();
+        const int count = std::min(query.queryItemValue(QStringLiteral("songCount")).toInt(), total - offset);
+        QByteArray songs;
+        for (int i = offset; i < offset + count; ++i)
+            songs += (songs.isEmpty() ? "" : ",") + QByteArray(R"({"id":"s)") + QByteArray::number(i) + R"(","title":"Song )" +
+                     QByteArray::number(i) + R"(","duration":61,"genres":[{"name":"Jazz"},{"name":"Soul"}]})";
+        return ScriptedPeer::ok(R"("searchResult3":{"song":[)" + songs + "]}");
+    });
+    SubsonicService service(accountOf(peer));
+    ASSERT_EQ(runTask(service.requestAuthorization()), MusicAuthorizationStatus::authorized);
+    EXPECT_TRUE(service.client().hasExtension(QStringLiteral("apiKeyAuthentication")));
+    const LibraryPage<Song> first = runTask(service.librarySongs(0, 1000));
+    ASSERT_EQ(first.totalCount, total);
+    EXPECT_EQ(first.items.last().title, QStringLiteral("Song %1").arg(total - 1));
+    EXPECT_EQ(first.items.first().genreNames, (QStringList{QStringLiteral("Jazz"), QStringLiteral("Soul")}));
+    EXPECT_EQ(first.items.first().duration, 61);
+    // Two pages of songs, and the later page of the sync comes from the same listing.
+    const int requests = peer.requests();
+    EXPECT_EQ(runTask(service.librarySongs(500, 1000)).items.size(), 3);
+    EXPECT_EQ(peer.requests(), requests);
+}

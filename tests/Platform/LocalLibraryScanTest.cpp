@@ -536,6 +536,7 @@ TEST(LocalLibraryService, UpdateLibraryReadsTagsAgainThatKeptTheFilesSizeAndTime
     ASSERT_EQ(after.size(), 1);
     EXPECT_EQ(after.first().title, QStringLiteral("Afters"));
     EXPECT_EQ(after.first().id, before.first().id);
+}
 
 // Qt's raster engine hands parts of large fills to its global pool and the painting thread waits
 // for them: a scan holding that pool's threads froze the window. Reading tags and building the

@@ -176,8 +176,16 @@ std::optional<ScannedPlaylist> read(const QByteArray &fileName)
         Log::notice(Log::collection(), "Skipping playlist %@: it is not a file", displayPath);
         return std::nullopt;
     }
-    // The size is checked on what is read too: the file may grow meanwhile.
-    const QByteArray contents = info.st_size > maxFileSize ? QByteArray() : file.read(maxFileSize + 1);
+    // The size is checked on what is read too, as the file may grow meanwhile; the buffer is
+    // sized by the file, not by the bound (which every small playlist would pay for).
+    QByteArray contents;
+    if (info.st_size <= maxFileSize) {
+        contents.reserve(qsizetype(info.st_size) + 1);
+        char buffer[64 * 1024];
+        qint64 got = 0;
+        while (contents.size() <= maxFileSize && (got = file.read(buffer, sizeof buffer)) > 0)
+            contents.append(buffer, qsizetype(got));
+    }
     if (info.st_size > maxFileSize || contents.size() > maxFileSize) {
         Log::error(Log::collection(), "Skipping playlist %@: it is larger than %@ MB", displayPath,
                    QString::number(maxFileSize / (1024 * 1024)));

@@ -228,9 +228,10 @@ SongImage imageOf(Reader &in)
     auto url = [&](quint32 index) -> std::optional<QUrl> {
         if (index == noText)
             return std::nullopt;
+        const QString &source = text(index); // checks the number first
         std::optional<QUrl> &made = urls[index];
         if (!made)
-            made = QUrl(text(index));
+            made = QUrl(source);
         return made;
     };
 

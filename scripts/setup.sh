@@ -18,6 +18,8 @@ packages=(
   libmp3lame-dev libflac-dev libvorbis-dev libogg-dev
   # session bus for the MPRIS tests and a virtual display for running the app headless
   dbus dbus-x11 xvfb xauth fonts-dejavu-core
+  # the fuzz preset: clang with libFuzzer and the sanitizers' runtimes
+  clang-14 libclang-rt-14-dev
 )
 
 missing=()

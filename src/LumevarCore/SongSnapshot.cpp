@@ -251,7 +251,12 @@ SongImage imageOf(Reader &in)
         songs.reserve(count);
         rows.reserve(count);
         for (quint32 i = 0; i < count; ++i) {
-            rows.push_back(in.get<qint64>());
+            // SQLite numbers the store's rows from 1 upwards; the records are looked up by
+            // distances between rows, which other numbers would overflow.
+            const auto row = in.get<qint64>();
+            if (row <= 0)
+                throw Refused("a record names a row the store cannot have");
+            rows.push_back(row);
             LocalSong &song = songs.emplace_back();
             song.identifier = text(in.get<quint32>());
             song.id = MusicItemID(song.identifier);

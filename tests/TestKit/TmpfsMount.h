@@ -8,6 +8,8 @@
 #include <QString>
 #include <QTemporaryDir>
 
+#include <algorithm>
+
 #include <cerrno>
 #include <cstring>
 #include <sys/mount.h>
@@ -45,10 +47,13 @@ public:
     void fill(qint64 keep = 0)
     {
         QFile filler(fillerPath());
-        if (!filler.open(QIODevice::WriteOnly | QIODevice::Append))
+        if (!filler.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered))
             return;
-        const QByteArray block(64 * 1024, 'f');
-        while (filler.write(block) == block.size() && filler.flush()) {
+        // Smaller and smaller blocks, down to the last byte the file system will take.
+        for (const qsizetype size : {1024 * 1024, 4096, 64, 1}) {
+            const QByteArray block(size, 'f');
+            while (filler.write(block) == block.size()) {
+            }
         }
         filler.close();
         if (keep > 0)

@@ -26,7 +26,7 @@ cmake --build --preset fuzz --target fuzz-all
 
 build=build/fuzz
 rm -rf "$build/seeds"
-QT_QPA_PLATFORM=offscreen "$build/fuzz/make-fuzz-seeds" "$build/seeds"
+QT_QPA_PLATFORM=offscreen ASAN_OPTIONS=detect_leaks=0 "$build/fuzz/make-fuzz-seeds" "$build/seeds" >/dev/null
 
 scratchBase=/dev/shm
 [[ -d $scratchBase && -w $scratchBase ]] || scratchBase=${TMPDIR:-/tmp}

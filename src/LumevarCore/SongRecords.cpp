@@ -136,8 +136,13 @@ void SongRecords::adopt(SongImage image)
         order.emplace_back(image.otherRows[size_t(i)], image.list.size() + i);
     std::sort(order.begin(), order.end());
     m_records.reserve(order.size());
-    for (const auto &[pk, at] : order)
+    for (const auto &[pk, at] : order) {
+        // A row named twice (a damaged image) keeps its first record: the look-up by row needs
+        // each row once.
+        if (!m_records.empty() && m_records.back().pk == pk)
+            continue;
         m_records.push_back({pk, at < image.list.size() ? image.list[at] : std::move(image.others[at - image.list.size()])});
+    }
     image.others = {};
     for (const QString &text : std::as_const(image.sharedTexts))
         m_texts.insert(text, text);

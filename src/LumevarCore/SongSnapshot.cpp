@@ -19,6 +19,8 @@ constexpr quint32 formatVersion = 2;
 constexpr quint32 noText = 0xffffffff;
 constexpr quint8 hasReleaseDate = 1;
 constexpr quint8 hasOrder = 2;
+// The bytes of one record: its row, eight text numbers, duration, date, position and flags.
+constexpr qint64 recordSize = sizeof(qint64) + 8 * sizeof(quint32) + sizeof(double) + sizeof(qint64) + sizeof(qint32) + sizeof(quint8);
 
 // Which store file, in which state, the records were saved beside.
 struct StoreIdentity {
@@ -117,6 +119,16 @@ public:
         return text;
     }
     bool atEnd() const { return m_at == m_end; }
+    qint64 remaining() const { return m_end - m_at; }
+    // A count read from the file, refused unless that many items of at least itemSize bytes
+    // could follow: a damaged count must not size an allocation.
+    quint32 getCount(size_t itemSize)
+    {
+        const auto count = get<quint32>();
+        if (size_t(m_end - m_at) / itemSize < count)
+            throw Refused("it names more items than it holds");
+        return count;
+    }
 
 private:
     void need(size_t size) const
@@ -219,7 +231,7 @@ QByteArray payloadOf(const SongImage &image)
 SongImage imageOf(Reader &in)
 {
     SongImage image;
-    const auto textCount = in.get<quint32>();
+    const auto textCount = in.getCount(sizeof(quint32));
     std::vector<QString> texts;
     texts.reserve(textCount);
     for (quint32 i = 0; i < textCount; ++i)
@@ -242,9 +254,10 @@ SongImage imageOf(Reader &in)
     auto url = [&](quint32 index) -> std::optional<QUrl> {
         if (index == noText)
             return std::nullopt;
+        const QString &source = text(index); // checks the number first
         std::optional<QUrl> &made = urls[index];
         if (!made)
-            made = QUrl(text(index));
+            made = QUrl(source);
         return made;
     };
 
@@ -258,11 +271,18 @@ SongImage imageOf(Reader &in)
     }
     const auto listCount = in.get<quint32>();
     const auto otherCount = in.get<quint32>();
+    if (qint64(listCount) + otherCount > in.remaining() / recordSize)
+        throw Refused("it names more records than it holds");
     auto readRecords = [&](quint32 count, QList<LocalSong> &songs, std::vector<qint64> &rows) {
         songs.reserve(count);
         rows.reserve(count);
         for (quint32 i = 0; i < count; ++i) {
-            rows.push_back(in.get<qint64>());
+            // SQLite numbers the store's rows from 1 upwards; the records are looked up by
+            // distances between rows, which other numbers would overflow.
+            const auto row = in.get<qint64>();
+            if (row <= 0)
+                throw Refused("a record names a row the store cannot have");
+            rows.push_back(row);
             LocalSong &song = songs.emplace_back();
             song.identifier = text(in.get<quint32>());
             song.id = MusicItemID(song.identifier);
@@ -288,7 +308,7 @@ SongImage imageOf(Reader &in)
     readRecords(listCount, image.list, image.listRows);
     readRecords(otherCount, image.others, image.otherRows);
     for (std::vector<qint64> &rows : image.sorted) {
-        const auto count = in.get<quint32>();
+        const auto count = in.getCount(sizeof(qint64));
         rows.resize(count);
         for (qint64 &row : rows)
             row = in.get<qint64>();

@@ -1,5 +1,7 @@
 #include "LumevarCore/Sqlite.h"
 
+#include "LumevarCore/StoreSpace.h"
+
 #include "Support/Error.h"
 #include "Support/Log.h"
 
@@ -245,6 +247,13 @@ qint64 SqliteConnection::scalar(const char *sql)
 qint64 SqliteConnection::lastInsertRowID() const { return sqlite3_last_insert_rowid(m_db); }
 
 int SqliteConnection::changes() const { return sqlite3_changes(m_db); }
+
+bool isOutOfSpace(const Error &error)
+{
+    // The text of the code is what fail() puts in every StoreError the store throws.
+    return error.domain() == QLatin1String("LumevarCore.StoreError") &&
+           error.localizedDescription().endsWith(QString::fromUtf8(sqlite3_errstr(SQLITE_FULL)));
+}
 
 void SqliteConnection::fail(const char *what)
 {

@@ -283,6 +283,26 @@ QList<SearchResult> resultsOf(SqliteConnection &db, SongRecords &records, const 
     return collectionResults<LocalPlaylist>(db, rows, sql.constData(), StoreReads::playlistFromRow, SearchResult::playlist);
 }
 
+// The words split again by the full-text index's own tokenizer. unicode61 follows an older
+// Unicode than Qt: a character Qt now counts as a letter (U+19B5, once a spacing mark) splits a
+// word in the index, and a quoted word the index splits is a phrase, which an index without
+// positions refuses ("phrase queries are not supported"). The tokenizer is reached through a
+// scratch full-text table of the connection's temporary schema and its vocabulary.
+QStringList asTheIndexSplits(SqliteConnection &db, const QStringList &words)
+{
+    db.execute("CREATE VIRTUAL TABLE IF NOT EXISTS temp.query_words USING fts5(word, tokenize='unicode61 remove_diacritics 2');"
+               "CREATE VIRTUAL TABLE IF NOT EXISTS temp.query_word_terms USING fts5vocab(temp, query_words, instance);"
+               "DELETE FROM temp.query_words;");
+    SqliteQuery insert = db.query("INSERT INTO temp.query_words(rowid, word) VALUES (1, ?1)");
+    insert.bind(1, words.join(QLatin1Char(' ')));
+    insert.next();
+    QStringList split;
+    SqliteQuery terms = db.query("SELECT term FROM temp.query_word_terms ORDER BY offset");
+    while (terms.next() && split.size() < StoreSearch::maxQueryWords)
+        split.append(terms.text(0));
+    return split;
+}
+
 } // namespace
 
 namespace StoreSearch {
@@ -312,7 +332,10 @@ QStringList tokens(const QString &text)
 
 QList<SearchSection> search(SqliteConnection &db, SongRecords &records, const QString &text)
 {
-    const QStringList words = tokens(text);
+    QStringList words = tokens(text);
+    if (words.isEmpty())
+        return {};
+    words = asTheIndexSplits(db, words);
     if (words.isEmpty())
         return {};
     const bool shortQuery = isShortQuery(words);

@@ -6,6 +6,7 @@
 #include "Support/Observable.h"
 #include "Support/Progress.h"
 #include "Support/UserDefaults.h"
+#include "TestKit/TmpfsMount.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -208,5 +209,28 @@ TEST_F(FullSyncTest, AStoreEmptiedOrDeletedSinceTheLastSyncIsFilledAgainAtLaunch
     relaunch();
     QFile::remove(path);
     relaunch();
+    LocalDatabase::setShared(database.get());
+}
+
+TEST_F(FullSyncTest, AFirstSyncCutShortByAFullDiskSaysSoAndTheNextSyncFinishesIt)
+{
+    TmpfsMount disk(64 * 1024 * 1024);
+    if (!disk.skipReason().isEmpty())
+        GTEST_SKIP() << disk.skipReason().toStdString();
+    service.library.songs = FakeMusicService::songs(20000);
+    LocalDatabase full(disk.filePath(QStringLiteral("local.db")));
+    ASSERT_EQ(runTask(full.openOrRebuild()).kind, StoreCondition::Kind::empty);
+    LocalDatabase::setShared(&full);
+    disk.fill(2 * 1024 * 1024);
+    finish(model->start());
+    EXPECT_LT(runTask(full.allLibrarySongs({LocalSong::SortKey::order})).size(), 20000);
+    EXPECT_TRUE(model->_storeNotice().contains(QStringLiteral("disk is full"))) << model->_storeNotice().toStdString();
+    EXPECT_FALSE(UserDefaults::standard().boolValue(MainViewModel::performedFullSyncKey));
+
+    disk.free();
+    finish(model->performFullSync());
+    EXPECT_EQ(runTask(full.allLibrarySongs({LocalSong::SortKey::order})).size(), 20000);
+    EXPECT_TRUE(model->_storeNotice().isEmpty());
+    runTask(full.close());
     LocalDatabase::setShared(database.get());
 }

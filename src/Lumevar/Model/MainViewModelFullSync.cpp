@@ -6,6 +6,7 @@
 
 #include "Lumevar/Model/ErrorReporting.h"
 #include "LumevarCore/LocalDatabase.h"
+#include "LumevarCore/StoreSpace.h"
 #include "LumevarCore/SyncEngine.h"
 #include "Platform/Music/MusicService.h"
 #include "Support/Allocator.h"
@@ -36,6 +37,11 @@ QString noticeFor(const StoreCondition &condition)
     return {};
 }
 
+// Shown while a sync could not finish for want of disk space; the next sync that finishes clears it.
+const QString outOfSpaceNotice = QStringLiteral(
+    "Your disk is full, so Lumevar could save only part of your library. Free some space; the rest is "
+    "added at the next sync (Update Library, or the next launch).");
+
 } // namespace
 
 QCoro::Task<bool> MainViewModel::runSync(bool showToast)
@@ -59,11 +65,17 @@ QCoro::Task<bool> MainViewModel::runSync(bool showToast)
             self->m_storeIsTemporary = condition.kind == StoreCondition::Kind::temporary;
         if (self && revision)
             self->rememberSyncedRevision(*revision);
+        if (self && self->_storeNotice() == outOfSpaceNotice)
+            self->_storeNotice.set(noticeFor(condition));
         succeeded = true;
     } catch (...) {
         const Error error = errorFromCurrentException();
         ErrorReporter::shared().reportError(error, QStringLiteral("sync"));
         Log::error(Log::sync(), "Failed to perform full sync: %@", error);
+        // What was written stays (each batch is its own transaction); the user is told why the
+        // library is short.
+        if (self && isOutOfSpace(error))
+            self->_storeNotice.set(outOfSpaceNotice);
     }
     if (self && showToast)
         self->_showSyncingToast.set(false);
@@ -204,7 +216,10 @@ QCoro::Task<void> MainViewModel::start()
     if (!self)
         co_return;
     m_storeIsTemporary = condition.kind == StoreCondition::Kind::temporary;
-    _storeNotice.set(noticeFor(condition));
+    // A first sync cut short by a full disk keeps its notice over that of a store opened as it was.
+    const QString notice = noticeFor(condition);
+    if (!notice.isEmpty() || _storeNotice() != outOfSpaceNotice)
+        _storeNotice.set(notice);
     if (!firstSync && condition.startsEmpty()) {
         if (condition.kind == StoreCondition::Kind::empty)
             Log::notice(Log::sync(), "The local store holds no songs; mirroring the whole library again");

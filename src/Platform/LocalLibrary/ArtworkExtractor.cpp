@@ -1,5 +1,6 @@
 #include "Platform/LocalLibrary/ArtworkExtractor.h"
 
+#include "Platform/LocalLibrary/FolderWalk.h"
 #include "Support/Log.h"
 
 #include <QCryptographicHash>
@@ -21,56 +22,65 @@
 
 namespace {
 
-QByteArray toQByteArray(const TagLib::ByteVector &bytes)
-{
-    return QByteArray(bytes.data(), qsizetype(bytes.size()));
-}
+// The picture chosen among a tag's: the front cover, else the first; pictures over the bound
+// are passed over (and noted).
+class Choice {
+public:
+    explicit Choice(bool *tooLarge) : m_tooLarge(tooLarge) {}
+    // Whether the search is over (a front cover was taken).
+    bool offer(const TagLib::ByteVector &bytes, bool front)
+    {
+        if (bytes.isEmpty())
+            return false;
+        if (qsizetype(bytes.size()) > ArtworkExtractor::maxPictureSize) {
+            if (m_tooLarge)
+                *m_tooLarge = true;
+            return false;
+        }
+        if (front || m_picture.isEmpty())
+            m_picture = QByteArray(bytes.data(), qsizetype(bytes.size()));
+        return front;
+    }
+    QByteArray picture() const { return m_picture; }
 
-QByteArray pictureFromID3v2(const TagLib::ID3v2::Tag *tag)
+private:
+    bool *m_tooLarge;
+    QByteArray m_picture;
+};
+
+void pictureFromID3v2(const TagLib::ID3v2::Tag *tag, Choice &choice)
 {
     if (!tag)
-        return {};
-    QByteArray first;
+        return;
     for (const TagLib::ID3v2::Frame *frame : tag->frameListMap()["APIC"]) {
         const auto *picture = dynamic_cast<const TagLib::ID3v2::AttachedPictureFrame *>(frame);
-        if (!picture || picture->picture().isEmpty())
-            continue;
-        if (picture->type() == TagLib::ID3v2::AttachedPictureFrame::FrontCover)
-            return toQByteArray(picture->picture());
-        if (first.isEmpty())
-            first = toQByteArray(picture->picture());
+        if (picture && choice.offer(picture->picture(), picture->type() == TagLib::ID3v2::AttachedPictureFrame::FrontCover))
+            return;
     }
-    return first;
 }
 
-QByteArray pictureFromList(const TagLib::List<TagLib::FLAC::Picture *> &pictures)
+void pictureFromList(const TagLib::List<TagLib::FLAC::Picture *> &pictures, Choice &choice)
 {
-    QByteArray first;
     for (const TagLib::FLAC::Picture *picture : pictures) {
-        if (!picture || picture->data().isEmpty())
-            continue;
-        if (picture->type() == TagLib::FLAC::Picture::FrontCover)
-            return toQByteArray(picture->data());
-        if (first.isEmpty())
-            first = toQByteArray(picture->data());
+        if (picture && choice.offer(picture->data(), picture->type() == TagLib::FLAC::Picture::FrontCover))
+            return;
     }
-    return first;
 }
 
-QByteArray pictureFromXiph(TagLib::Ogg::XiphComment *comment)
+void pictureFromXiph(TagLib::Ogg::XiphComment *comment, Choice &choice)
 {
-    return comment ? pictureFromList(comment->pictureList()) : QByteArray();
+    if (comment)
+        pictureFromList(comment->pictureList(), choice);
 }
 
-QByteArray pictureFromMP4(const TagLib::MP4::Tag *tag)
+void pictureFromMP4(const TagLib::MP4::Tag *tag, Choice &choice)
 {
     if (!tag || !tag->contains("covr"))
-        return {};
+        return;
     for (const TagLib::MP4::CoverArt &art : tag->item("covr").toCoverArtList()) {
-        if (!art.data().isEmpty())
-            return toQByteArray(art.data());
+        if (choice.offer(art.data(), true)) // the first picture there is
+            return;
     }
-    return {};
 }
 
 // The file extension for picture bytes, from their signature.
@@ -93,34 +103,41 @@ QString imageExtension(const QByteArray &bytes)
 
 ArtworkExtractor::ArtworkExtractor(QString cacheFolder) : m_cacheFolder(std::move(cacheFolder)) {}
 
-QByteArray ArtworkExtractor::embeddedPicture(TagLib::File &file)
+QByteArray ArtworkExtractor::embeddedPicture(TagLib::File &file, bool *tooLarge)
 {
-    if (auto *mpeg = dynamic_cast<TagLib::MPEG::File *>(&file))
-        return mpeg->hasID3v2Tag() ? pictureFromID3v2(mpeg->ID3v2Tag()) : QByteArray();
-    if (auto *flac = dynamic_cast<TagLib::FLAC::File *>(&file)) {
-        QByteArray picture = pictureFromList(flac->pictureList());
-        if (picture.isEmpty() && flac->hasXiphComment())
-            picture = pictureFromXiph(flac->xiphComment());
-        return picture;
+    Choice choice(tooLarge);
+    if (auto *mpeg = dynamic_cast<TagLib::MPEG::File *>(&file)) {
+        if (mpeg->hasID3v2Tag())
+            pictureFromID3v2(mpeg->ID3v2Tag(), choice);
+    } else if (auto *flac = dynamic_cast<TagLib::FLAC::File *>(&file)) {
+        pictureFromList(flac->pictureList(), choice);
+        if (choice.picture().isEmpty() && flac->hasXiphComment())
+            pictureFromXiph(flac->xiphComment(), choice);
+    } else if (auto *vorbis = dynamic_cast<TagLib::Ogg::Vorbis::File *>(&file)) {
+        pictureFromXiph(vorbis->tag(), choice);
+    } else if (auto *opus = dynamic_cast<TagLib::Ogg::Opus::File *>(&file)) {
+        pictureFromXiph(opus->tag(), choice);
+    } else if (auto *oggFlac = dynamic_cast<TagLib::Ogg::FLAC::File *>(&file)) {
+        pictureFromXiph(oggFlac->tag(), choice);
+    } else if (auto *mp4 = dynamic_cast<TagLib::MP4::File *>(&file)) {
+        pictureFromMP4(mp4->tag(), choice);
+    } else if (auto *wav = dynamic_cast<TagLib::RIFF::WAV::File *>(&file)) {
+        if (wav->hasID3v2Tag())
+            pictureFromID3v2(wav->ID3v2Tag(), choice);
+    } else if (auto *aiff = dynamic_cast<TagLib::RIFF::AIFF::File *>(&file)) {
+        if (aiff->hasID3v2Tag())
+            pictureFromID3v2(aiff->tag(), choice);
     }
-    if (auto *vorbis = dynamic_cast<TagLib::Ogg::Vorbis::File *>(&file))
-        return pictureFromXiph(vorbis->tag());
-    if (auto *opus = dynamic_cast<TagLib::Ogg::Opus::File *>(&file))
-        return pictureFromXiph(opus->tag());
-    if (auto *oggFlac = dynamic_cast<TagLib::Ogg::FLAC::File *>(&file))
-        return pictureFromXiph(oggFlac->tag());
-    if (auto *mp4 = dynamic_cast<TagLib::MP4::File *>(&file))
-        return pictureFromMP4(mp4->tag());
-    if (auto *wav = dynamic_cast<TagLib::RIFF::WAV::File *>(&file))
-        return wav->hasID3v2Tag() ? pictureFromID3v2(wav->ID3v2Tag()) : QByteArray();
-    if (auto *aiff = dynamic_cast<TagLib::RIFF::AIFF::File *>(&file))
-        return aiff->hasID3v2Tag() ? pictureFromID3v2(aiff->tag()) : QByteArray();
-    return {};
+    return choice.picture();
 }
 
 QString ArtworkExtractor::extractEmbedded(TagLib::File &file)
 {
-    const QByteArray picture = embeddedPicture(file);
+    bool tooLarge = false;
+    const QByteArray picture = embeddedPicture(file, &tooLarge);
+    if (tooLarge)
+        Log::error(Log::collection(), "%@: an embedded picture larger than %@ MB was passed over",
+                   FolderWalk::displayName(QByteArray(file.name())), QString::number(maxPictureSize / (1024 * 1024)));
     return picture.isEmpty() ? QString() : store(picture);
 }
 

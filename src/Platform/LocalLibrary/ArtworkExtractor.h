@@ -23,8 +23,13 @@ public:
     // The path of a cover image in the directory, or an empty string. Looked up once per directory.
     QString coverBeside(const QString &directory);
 
-    // The bytes of the file's embedded picture, front cover preferred, or empty.
-    static QByteArray embeddedPicture(TagLib::File &file);
+    // The bytes of the file's embedded picture, front cover preferred, or empty. Pictures over
+    // maxPictureSize are passed over; tooLarge, when given, is set when one was.
+    static QByteArray embeddedPicture(TagLib::File &file, bool *tooLarge = nullptr);
+
+    // No cover needs more; a larger picture is a damaged or hostile tag, and would be copied into
+    // the cache and decoded for every thumbnail.
+    static constexpr qsizetype maxPictureSize = 16 * 1024 * 1024;
 
 private:
     QString store(const QByteArray &picture);

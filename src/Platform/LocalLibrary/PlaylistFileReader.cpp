@@ -1,6 +1,7 @@
 #include "Platform/LocalLibrary/PlaylistFileReader.h"
 
 #include "Platform/LocalLibrary/FolderWalk.h"
+#include "Platform/LocalLibrary/TagText.h"
 #include "Support/Log.h"
 
 #include <QFile>
@@ -110,9 +111,22 @@ ScannedPlaylist parse(const QByteArray &contents, const QByteArray &directory, c
 {
     ScannedPlaylist playlist;
     playlist.name = QFileInfo(displayPath).completeBaseName();
-    const QByteArray text = contents.startsWith("\xEF\xBB\xBF") ? contents.mid(3) : contents;
-    for (const QByteArray &rawLine : text.split('\n')) {
-        const QByteArray line = rawLine.trimmed();
+    const QByteArrayView text = contents.startsWith("\xEF\xBB\xBF") ? QByteArrayView(contents).sliced(3) : QByteArrayView(contents);
+    qsizetype longLines = 0;
+    qsizetype skipped = 0;
+    QString firstSkipped;
+    // Line by line, without a copy of the whole text.
+    for (qsizetype start = 0; start < text.size();) {
+        qsizetype end = text.indexOf('\n', start);
+        if (end < 0)
+            end = text.size();
+        const QByteArrayView rawLine = text.sliced(start, end - start);
+        start = end + 1;
+        if (rawLine.size() > maxLineLength) {
+            ++longLines;
+            continue;
+        }
+        const QByteArray line = rawLine.trimmed().toByteArray();
         if (line.isEmpty())
             continue;
         if (line.startsWith('#')) {
@@ -121,20 +135,23 @@ ScannedPlaylist parse(const QByteArray &contents, const QByteArray &directory, c
             continue;
         }
         QByteArray path = entryPath(line, directory);
-        if (path.isEmpty()) {
-            Log::notice(Log::collection(), "Playlist %@: skipping %@, not a local file", displayPath, decode(line));
-            continue;
-        }
-        if (!isRegularFile(path)) {
+        if (!path.isEmpty() && !isRegularFile(path)) {
             const QByteArray other = otherEncoding(path);
-            if (other.isEmpty() || !isRegularFile(other)) {
-                Log::notice(Log::collection(), "Playlist %@: skipping missing file %@", displayPath, decode(line));
-                continue;
-            }
-            path = other;
+            path = !other.isEmpty() && isRegularFile(other) ? other : QByteArray();
+        }
+        if (path.isEmpty()) {
+            if (skipped++ == 0)
+                firstSkipped = decode(line);
+            continue;
         }
         playlist.trackPaths.append(path);
     }
+    if (longLines > 0)
+        Log::error(Log::collection(), "Playlist %@: skipped %@ lines longer than %@ bytes", displayPath,
+                   QString::number(longLines), QString::number(maxLineLength));
+    if (skipped > 0)
+        Log::notice(Log::collection(), "Playlist %@: skipped %@ entries that name no local file (the first: \"%@\")",
+                    displayPath, QString::number(skipped), TagText::quoted(firstSkipped));
     return playlist;
 }
 
@@ -142,18 +159,40 @@ std::optional<ScannedPlaylist> read(const QByteArray &fileName)
 {
     const QString displayPath = FolderWalk::displayName(fileName);
     // Opened by its bytes: a playlist whose own name is not UTF-8 is read too.
-    const int descriptor = ::open(fileName.constData(), O_RDONLY | O_CLOEXEC);
+    // Opened by its bytes: a playlist whose own name is not UTF-8 is read too. Without blocking,
+    // should a pipe have taken its name since the listing.
+    const int descriptor = ::open(fileName.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     struct stat info {};
     QFile file;
     if (descriptor < 0 || ::fstat(descriptor, &info) != 0 ||
         !file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        const int failure = errno;
         if (descriptor >= 0 && !file.isOpen())
             ::close(descriptor);
-        Log::notice(Log::collection(), "Skipping playlist %@: %@", displayPath, QString::fromLocal8Bit(std::strerror(errno)));
+        Log::notice(Log::collection(), "Skipping playlist %@: %@", displayPath, QString::fromLocal8Bit(std::strerror(failure)));
+        return std::nullopt;
+    }
+    if (!S_ISREG(info.st_mode)) {
+        Log::notice(Log::collection(), "Skipping playlist %@: it is not a file", displayPath);
+        return std::nullopt;
+    }
+    // The size is checked on what is read too, as the file may grow meanwhile; the buffer is
+    // sized by the file, not by the bound (which every small playlist would pay for).
+    QByteArray contents;
+    if (info.st_size <= maxFileSize) {
+        contents.reserve(qsizetype(info.st_size) + 1);
+        char buffer[64 * 1024];
+        qint64 got = 0;
+        while (contents.size() <= maxFileSize && (got = file.read(buffer, sizeof buffer)) > 0)
+            contents.append(buffer, qsizetype(got));
+    }
+    if (info.st_size > maxFileSize || contents.size() > maxFileSize) {
+        Log::error(Log::collection(), "Skipping playlist %@: it is larger than %@ MB", displayPath,
+                   QString::number(maxFileSize / (1024 * 1024)));
         return std::nullopt;
     }
     const qsizetype slash = fileName.lastIndexOf('/');
-    ScannedPlaylist playlist = parse(file.readAll(), slash <= 0 ? QByteArray("/") : fileName.left(slash), displayPath);
+    ScannedPlaylist playlist = parse(contents, slash <= 0 ? QByteArray("/") : fileName.left(slash), displayPath);
     playlist.path = displayPath;
     playlist.modified = QDateTime::fromMSecsSinceEpoch(qint64(info.st_mtim.tv_sec) * 1000 + info.st_mtim.tv_nsec / 1000000,
                                                        QTimeZone::utc());

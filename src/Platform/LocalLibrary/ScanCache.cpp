@@ -10,6 +10,8 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
+#include <algorithm>
+
 namespace {
 
 constexpr quint32 magic = 0x4c565343; // "LVSC"
@@ -38,6 +40,23 @@ void readOptional(QDataStream &in, std::optional<T> &value)
     }
 }
 
+// A list of texts as QDataStream writes it. Read here, not by QDataStream: Qt 6.4 reserves room
+// for as many texts as the count in the file says before reading one, gigabytes for a damaged
+// count; here the list grows only by the texts actually read.
+void readTexts(QDataStream &in, QStringList &texts)
+{
+    texts.clear();
+    quint32 count = 0;
+    in >> count;
+    for (quint32 i = 0; i < count && in.status() == QDataStream::Ok; ++i) {
+        QString text;
+        in >> text;
+        texts.append(std::move(text));
+    }
+    if (in.status() != QDataStream::Ok)
+        texts.clear();
+}
+
 void writeTrack(QDataStream &out, const ScannedTrack &t)
 {
     out << t.fileName << t.path << t.relativePath << t.identity << t.title << t.artist << t.artists << t.album
@@ -50,8 +69,9 @@ void writeTrack(QDataStream &out, const ScannedTrack &t)
 
 void readTrack(QDataStream &in, ScannedTrack &t)
 {
-    in >> t.fileName >> t.path >> t.relativePath >> t.identity >> t.title >> t.artist >> t.artists >> t.album
-        >> t.albumArtist >> t.genre;
+    in >> t.fileName >> t.path >> t.relativePath >> t.identity >> t.title >> t.artist;
+    readTexts(in, t.artists);
+    in >> t.album >> t.albumArtist >> t.genre;
     readOptional(in, t.releaseDate);
     readOptional(in, t.trackNumber);
     readOptional(in, t.discNumber);
@@ -118,7 +138,7 @@ std::optional<Index> readIndex(QFile &file, const QByteArray &expectedRoot)
         QByteArray folder;
         Block block;
         in >> folder >> block.offset >> block.length >> block.count;
-        if (block.offset < 0 || block.length < 0 || block.offset + block.length > indexOffset)
+        if (block.offset < 0 || block.length < 0 || block.offset > indexOffset || block.length > indexOffset - block.offset)
             return std::nullopt;
         index.blocks.append({std::move(folder), block});
     }
@@ -205,8 +225,10 @@ bool ScanCache::load()
     in >> readMagic >> version >> root >> count;
     if (in.status() != QDataStream::Ok || readMagic != magic || version != formatVersion || root != m_root || count < 0)
         return false;
+    // Room for no more entries than the file's bytes can hold (a path and a few numbers each).
+    constexpr qint64 smallestEntry = 29;
     Entries entries;
-    entries.reserve(count);
+    entries.reserve(std::min(count, file.size() / smallestEntry));
     SharedTexts texts;
     for (qint64 i = 0; i < count && in.status() == QDataStream::Ok; ++i) {
         Entry entry;

@@ -2,6 +2,8 @@
 
 #include <QSet>
 
+#include <algorithm>
+
 namespace TagText {
 
 namespace {
@@ -13,12 +15,16 @@ bool changesDirection(char16_t c)
 
 } // namespace
 
-QString clean(const QString &text)
+QString clean(const QString &text, bool *cut)
 {
     QString cleaned;
-    cleaned.reserve(text.size());
+    cleaned.reserve(std::min(text.size(), maxLength + 1));
     bool pendingSpace = false;
+    qsizetype read = 0;
     for (const QChar c : text) {
+        if (cleaned.size() >= maxLength)
+            break;
+        ++read;
         const char16_t u = c.unicode();
         if (changesDirection(u) || u == 0xFEFF)
             continue;
@@ -32,7 +38,31 @@ QString clean(const QString &text)
         }
         cleaned.append(c);
     }
+    if (cut)
+        *cut = read < text.size() || cleaned.size() > maxLength;
+    if (cleaned.size() > maxLength)
+        cleaned.truncate(maxLength);
+    if (!cleaned.isEmpty() && cleaned.back().isHighSurrogate())
+        cleaned.chop(1); // half of a pair cut off
+    if (!cleaned.isEmpty() && cleaned.back() == u' ')
+        cleaned.chop(1);
     return cleaned;
+}
+
+QString quoted(const QString &text, qsizetype limit)
+{
+    const bool cut = text.size() > limit;
+    QString safe = text.left(limit);
+    for (qsizetype i = 0; i < safe.size(); ++i) {
+        const QChar c = safe[i];
+        if (c.isHighSurrogate() && i + 1 < safe.size() && safe[i + 1].isLowSurrogate()) {
+            ++i; // a whole pair
+            continue;
+        }
+        if (c.isSurrogate() || c.category() == QChar::Other_Control || c.category() == QChar::Other_Format)
+            safe[i] = QChar::ReplacementCharacter;
+    }
+    return cut ? safe + QStringLiteral("…") : safe;
 }
 
 QStringList distinctNames(const QStringList &names)

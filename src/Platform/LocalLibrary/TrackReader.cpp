@@ -23,24 +23,41 @@ namespace TrackReader {
 
 namespace {
 
-QString toQString(const TagLib::String &text) { return TagText::clean(QString::fromStdString(text.to8Bit(true))); }
-
-QStringList allProperties(const TagLib::PropertyMap &properties, const char *key)
-{
-    QStringList values;
-    const auto it = properties.find(key);
-    if (it != properties.end()) {
-        for (const TagLib::String &value : it->second)
-            values.append(toQString(value));
+// Tag texts of the file being read, cleaned and cut to TagText::maxLength; remembers whether one
+// was longer, so the file is named once in the log.
+class TagTexts {
+public:
+    QString operator()(const TagLib::String &text)
+    {
+        // Cleaning drops characters, so somewhat more than the bound is converted; never the
+        // megabytes a damaged tag may hold.
+        constexpr unsigned int converted = TagText::maxLength * 4;
+        const bool longer = text.size() > converted;
+        bool cut = false;
+        QString cleaned = TagText::clean(QString::fromStdString((longer ? text.substr(0, converted) : text).to8Bit(true)), &cut);
+        m_cut = m_cut || cut || longer;
+        return cleaned;
     }
-    return values;
-}
+    QStringList all(const TagLib::PropertyMap &properties, const char *key)
+    {
+        QStringList values;
+        const auto it = properties.find(key);
+        if (it != properties.end()) {
+            for (const TagLib::String &value : it->second)
+                values.append((*this)(value));
+        }
+        return values;
+    }
+    QString first(const TagLib::PropertyMap &properties, const char *key)
+    {
+        const QStringList values = all(properties, key);
+        return values.isEmpty() ? QString() : values.first();
+    }
+    bool cut() const { return m_cut; }
 
-QString firstProperty(const TagLib::PropertyMap &properties, const char *key)
-{
-    const QStringList values = allProperties(properties, key);
-    return values.isEmpty() ? QString() : values.first();
-}
+private:
+    bool m_cut = false;
+};
 
 std::optional<int> clampedNumber(unsigned int number)
 {
@@ -51,20 +68,20 @@ std::optional<int> clampedNumber(unsigned int number)
 
 // WAV files often carry their tags only in the RIFF INFO chunk, which the generic tag of a WAV
 // file may not show: what the other tags left empty is taken from there.
-void fillFromRiffInfo(TagLib::File *file, ScannedTrack &track)
+void fillFromRiffInfo(TagLib::File *file, ScannedTrack &track, TagTexts &texts)
 {
     auto *wav = dynamic_cast<TagLib::RIFF::WAV::File *>(file);
     if (!wav || !wav->hasInfoTag())
         return;
     const TagLib::RIFF::Info::Tag *info = wav->InfoTag();
     if (track.title.isEmpty())
-        track.title = toQString(info->title());
+        track.title = texts(info->title());
     if (track.artists.isEmpty())
-        track.artists = TagText::distinctNames({toQString(info->artist())});
+        track.artists = TagText::distinctNames({texts(info->artist())});
     if (track.album.isEmpty())
-        track.album = toQString(info->album());
+        track.album = texts(info->album());
     if (track.genre.isEmpty())
-        track.genre = toQString(info->genre());
+        track.genre = texts(info->genre());
     if (!track.trackNumber)
         track.trackNumber = clampedNumber(info->track());
     if (!track.releaseDate && info->year() > 0 && info->year() <= unsigned(TagText::largestNumber))
@@ -130,38 +147,42 @@ std::optional<ScannedTrack> read(const QByteArray &fileName, const QByteArray &l
         track.modified = QDateTime::fromMSecsSinceEpoch(qint64(info.st_mtim.tv_sec) * 1000 + info.st_mtim.tv_nsec / 1000000, Qt::UTC);
 
     const TagLib::PropertyMap properties = ref.file()->properties();
-    track.title = firstProperty(properties, "TITLE");
+    TagTexts texts;
+    track.title = texts.first(properties, "TITLE");
     // Several artists come as several values (an ID3v2.4 list, repeated Vorbis fields): kept
     // apart, where the generic tag would run them together with a space.
-    track.artists = TagText::distinctNames(allProperties(properties, "ARTIST"));
-    track.album = firstProperty(properties, "ALBUM");
-    track.albumArtist = TagText::joinArtists(allProperties(properties, "ALBUMARTIST"));
-    track.genre = firstProperty(properties, "GENRE");
-    track.trackNumber = parseLeadingNumber(firstProperty(properties, "TRACKNUMBER"));
-    track.discNumber = parseLeadingNumber(firstProperty(properties, "DISCNUMBER"));
-    track.releaseDate = parseReleaseDate(firstProperty(properties, "DATE"));
+    track.artists = TagText::distinctNames(texts.all(properties, "ARTIST"));
+    track.album = texts.first(properties, "ALBUM");
+    track.albumArtist = TagText::joinArtists(texts.all(properties, "ALBUMARTIST"));
+    track.genre = texts.first(properties, "GENRE");
+    track.trackNumber = parseLeadingNumber(texts.first(properties, "TRACKNUMBER"));
+    track.discNumber = parseLeadingNumber(texts.first(properties, "DISCNUMBER"));
+    track.releaseDate = parseReleaseDate(texts.first(properties, "DATE"));
     if (const TagLib::Tag *tag = ref.tag()) {
         if (track.title.isEmpty())
-            track.title = toQString(tag->title());
+            track.title = texts(tag->title());
         if (track.artists.isEmpty())
-            track.artists = TagText::distinctNames({toQString(tag->artist())});
+            track.artists = TagText::distinctNames({texts(tag->artist())});
         if (track.album.isEmpty())
-            track.album = toQString(tag->album());
+            track.album = texts(tag->album());
         if (track.genre.isEmpty())
-            track.genre = toQString(tag->genre());
+            track.genre = texts(tag->genre());
         if (!track.trackNumber)
             track.trackNumber = clampedNumber(tag->track());
         if (!track.releaseDate && tag->year() > 0 && tag->year() <= unsigned(TagText::largestNumber))
             track.releaseDate = QDateTime(QDate(int(tag->year()), 1, 1), QTime(0, 0), Qt::UTC);
     }
-    fillFromRiffInfo(ref.file(), track);
+    fillFromRiffInfo(ref.file(), track, texts);
     track.artist = TagText::joinArtists(track.artists);
     // A compilation without an album artist is one album, not one per track artist.
-    const QString compilation = firstProperty(properties, "COMPILATION");
+    const QString compilation = texts.first(properties, "COMPILATION");
     if (track.albumArtist.isEmpty() && (compilation == QLatin1String("1") || compilation.compare(QLatin1String("true"), Qt::CaseInsensitive) == 0))
         track.albumArtist = QStringLiteral("Various Artists");
     if (track.title.isEmpty())
         track.title = TagText::clean(QFileInfo(path).completeBaseName());
+
+    if (texts.cut())
+        Log::error(Log::collection(), "%@: tag texts longer than %@ characters were cut", path, QString::number(TagText::maxLength));
 
     track.artworkPath = artwork.extractEmbedded(*ref.file());
     if (track.artworkPath.isEmpty())

@@ -1,0 +1,108 @@
+// The store, the song records saved beside it and the settings file on a disk with no space left:
+// each failure is said once, what was last written whole stays, and all is well once space returns.
+
+#include "StoreTestSupport.h"
+
+#include "LumevarCore/SongSnapshot.h"
+#include "LumevarCore/StoreSpace.h"
+#include "LumevarCore/SyncEngine.h"
+#include "Support/Log.h"
+#include "TestKit/TmpfsMount.h"
+
+#include <QSettings>
+
+namespace {
+
+qsizetype errorCount() { return LogStore::shared().entries().size(); }
+
+int librarySize(LocalDatabase &database) { return int(runTask(database.allLibrarySongs({LocalSong::SortKey::order})).size()); }
+
+} // namespace
+
+TEST(FullDisk, AFirstSyncThatFillsTheDiskFailsKeepsASoundStoreAndFinishesOnceSpaceReturns)
+{
+    TmpfsMount disk(64 * 1024 * 1024);
+    if (!disk.skipReason().isEmpty())
+        GTEST_SKIP() << disk.skipReason().toStdString();
+    FakeMusicService service;
+    service.library.songs = FakeMusicService::songs(20000, QStringLiteral("song"));
+    const QString path = disk.filePath(QStringLiteral("local.db"));
+    LocalDatabase database(path);
+    runTask(database.open());
+    disk.fill(2 * 1024 * 1024); // room for part of the library only
+
+    try {
+        runTask(SyncEngine(database, service).syncAll(nullptr));
+        ADD_FAILURE() << "the sync filled no disk";
+    } catch (const StoreError &error) {
+        EXPECT_TRUE(isOutOfSpace(error)) << error.debugDescription().toStdString();
+    }
+    const int partial = librarySize(database);
+    EXPECT_LT(partial, 20000);
+    EXPECT_EQ(sqliteColumn(path, "PRAGMA integrity_check"), QStringList{QStringLiteral("ok")});
+
+    disk.free();
+    runTask(SyncEngine(database, service).syncAll(nullptr));
+    EXPECT_EQ(librarySize(database), 20000);
+    runTask(database.close());
+    EXPECT_EQ(sqliteColumn(path, "PRAGMA integrity_check"), QStringList{QStringLiteral("ok")});
+}
+
+TEST(FullDisk, SongRecordsThatCannotBeSavedLeaveNoFileAndTheTableIsRead)
+{
+    TmpfsMount disk(8 * 1024 * 1024);
+    if (!disk.skipReason().isEmpty())
+        GTEST_SKIP() << disk.skipReason().toStdString();
+    FakeMusicService service;
+    service.library.songs = FakeMusicService::songs(3000, QStringLiteral("song"));
+    const QString path = disk.filePath(QStringLiteral("local.db"));
+    {
+        LocalDatabase database(path);
+        runTask(database.open());
+        runTask(SyncEngine(database, service).syncAll(nullptr));
+        EXPECT_EQ(librarySize(database), 3000);
+        disk.fill();
+        const qsizetype before = errorCount();
+        runTask(database.close());
+        EXPECT_EQ(errorCount() - before, 1); // one line: the records could not be saved
+    }
+    EXPECT_FALSE(QFile::exists(SongSnapshot::pathBeside(path)));
+    disk.free();
+    LocalDatabase reopened(path);
+    runTask(reopened.open());
+    EXPECT_EQ(librarySize(reopened), 3000);
+    runTask(reopened.close());
+    EXPECT_TRUE(QFile::exists(SongSnapshot::pathBeside(path))); // saved now that there is room
+}
+
+// UserDefaults writes through QSettings and logs when its status is not NoError; its file lives
+// where QStandardPaths says (the tests' own folder), so the INI writer is tried on the small disk
+// directly: a write that fails keeps the last whole file and says so, and the values wait.
+TEST(FullDisk, TheSettingsFileKeepsItsLastWholeVersionAndIsWrittenOnceSpaceReturns)
+{
+    TmpfsMount disk(1024 * 1024);
+    if (!disk.skipReason().isEmpty())
+        GTEST_SKIP() << disk.skipReason().toStdString();
+    const QString file = disk.filePath(QStringLiteral("Lumevar.conf"));
+    QSettings settings(file, QSettings::IniFormat);
+    settings.setValue(QStringLiteral("first"), 1);
+    settings.sync();
+    ASSERT_EQ(settings.status(), QSettings::NoError);
+    disk.fill();
+    settings.setValue(QStringLiteral("second"), QString(4096, u'x'));
+    settings.sync();
+    EXPECT_EQ(settings.status(), QSettings::AccessError);
+    // The file's bytes: another QSettings of this process would share the values not yet written.
+    QFile onDisk(file);
+    ASSERT_TRUE(onDisk.open(QIODevice::ReadOnly));
+    EXPECT_EQ(onDisk.readAll(), QByteArray("[General]\nfirst=1\n"));
+
+    disk.free();
+    QSettings again(file, QSettings::IniFormat);
+    again.setValue(QStringLiteral("second"), QString(4096, u'x'));
+    again.sync();
+    EXPECT_EQ(again.status(), QSettings::NoError);
+    QSettings written(file, QSettings::IniFormat);
+    EXPECT_EQ(written.value(QStringLiteral("first")).toInt(), 1);
+    EXPECT_EQ(written.value(QStringLiteral("second")).toString().size(), 4096);
+}

@@ -66,6 +66,11 @@ void PaneController::updatePanes()
     for (PaneScreen *screen : appeared)
         screen->appear();
     setEnabled(m_enabled);
+    // A screen made or shown above may have moved the path itself (a model whose store answered
+    // at once, as a first launch's playlist does). This observer is not told of its own turn's
+    // writes, so the panes follow that path here.
+    if (m_models.main._navigationPath() != m_displayedPath)
+        updatePanes();
 }
 
 void PaneController::setEnabled(bool enabled)

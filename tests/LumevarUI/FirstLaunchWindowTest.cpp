@@ -52,6 +52,13 @@ protected:
     {
         window.reset();
         app.reset();
+        // The list syncs the window started go on with the folder's service and the store; they
+        // end here, while the service still exists.
+        for (int round = 0; round < 200; ++round) {
+            runTask(database->condition());
+            QCoreApplication::processEvents();
+            clock.advance(0.01);
+        }
         MusicService::setShared(&service);
     }
 

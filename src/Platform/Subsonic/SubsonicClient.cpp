@@ -261,18 +261,6 @@ QCoro::Task<void> SubsonicClient::signIn()
     }
     m_serverVersion = answer.value(QStringLiteral("version")).toString(m_serverVersion);
     m_openSubsonic = answer.value(QStringLiteral("openSubsonic")).toBool();
-    m_extensions.clear();
-    if (m_openSubsonic) {
-        try {
-            const QString method = QStringLiteral("getOpenSubsonicExtensions");
-            const QUrlQuery none;
-            const QJsonObject extensions = co_await call(method, none);
-            for (const QJsonValue &extension : extensions.value(QStringLiteral("openSubsonicExtensions")).toArray())
-                m_extensions.insert(extension.toObject().value(QStringLiteral("name")).toString());
-        } catch (const Error &error) {
-            Log::notice(Log::sync(), "The server at %@ lists no OpenSubsonic extensions: %@", hostOf(server), error);
-        }
-    }
     Log::info(Log::sync(), "Signed in to %@ (API %@%@)", hostOf(server), m_serverVersion,
               m_openSubsonic ? QStringLiteral(", OpenSubsonic") : QString());
 }

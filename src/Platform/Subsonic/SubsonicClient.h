@@ -44,10 +44,9 @@ public:
     const SubsonicAccount &account() const { return m_account; }
     AuthForm authForm() const { return m_form; }
     // The server's API version and whether it speaks the OpenSubsonic extensions, known after
-    // signIn(); the extensions it names.
+    // signIn().
     const QString &serverVersion() const { return m_serverVersion; }
     bool isOpenSubsonic() const { return m_openSubsonic; }
-    bool hasExtension(const QString &name) const { return m_extensions.contains(name); }
 
     // Checks the server and the credentials (ping), choosing the form of signing in. Throws
     // MusicError::notAuthorized for refused credentials, URLError for an unreachable server,
@@ -82,7 +81,6 @@ private:
     AuthForm m_form = AuthForm::token;
     QString m_serverVersion;
     bool m_openSubsonic = false;
-    QSet<QString> m_extensions;
     int m_maxInFlight = 6;
     int m_inFlight = 0;
     std::deque<std::coroutine_handle<>> m_waiting;

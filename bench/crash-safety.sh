@@ -56,9 +56,10 @@ for ((i = 0; i < kills; ++i)); do
   if kill -KILL "$pid" 2>/dev/null; then wait "$pid" 2>/dev/null || true; else finished[$phase]=$((finished[$phase] + 1)); wait "$pid" 2>/dev/null || true; fi
   done[$phase]=$((done[$phase] + 1))
   if result=$("$binary" check "$home" "$music" 2>"$work/check.log"); then :; else
+    status=$?
     failed[$phase]=$((failed[$phase] + 1))
     # A check that died says nothing on its standard output: its status and last lines instead.
-    result="FAIL (check exited with status $?) ${result:-$(tail -n 3 "$work/check.log" | tr '\n' ' ')}"
+    result="FAIL (check exited with status $status) ${result:-$(tail -n 3 "$work/check.log" | tr '\n' ' ')}"
   fi
   echo "$((i + 1)) $phase killed at ${delay}s: $result"
 done

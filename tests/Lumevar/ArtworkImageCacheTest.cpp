@@ -7,6 +7,7 @@
 #include "TestKit/AsyncTest.h"
 #include "TestKit/LoopbackHttpServer.h"
 #include "TestKit/TestImages.h"
+#include "TestKit/TmpfsMount.h"
 
 #include <QCoroTask>
 #include <QDir>
@@ -212,6 +213,32 @@ TEST_F(ArtworkImageCacheTest, UnwritableFolderStillServesImagesAndLogsOnce)
     EXPECT_EQ(load(cache, writeSource(QStringLiteral("2.png"), png), QStringLiteral("k2")).size(), QSize(64, 32));
     EXPECT_FALSE(cache.cachedThumbnail(QStringLiteral("k1")).isNull());
     EXPECT_EQ(LogStore::shared().entries().size(), 1);
+}
+
+TEST_F(ArtworkImageCacheTest, AFullDiskServesThumbnailsLeavesNoFileBehindAndIsWrittenOnceSpaceReturns)
+{
+    TmpfsMount disk(1024 * 1024);
+    if (!disk.skipReason().isEmpty())
+        GTEST_SKIP() << disk.skipReason().toStdString();
+    ArtworkImageCache::Options o = options();
+    o.directory = disk.filePath(QStringLiteral("ArtworkCache"));
+    const QByteArray png = TestImages::encoded(QSize(200, 200), "png");
+    const QDir thumbnails(o.directory);
+    {
+        ArtworkImageCache cache(o);
+        disk.fill();
+        LogStore::shared().clear();
+        for (const QString &id : {QStringLiteral("k1"), QStringLiteral("k2")})
+            EXPECT_EQ(load(cache, writeSource(id + QStringLiteral(".png"), png), id).size(), QSize(64, 64));
+        EXPECT_EQ(LogStore::shared().entries().size(), 1);
+        // Neither a truncated thumbnail nor a half-written temporary file is left to be read later.
+        EXPECT_TRUE(thumbnails.entryList(QDir::Files | QDir::Hidden).isEmpty()) << thumbnails.entryList(QDir::Files | QDir::Hidden).join(' ').toStdString();
+    }
+    disk.free();
+    ArtworkImageCache next(o);
+    EXPECT_EQ(load(next, writeSource(QStringLiteral("k1.png"), png), QStringLiteral("k1")).size(), QSize(64, 64));
+    const QString written = next.fileOfKey(QStringLiteral("k1"));
+    EXPECT_EQ(QImageReader(written).read().size(), QSize(64, 64));
 }
 
 TEST_F(ArtworkImageCacheTest, MemoryLevelKeepsTheRecentlyUsedWithinItsByteBudget)

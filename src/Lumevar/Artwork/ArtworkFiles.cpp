@@ -55,6 +55,10 @@ QString writePng(const QImage &image, const QString &pngPath)
     QImageWriter writer(&file, "png");
     if (!writer.write(image))
         return writer.errorString();
+    // The writer's last bytes may still sit in the file's buffer: a full disk shows only when they
+    // go out, and a thumbnail cut short must not be renamed into place.
+    if (!file.flush())
+        return file.errorString();
     file.close();
     if (std::rename(QFile::encodeName(file.fileName()).constData(), QFile::encodeName(pngPath).constData()) != 0)
         return QString::fromLocal8Bit(std::strerror(errno));

@@ -36,7 +36,9 @@ void setUp()
     static char *argv[] = {name, nullptr};
     new QCoreApplication(argc, argv); // lives as long as the process
     // Millions of inputs each log a line or two; only crashes and sanitizer reports matter here.
-    QLoggingCategory::setFilterRules(QStringLiteral("*=false"));
+    // LUMEVAR_FUZZ_LOG=1 keeps the log, to follow what one input does.
+    if (!qEnvironmentVariableIsSet("LUMEVAR_FUZZ_LOG"))
+        QLoggingCategory::setFilterRules(QStringLiteral("*=false"));
 
     QString path = qEnvironmentVariable("LUMEVAR_FUZZ_SCRATCH");
     if (path.isEmpty()) {

@@ -9,6 +9,7 @@
 #include "LumevarCore/SongSnapshot.h"
 #include "LumevarCore/SyncEngine.h"
 #include "Platform/LocalLibrary/LocalLibraryService.h"
+#include "TelemetryDeck/SignalPostBody.h"
 #include "TestKit/AsyncTest.h"
 
 #include <QDir>
@@ -126,6 +127,31 @@ void copyInto(const QString &from, const QString &to)
     put(to, contents(from));
 }
 
+// A music server's answer carrying every member the backend reads, the way a Subsonic server
+// writes them (songs as "song" or "entry", artists under "index", genres with "value").
+QByteArray serverAnswer()
+{
+    const QByteArray song = R"({"id":"s1","title":"Morning Light","album":"Days","albumId":"al1","artist":"Ana Ruiz",)"
+                            R"("artistId":"ar1","track":3,"discNumber":1,"year":2019,"genre":"Jazz","duration":245,)"
+                            R"("coverArt":"al1","created":"2024-05-17T09:30:12.000Z","displayAlbumArtist":"Ana Ruiz"})";
+    const QByteArray album = R"({"id":"al1","name":"Days","artist":"Ana Ruiz","artistId":"ar1","songCount":2,"year":2019,)"
+                             R"("genre":"Jazz","coverArt":"al1","created":"2024-05-17T09:30:12Z","song":[)" + song + "]}";
+    return R"({"subsonic-response":{"status":"ok","version":"1.16.1","openSubsonic":true,)"
+           R"("playlists":{"playlist":[{"id":"p1","name":"Evening","owner":"fuzz","songCount":1,"created":"2024-01-01T00:00:00Z",)"
+           R"("changed":"2024-02-01T00:00:00Z","coverArt":"pl-p1"}]},)"
+           R"("playlist":{"id":"p1","name":"Evening","entry":[)" + song + "]},"
+           R"("artists":{"index":[{"name":"A","artist":[{"id":"ar1","name":"Ana Ruiz","albumCount":1,"coverArt":"ar-ar1"}]}]},)"
+           R"("indexes":{"lastModified":1716000000000,"index":[]},)"
+           R"("artist":{"id":"ar1","name":"Ana Ruiz","album":[)" + album + "]},"
+           R"("album":)" + album + ","
+           R"("albumList2":{"album":[)" + album + "]},"
+           R"("searchResult3":{"artist":[{"id":"ar1","name":"Ana Ruiz"}],"album":[)" + album + R"(],"song":[)" + song + "]},"
+           R"("randomSongs":{"song":[)" + song + "]},"
+           R"("similarSongs2":{"song":[)" + song + "]},"
+           R"("topSongs":{"song":[)" + song + "]},"
+           R"("genres":{"genre":[{"value":"Jazz","songCount":1,"albumCount":1}]}}})";
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -169,6 +195,15 @@ int main(int argc, char **argv)
                                  QStringLiteral("café müller"), QStringLiteral("東京"), QStringLiteral("b"), QStringLiteral("-^:*")};
     for (int i = 0; i < queries.size(); ++i)
         put(out + QStringLiteral("/store_search/query-%1").arg(i), '\0' + queries[i].toUtf8());
+    // The telemetry queue's cache file as a quit leaves it.
+    QList<SignalPostBody> queued(2);
+    queued[0].receivedAt = 738'000'000.25;
+    queued[0].type = QStringLiteral("TelemetryDeck.Session.started");
+    queued[0].payload.insert(QStringLiteral("TelemetryDeck.Device.platform"), QStringLiteral("Linux"));
+    queued[1].floatValue = 2.5;
+    queued[1].isTestMode = QStringLiteral("true");
+    put(out + QStringLiteral("/telemetry_cache/two"), SignalPostBody::encodeForCache(queued));
+    put(out + QStringLiteral("/subsonic_reply/everything"), serverAnswer());
     std::printf("seeds written into %s\n", qPrintable(out));
     return 0;
 }

@@ -15,7 +15,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-60}
 timeout=${LUMEVAR_FUZZ_TIMEOUT:-1}
-targets=(${LUMEVAR_FUZZ_TARGETS:-track_reader playlist scan_cache song_snapshot store_open store_search})
+targets=(${LUMEVAR_FUZZ_TARGETS:-track_reader playlist scan_cache song_snapshot store_open store_search telemetry_cache subsonic_reply})
 
 bash scripts/setup.sh
 if command -v ccache >/dev/null; then

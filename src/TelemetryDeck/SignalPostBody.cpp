@@ -39,6 +39,10 @@ std::optional<SignalPostBody> fromCacheJson(const QJsonValue &value)
                type = text("type"), isTestMode = text("isTestMode");
     if (!receivedAt.isDouble() || !payload.isObject() || !appID || !clientUser || !sessionID || !type || !isTestMode)
         return std::nullopt;
+    // A time no clock gives (beyond some 3,000 years either way) is a damaged record; it would
+    // also overflow the whole seconds of its wire date.
+    if (!(std::abs(receivedAt.toDouble()) < 1e11))
+        return std::nullopt;
     if (!floatValue.isUndefined() && !floatValue.isDouble())
         return std::nullopt;
     SignalPostBody body{receivedAt.toDouble(), *appID, *clientUser, *sessionID, *type, std::nullopt, {}, *isTestMode};

@@ -11,6 +11,7 @@
 //   cmake --build build/default --target ArtworkBench && build/default/bench/ArtworkBench
 
 #include "Lumevar/Artwork/ArtworkImageCache.h"
+#include "Common/BenchMain.h"
 
 #include <QCoroTask>
 #include <QDir>
@@ -294,11 +295,5 @@ int main(int argc, char **argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    ensureCovers();
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return BenchMain::run(argc, argv, ensureCovers);
 }

@@ -29,6 +29,7 @@
 #include "Platform/LocalLibrary/LocalLibraryService.h"
 #include "Platform/Music/ApplicationMusicPlayer.h"
 #include "Platform/Music/MpvAudioEngine.h"
+#include "Common/BenchMain.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -228,10 +229,5 @@ int main(int argc, char **argv)
         return firstImport(childArgc, argv, QString::fromLocal8Bit(argv[2]), LargeFolder::fileCount());
     }
     QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return BenchMain::run(argc, argv);
 }

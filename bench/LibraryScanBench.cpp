@@ -25,6 +25,7 @@
 #include "Platform/LocalLibrary/LocalRecommendations.h"
 #include "Platform/Music/MusicService.h"
 #include "Support/NotificationCenter.h"
+#include "Common/BenchMain.h"
 
 #include <QCoreApplication>
 #include <QCoroTask>
@@ -367,10 +368,5 @@ int main(int argc, char **argv)
     QCoreApplication app(argc, argv);
     // One summary line per scan is enough; the per-file notices would drown the results.
     QLoggingCategory::setFilterRules(QStringLiteral("com.dunmoor.Lumevar.collection.info=false\ncom.dunmoor.Lumevar.sync.info=false"));
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return BenchMain::run(argc, argv);
 }

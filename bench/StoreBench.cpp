@@ -10,6 +10,7 @@
 #include "Common/BenchLibrary.h"
 #include "Platform/Music/MusicService.h"
 #include "Support/Error.h"
+#include "Common/BenchMain.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -555,10 +556,5 @@ BENCHMARK(BM_Ratios)->Iterations(1);
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return BenchMain::run(argc, argv);
 }

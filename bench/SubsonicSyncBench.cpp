@@ -6,6 +6,7 @@
 #include "LumevarCore/LocalDatabase.h"
 #include "LumevarCore/SyncEngine.h"
 #include "Platform/Subsonic/SubsonicService.h"
+#include "Common/BenchMain.h"
 
 #include <QCoreApplication>
 #include <QCoroNetworkReply>
@@ -278,10 +279,5 @@ BENCHMARK(BM_RatioToFloor)->Iterations(1);
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return BenchMain::run(argc, argv);
 }

@@ -13,6 +13,7 @@
 #include "TelemetryDeck/TelemetryDeck.h"
 #include "TelemetryDeck/TelemetryManager.h"
 #include "TelemetryDeck/UtilityQueue.h"
+#include "Common/BenchMain.h"
 
 #include <QCoreApplication>
 #include <QStandardPaths>
@@ -159,8 +160,5 @@ int main(int argc, char **argv)
 {
     QCoreApplication application(argc, argv);
     QStandardPaths::setTestModeEnabled(true); // the client's settings file stays out of the user's
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return BenchMain::run(argc, argv);
 }

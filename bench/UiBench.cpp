@@ -29,6 +29,7 @@
 #include "Support/Clock.h"
 #include "Support/Task.h"
 #include "Support/UserDefaults.h"
+#include "Common/BenchMain.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -425,11 +426,5 @@ int main(int argc, char **argv)
     qputenv("XDG_DATA_HOME", settings.path().toUtf8());
     QApplication app(argc, argv);
     std::setlocale(LC_NUMERIC, "C");
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    world();
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return BenchMain::run(argc, argv, world);
 }

@@ -14,6 +14,7 @@
 #include "Platform/fakes/VirtualAudioEngine.h"
 #include "TestKit/AsyncTest.h"
 #include "TestKit/ManualClock.h"
+#include "Common/BenchMain.h"
 
 #include <QApplication>
 #include <QListView>
@@ -115,8 +116,5 @@ int main(int argc, char **argv)
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return BenchMain::run(argc, argv);
 }

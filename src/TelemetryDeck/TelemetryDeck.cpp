@@ -17,26 +17,25 @@ void logError(const TelemetryManagerConfiguration &configuration, const QString 
         handler->log(LogHandler::LogLevel::error, message);
 }
 
-void warnOnName(const TelemetryManagerConfiguration &configuration, const QString &name)
-{
-    const QString lower = name.toLower();
-    if (lower.startsWith(QLatin1String("telemetrydeck.")))
-        logError(configuration, QStringLiteral("Sending signal with reserved prefix 'TelemetryDeck.' will cause "
-                                               "unexpected behavior. Please use another prefix instead."));
-    else if (isReserved(lower))
-        logError(configuration, QStringLiteral("Sending signal with reserved name '") + name
-                                    + QStringLiteral("' will cause unexpected behavior. Please use another name instead."));
-}
+// The words of the two warnings, for a signal's name and for a parameter's key.
+struct ReservedUse {
+    const char *sent;   // "signal with reserved" / "parameter with reserved key"
+    const char *noun;   // what to choose another of
+    const char *prefix; // what the prefix is called
+};
+constexpr ReservedUse forSignalName{"signal with reserved name", "name", "signal with reserved prefix"};
+constexpr ReservedUse forParameterKey{"parameter with reserved key", "key", "parameter with reserved key prefix"};
 
-void warnOnKey(const TelemetryManagerConfiguration &configuration, const QString &key)
+void warnOnReserved(const TelemetryManagerConfiguration &configuration, const QString &text, const ReservedUse &use)
 {
-    const QString lower = key.toLower();
+    const QString lower = text.toLower();
     if (lower.startsWith(QLatin1String("telemetrydeck.")))
-        logError(configuration, QStringLiteral("Sending parameter with reserved key prefix 'TelemetryDeck.' will "
-                                               "cause unexpected behavior. Please use another prefix instead."));
+        logError(configuration, QStringLiteral("Sending %1 'TelemetryDeck.' will cause unexpected behavior. Please use "
+                                               "another prefix instead.")
+                                    .arg(QLatin1String(use.prefix)));
     else if (isReserved(lower))
-        logError(configuration, QStringLiteral("Sending parameter with reserved key '") + key
-                                    + QStringLiteral("' will cause unexpected behavior. Please use another key instead."));
+        logError(configuration, QStringLiteral("Sending %1 '%2' will cause unexpected behavior. Please use another %3 instead.")
+                                    .arg(QLatin1String(use.sent), text, QLatin1String(use.noun)));
 }
 
 // Keys that begin with "TelemetryDeck." exactly stay; the others gain the prefix.
@@ -94,9 +93,9 @@ void signal(const QString &signalName, const Parameters &parameters, std::option
     const QString name = configuration->defaultSignalPrefix.get().value_or(QString()) + signalName;
     const Parameters keys = prefixed(parameters, configuration->defaultParameterPrefix.get());
     if (configuration->reservedParameterWarningsEnabled) {
-        warnOnName(*configuration, name);
+        warnOnReserved(*configuration, name, forSignalName);
         for (auto it = keys.cbegin(); it != keys.cend(); ++it)
-            warnOnKey(*configuration, it.key());
+            warnOnReserved(*configuration, it.key(), forParameterKey);
     }
     internalSignal(name, keys, floatValue, customUserID);
 }
@@ -114,7 +113,7 @@ void internalSignal(const QString &signalName, const Parameters &parameters, std
     Parameters merged = prefixed(defaultParameters ? defaultParameters() : Parameters(),
                                  configuration->defaultParameterPrefix.get());
     for (auto it = merged.cbegin(); it != merged.cend(); ++it)
-        warnOnKey(*configuration, it.key());
+        warnOnReserved(*configuration, it.key(), forParameterKey);
     merged.insert(parameters);
     manager->signalManager().processSignal(signalName, merged, floatValue, customUserID, configuration);
 }

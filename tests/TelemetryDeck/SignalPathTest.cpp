@@ -65,6 +65,11 @@ TEST_F(SignalPathTest, prefixesApplyToPublicSignalsAndReservedNamesWarn)
     TelemetryDeck::signal(QStringLiteral("Locale"), {{QStringLiteral("appVersion"), QStringLiteral("1")}});
     EXPECT_EQ(takeQueued().value(0).type, QStringLiteral("Locale"));
     EXPECT_EQ(warnings(), 2);
+    const QString lines = logLines().join(u'\n');
+    EXPECT_TRUE(lines.contains(QStringLiteral("Sending signal with reserved name 'Locale' will cause unexpected behavior. "
+                                              "Please use another name instead."))) << lines.toStdString();
+    EXPECT_TRUE(lines.contains(QStringLiteral("Sending parameter with reserved key 'appVersion' will cause unexpected "
+                                              "behavior. Please use another key instead."))) << lines.toStdString();
 
     // Without warnings a public signal is quiet, while a reserved default parameter still warns.
     m_configuration->reservedParameterWarningsEnabled = false;

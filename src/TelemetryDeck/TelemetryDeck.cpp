@@ -19,7 +19,7 @@ void logError(const TelemetryManagerConfiguration &configuration, const QString 
 
 // The words of the two warnings, for a signal's name and for a parameter's key.
 struct ReservedUse {
-    const char *sent;   // "signal with reserved" / "parameter with reserved key"
+    const char *sent;   // what is being sent, up to the quoted name
     const char *noun;   // what to choose another of
     const char *prefix; // what the prefix is called
 };

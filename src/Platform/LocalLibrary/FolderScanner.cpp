@@ -255,33 +255,37 @@ QList<ScannedPlaylist> FolderScanner::readPlaylists(const QList<QByteArray> &fil
     return playlists;
 }
 
-void FolderScanner::read(Reading &reading, const std::atomic<bool> *stop) const
-{
-    const auto stopped = [stop] { return stop && stop->load(std::memory_order_relaxed); };
-    const QList<FolderWalk::Entry> &audio = reading.audio;
-    const ScanCache::Entries &previous = reading.previous;
-    const QByteArray root = QFile::encodeName(m_folder);
-    const qsizetype rootLength = reading.rootLength;
+namespace {
 
+// What a scan makes of the last one's cache: the tracks it keeps, the files it reads again, the
+// identities already taken, and the songs whose files are gone, by what a moved file keeps (its
+// inode, size and time), so that a file found elsewhere keeps its song's identity.
+struct ReadPlan {
+    QList<std::optional<ScannedTrack>> tracks;
+    QList<qsizetype> toRead;
+    QSet<QByteArray> identities;
+    QHash<MoveKey, QByteArray> vanished;
+    QList<QByteArray> goneIdentities;
+};
+
+ReadPlan planReading(const QList<FolderWalk::Entry> &audio, const ScanCache::Entries &previous, bool rereadTags,
+                     qsizetype rootLength)
+{
+    ReadPlan plan;
     // What the last scan read and still holds: files with the same size and time are taken as
-    // they were. Files that are gone may have moved: a new file with the inode, size and time of
-    // a vanished one keeps its identity.
+    // they were. Files that are gone may have moved.
     QSet<QByteArray> present;
     present.reserve(audio.size());
     for (const FolderWalk::Entry &entry : audio)
         present.insert(entry.path);
-    QHash<MoveKey, QByteArray> vanished;
-    QList<QByteArray> goneIdentities;
     for (auto it = previous.cbegin(); it != previous.cend(); ++it) {
         if (it->track && !present.contains(it.key())) {
-            vanished.insert({it->inode, it->size, it->modifiedNs}, it->track->identity);
-            goneIdentities.append(it->track->identity);
+            plan.vanished.insert({it->inode, it->size, it->modifiedNs}, it->track->identity);
+            plan.goneIdentities.append(it->track->identity);
         }
     }
 
-    QList<std::optional<ScannedTrack>> tracks(audio.size());
-    QList<qsizetype> toRead;
-    QSet<QByteArray> identities;
+    plan.tracks.resize(audio.size());
     // The songs of one album share their picture: each picture file is looked for once.
     QHash<QString, bool> pictureExists;
     const auto pictureIsThere = [&pictureExists](const QString &path) {
@@ -293,26 +297,33 @@ void FolderScanner::read(Reading &reading, const std::atomic<bool> *stop) const
     for (qsizetype i = 0; i < audio.size(); ++i) {
         const FolderWalk::Entry &entry = audio[i];
         const auto cached = previous.constFind(entry.path);
-        const bool unchanged = !reading.rereadTags && cached != previous.cend() && cached->size == entry.size &&
+        const bool unchanged = !rereadTags && cached != previous.cend() && cached->size == entry.size &&
                                cached->modifiedNs == entry.modifiedNs;
         // A reused track whose extracted picture was cleaned away is read again to restore it.
         if (unchanged && cached->track && (cached->track->artworkPath.isEmpty() || pictureIsThere(cached->track->artworkPath))) {
-            tracks[i] = cached->track;
+            std::optional<ScannedTrack> &track = plan.tracks[i];
+            track = cached->track;
             // The cache keeps the path as bytes only; its text forms are made again here.
-            tracks[i]->path = FolderWalk::displayName(entry.path);
-            tracks[i]->relativePath = FolderWalk::displayName(entry.path.mid(rootLength));
-            identities.insert(cached->track->identity);
+            track->path = FolderWalk::displayName(entry.path);
+            track->relativePath = FolderWalk::displayName(entry.path.mid(rootLength));
+            plan.identities.insert(cached->track->identity);
         } else if (!unchanged || cached->track) {
-            toRead.append(i);
+            plan.toRead.append(i);
             if (cached != previous.cend() && cached->track)
-                goneIdentities.append(cached->track->identity);
+                plan.goneIdentities.append(cached->track->identity);
         }
     }
+    return plan;
+}
 
-    // Reading tags is most of the work: contiguous runs of the sorted paths go to the worker
-    // threads, so the files of one directory mostly share one extractor (and its cover lookup).
-    // Embedded pictures are named by their content, so two workers may store the same one safely.
+// Reading tags is most of the work: contiguous runs of the sorted paths go to the worker threads,
+// so the files of one directory mostly share one extractor (and its cover lookup). Embedded
+// pictures are named by their content, so two workers may store the same one safely.
+void readTags(ReadPlan &plan, const QList<FolderWalk::Entry> &audio, const QByteArray &root, const QString &artworkFolder,
+              const std::atomic<bool> *stop)
+{
     constexpr qsizetype filesPerWorkerAtLeast = 64;
+    const QList<qsizetype> &toRead = plan.toRead;
     const qsizetype workers = std::clamp<qsizetype>(toRead.size() / filesPerWorkerAtLeast, 1,
                                                     std::max(1, QThread::idealThreadCount()));
     QList<QList<qsizetype>> runs;
@@ -322,11 +333,11 @@ void FolderScanner::read(Reading &reading, const std::atomic<bool> *stop) const
         runs.append(toRead.mid(begin, end - begin));
     }
     const auto readRun = [&](const QList<qsizetype> &indexes) {
-        ArtworkExtractor artwork(m_artworkCacheFolder);
+        ArtworkExtractor artwork(artworkFolder);
         for (const qsizetype index : indexes) {
-            if (stopped())
+            if (stop && stop->load(std::memory_order_relaxed))
                 break;
-            tracks[index] = TrackReader::read(audio[index].path, root, artwork);
+            plan.tracks[index] = TrackReader::read(audio[index].path, root, artwork);
         }
         return 0;
     };
@@ -334,6 +345,23 @@ void FolderScanner::read(Reading &reading, const std::atomic<bool> *stop) const
         readRun(runs.first());
     else
         QtConcurrent::blockingMapped<QList<int>>(&WorkerPools::library(), runs, readRun);
+}
+
+} // namespace
+
+void FolderScanner::read(Reading &reading, const std::atomic<bool> *stop) const
+{
+    const auto stopped = [stop] { return stop && stop->load(std::memory_order_relaxed); };
+    const QList<FolderWalk::Entry> &audio = reading.audio;
+    const ScanCache::Entries &previous = reading.previous;
+    const qsizetype rootLength = reading.rootLength;
+    ReadPlan plan = planReading(audio, previous, reading.rereadTags, rootLength);
+    readTags(plan, audio, QFile::encodeName(m_folder), m_artworkCacheFolder, stop);
+    QList<std::optional<ScannedTrack>> &tracks = plan.tracks;
+    const QList<qsizetype> &toRead = plan.toRead;
+    QSet<QByteArray> &identities = plan.identities;
+    QHash<MoveKey, QByteArray> &vanished = plan.vanished;
+    QList<QByteArray> &goneIdentities = plan.goneIdentities;
 
     // Tracks read now share their repeated texts (those taken from the cache already do).
     SharedTexts texts;

@@ -14,6 +14,9 @@
 #include "Lumevar/UI/Player/PlayerView.h"
 #include "Lumevar/UI/Search/SearchView.h"
 #include "Lumevar/UI/Settings/SettingsWindow.h"
+#include "Lumevar/UI/Settings/SourceSettingsView.h"
+#include "Lumevar/UI/SignInWindow.h"
+#include "Lumevar/Settings/MusicSourceSettings.h"
 #include "Lumevar/UI/ToastView.h"
 #include "Lumevar/UI/NoticeBanner.h"
 #include "Lumevar/UI/ServiceTexts.h"
@@ -123,6 +126,7 @@ void MainWindow::buildMenus()
     QAction *settings = addAction(appMenu, QStringLiteral("settings"), QStringLiteral("Settings…"), QKeySequence(Qt::CTRL | Qt::Key_Comma));
     settings->setMenuRole(QAction::PreferencesRole);
     connect(settings, &QAction::triggered, this, &MainWindow::showSettings);
+    connect(addAction(appMenu, QStringLiteral("signIn"), QStringLiteral("Sign In…")), &QAction::triggered, this, &MainWindow::showSignIn);
     appMenu->addSeparator();
     QAction *quit = addAction(appMenu, QStringLiteral("quit"), QStringLiteral("Quit Lumevar"), QKeySequence(Qt::CTRL | Qt::Key_Q));
     quit->setMenuRole(QAction::QuitRole);
@@ -301,6 +305,7 @@ void MainWindow::buildCentre()
     m_syncToast = new ToastView(QStringLiteral("arrow.trianglehead.2.clockwise.rotate.90"), QStringLiteral("Syncing Library"), true, centre);
     m_unavailable = new UnavailableView(centre);
     connect(m_unavailable, &UnavailableView::tryAgainRequested, this, [this] { detach(m_app.tryAgain()); });
+    connect(m_unavailable, &UnavailableView::signInRequested, this, &MainWindow::showSignIn);
     grid->addWidget(m_unavailable, 1, 0);
     grid->addWidget(m_addToast, 1, 0, Qt::AlignCenter);
     grid->addWidget(m_syncToast, 1, 0, Qt::AlignCenter);
@@ -428,6 +433,7 @@ void MainWindow::showSettings()
     if (!m_settingsWindow) {
         m_settingsWindow = new SettingsWindow(this);
         m_settingsWindow->setAttribute(Qt::WA_DeleteOnClose);
+        connect(m_settingsWindow->source(), &SourceSettingsView::signInRequested, this, &MainWindow::showSignIn);
     }
     m_settingsWindow->show();
     m_settingsWindow->raise();
@@ -435,6 +441,28 @@ void MainWindow::showSettings()
 }
 
 SettingsWindow *MainWindow::settingsWindow() const { return m_settingsWindow; }
+
+void MainWindow::showSignIn()
+{
+    if (!m_signInWindow) {
+        m_signInWindow = new SignInWindow(this);
+        m_signInWindow->setAttribute(Qt::WA_DeleteOnClose);
+        if (const std::optional<SubsonicAccount> stored = MusicSourceSettings::serverAccount())
+            m_signInWindow->fill(*stored);
+        m_signInWindow->setLiveSwitch([](const SubsonicAccount &account) { return ServerSignIn::switchLive(MusicService::shared(), account); });
+        // The running server took the password: the unavailable screen's way back in.
+        connect(m_signInWindow, &SignInWindow::signedIn, this, [this](bool live) {
+            if (live)
+                detach(m_app.tryAgain());
+        });
+        connect(m_signInWindow, &SignInWindow::relaunchRequested, this, &MainWindow::relaunchRequested);
+    }
+    m_signInWindow->show();
+    m_signInWindow->raise();
+    m_signInWindow->activateWindow();
+}
+
+SignInWindow *MainWindow::signInWindow() const { return m_signInWindow; }
 
 void MainWindow::playPause() { detach(m_model._isPlaying() ? m_model.pausePlayback() : m_model.resumePlayback()); }
 

@@ -22,6 +22,7 @@ class MainViewModel;
 class KeyboardShortcutsWindow;
 class FloatingPanel;
 class PlayerView;
+class SignInWindow;
 class QActionGroup;
 class QLabel;
 class QMenu;
@@ -68,11 +69,16 @@ public:
     // The settings window, made at the first call and brought to the front.
     void showSettings();
     SettingsWindow *settingsWindow() const;
+    // The Sign In window of a music server, made at the first call and brought to the front.
+    void showSignIn();
+    SignInWindow *signInWindow() const;
     SearchView *searchView() const { return m_searchView; }
     SearchWindowController *searchController() const { return m_searchController; }
 
 Q_SIGNALS:
     void quitRequested();
+    // The user asked to start again on the source just signed in to.
+    void relaunchRequested();
 
 protected:
     void showEvent(QShowEvent *event) override;
@@ -112,6 +118,7 @@ private:
     QPointer<QMessageBox> m_playErrorAlert;
     QPointer<KeyboardShortcutsWindow> m_shortcutsWindow;
     QPointer<SettingsWindow> m_settingsWindow;
+    QPointer<SignInWindow> m_signInWindow;
     SearchView *m_searchView = nullptr;
     SearchWindowController *m_searchController = nullptr;
     QMetaObject::Connection m_progressConnection;

@@ -93,6 +93,14 @@ SubsonicService::SubsonicService(SubsonicAccount account, PasswordSource passwor
 
 SubsonicService::~SubsonicService() = default;
 
+void SubsonicService::setPassword(const QString &password)
+{
+    SubsonicAccount account = m_client->account();
+    account.password = password;
+    m_client = std::make_unique<SubsonicClient>(std::move(account));
+    m_signedIn = false;
+}
+
 QCoro::Task<MusicAuthorizationStatus> SubsonicService::requestAuthorization()
 {
     QPointer self(this);

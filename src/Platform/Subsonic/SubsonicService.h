@@ -33,6 +33,8 @@ public:
     ~SubsonicService() override;
 
     SubsonicClient &client() { return *m_client; }
+    // A password the user just gave for this account: the next request signs in with it.
+    void setPassword(const QString &password);
     // How long a listing serves later pages before the next sync lists anew.
     void setListingLifetimeMilliseconds(int milliseconds) { m_listingLifetime = milliseconds; }
     // Songs per request of the OpenSubsonic listing, albums per getAlbumList2 page.

@@ -22,6 +22,7 @@
 #include "Lumevar/UI/ServiceTexts.h"
 #include "Lumevar/UI/UnavailableView.h"
 #include "Platform/Music/MusicService.h"
+#include "Support/Error.h"
 #include "Support/Log.h"
 #include "Support/Progress.h"
 #include "Support/Task.h"
@@ -147,10 +148,7 @@ void MainWindow::buildMenus()
             &QAction::triggered, this, [this] { detach(m_model.addCurrentSongToLibrary()); });
     // Linux has no share sheet: sharing puts the song's web link on the clipboard.
     connect(addAction(song, QStringLiteral("share"), QStringLiteral("Copy Link"), QKeySequence(Qt::CTRL | Qt::Key_Y)),
-            &QAction::triggered, this, [this] {
-                if (const std::optional<QUrl> &link = m_model._shareLink())
-                    QApplication::clipboard()->setText(link->toString());
-            });
+            &QAction::triggered, this, [this] { detach(copyShareLink()); });
 
     QMenu *view = bar->addMenu(QStringLiteral("&View"));
     QAction *back = addAction(view, QStringLiteral("back"), QStringLiteral("Back"), QKeySequence(Qt::CTRL | Qt::Key_BracketLeft));
@@ -341,7 +339,7 @@ void MainWindow::buildSearchPanel()
 void MainWindow::observeModel()
 {
     const auto chrome = [this] { scheduleChrome(); };
-    observeEach(m_tokens, chrome, m_model._canAddToLibrary, m_model._shareLink, m_model._activePane,
+    observeEach(m_tokens, chrome, m_model._canAddToLibrary, m_model._shareLink, m_model._shareableSongID, m_model._activePane,
                 m_model._lastSavedSnapbackState, m_model._isStopped, m_model._isPlaying,
                 m_model._navigationPath, m_model._isSingleColumn, m_model._isDoubleColumn);
     // Shuffle and repeat live in the player's state, which announces a change before making it.
@@ -441,6 +439,26 @@ void MainWindow::showSettings()
 }
 
 SettingsWindow *MainWindow::settingsWindow() const { return m_settingsWindow; }
+
+QCoro::Task<void> MainWindow::copyShareLink()
+{
+    QPointer self(this);
+    QString failure;
+    try {
+        const QUrl link = co_await m_model.linkToShare();
+        if (!self)
+            co_return;
+        QApplication::clipboard()->setText(link.toString());
+        co_return;
+    } catch (...) {
+        failure = errorFromCurrentException().localizedDescription();
+    }
+    if (!self)
+        co_return;
+    auto *alert = new QMessageBox(QMessageBox::Warning, QStringLiteral("Can’t Copy Link"), failure, QMessageBox::Ok, this);
+    alert->setAttribute(Qt::WA_DeleteOnClose);
+    alert->open();
+}
 
 void MainWindow::showSignIn()
 {

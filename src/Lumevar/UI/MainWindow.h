@@ -14,6 +14,7 @@
 
 #include <QHash>
 #include <QMainWindow>
+#include <QCoroTask>
 #include <QPointer>
 #include <vector>
 
@@ -86,6 +87,8 @@ protected:
     void resizeEvent(QResizeEvent *event) override;
 
 private:
+    // The playing song's link on the clipboard; why there is none in an alert.
+    QCoro::Task<void> copyShareLink();
     void buildMenus();
     void buildToolbar();
     void buildCentre();

@@ -468,9 +468,10 @@ void MainWindow::showSignIn()
         if (const std::optional<SubsonicAccount> stored = MusicSourceSettings::serverAccount())
             m_signInWindow->fill(*stored);
         m_signInWindow->setLiveSwitch([](const SubsonicAccount &account) { return ServerSignIn::switchLive(MusicService::shared(), account); });
-        // The running server took the password: the unavailable screen's way back in.
+        // The running server took the password: the unavailable screen's way back in. A service
+        // already in use signs in with it at its next request.
         connect(m_signInWindow, &SignInWindow::signedIn, this, [this](bool live) {
-            if (live)
+            if (live && m_app._notAuthorized())
                 detach(m_app.tryAgain());
         });
         connect(m_signInWindow, &SignInWindow::relaunchRequested, this, &MainWindow::relaunchRequested);

@@ -6,7 +6,6 @@
 #include "Support/Log.h"
 #include "Support/Task.h"
 
-#include <QCloseEvent>
 #include <QCoroSignal>
 #include <QFormLayout>
 #include <QHBoxLayout>
@@ -43,9 +42,9 @@ QLineEdit *addField(QFormLayout *form, QWidget *parent, const QString &text, con
 } // namespace
 
 SignInWindow::SignInWindow(QWidget *parent)
-    : QWidget(parent, Qt::Window), m_keeper(&SubsonicKeyring::writePassword),
-      m_relaunch(new QPushButton(QStringLiteral("Relaunch Now"), this)), m_signIn(new QPushButton(QStringLiteral("Sign In"), this))
+    : QDialog(parent), m_keeper(&SubsonicKeyring::writePassword)
 {
+    // Made in reading order, which is also the order of Tab and of a screen reader.
     setObjectName(QStringLiteral("signIn"));
     setWindowTitle(QStringLiteral("Sign In"));
     auto *title = new QLabel(QStringLiteral("Sign in to a music server"), this);
@@ -71,9 +70,11 @@ SignInWindow::SignInWindow(QWidget *parent)
     m_status = wrappingLabel(this, QStringLiteral("signInStatus"));
     applyErrorColour();
 
+    m_relaunch = new QPushButton(QStringLiteral("Relaunch Now"), this);
+    m_signIn = new QPushButton(QStringLiteral("Sign In"), this);
     m_relaunch->hide();
+    // Enter in any field presses it (the dialog's default button).
     m_signIn->setDefault(true);
-    m_signIn->setAutoDefault(true);
     auto *buttons = new QHBoxLayout;
     buttons->addStretch(1);
     buttons->addWidget(m_relaunch);
@@ -90,13 +91,19 @@ SignInWindow::SignInWindow(QWidget *parent)
     layout->addWidget(m_status);
     layout->addStretch(1);
     layout->addLayout(buttons);
+    m_address->setFocus();
     setMinimumWidth(360);
     resize(440, sizeHint().height());
 
     connect(m_signIn, &QPushButton::clicked, this, [this] { detach(submit()); });
-    for (QLineEdit *field : {m_address, m_user, m_password})
-        connect(field, &QLineEdit::returnPressed, m_signIn, &QPushButton::click);
     connect(m_relaunch, &QPushButton::clicked, this, &SignInWindow::relaunchRequested);
+    // Closed or dismissed with Escape while asking: no password is coming.
+    connect(this, &QDialog::finished, this, [this] {
+        if (m_asking && !m_answered) {
+            m_answered = true;
+            Q_EMIT passwordGiven(QString());
+        }
+    });
 }
 
 SignInWindow::~SignInWindow() = default;
@@ -105,6 +112,7 @@ void SignInWindow::fill(const SubsonicAccount &account)
 {
     m_address->setText(account.server.toString());
     m_user->setText(account.user);
+    m_password->setFocus();
 }
 
 void SignInWindow::askPassword(const SubsonicAccount &account, const QString &reason)
@@ -144,7 +152,7 @@ void SignInWindow::applyErrorColour()
 
 void SignInWindow::changeEvent(QEvent *event)
 {
-    QWidget::changeEvent(event);
+    QDialog::changeEvent(event);
     if (event->type() == QEvent::PaletteChange)
         applyErrorColour();
 }
@@ -163,10 +171,16 @@ QCoro::Task<void> SignInWindow::submit()
     const QString address = m_address->text();
     const QString user = m_user->text();
     const QString password = m_password->text();
+    // The keyring may ask the user to unlock it first: the window says what it waits for.
+    ServerSignIn::PasswordKeeper keeper = [self, inner = m_keeper](SubsonicAccount account) {
+        if (self)
+            self->m_status->setText(QStringLiteral("Saving the password in the keyring…"));
+        return inner(std::move(account));
+    };
     std::optional<ServerSignIn::Result> result;
     QString failure;
     try {
-        result = co_await ServerSignIn::signIn(address, user, password, m_keeper);
+        result = co_await ServerSignIn::signIn(address, user, password, keeper);
     } catch (...) {
         const Error error = errorFromCurrentException();
         Log::error(Log::app(), "Failed to sign in to the server: %@", error.localizedDescription());
@@ -202,26 +216,17 @@ QCoro::Task<void> SignInWindow::submit()
     Q_EMIT signedIn(false);
 }
 
-void SignInWindow::closeEvent(QCloseEvent *event)
-{
-    if (m_asking && !m_answered) {
-        m_answered = true;
-        Q_EMIT passwordGiven(QString());
-    }
-    QWidget::closeEvent(event);
-}
-
 namespace {
 
 QCoro::Task<QString> askInWindow(SubsonicAccount account, QString reason)
 {
     auto *window = new SignInWindow;
-    window->setAttribute(Qt::WA_DeleteOnClose);
     window->askPassword(account, reason);
     window->show();
     window->raise();
     window->activateWindow();
     const QString password = co_await qCoro(window, &SignInWindow::passwordGiven);
+    window->deleteLater();
     if (password.isEmpty())
         throw MusicError(MusicError::notAuthorized, reason);
     co_return password;

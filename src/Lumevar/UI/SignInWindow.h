@@ -11,14 +11,15 @@
 
 #include "Lumevar/App/ServerSignIn.h"
 
-#include <QWidget>
+#include <QDialog>
 #include <functional>
 
 class QLabel;
 class QLineEdit;
 class QPushButton;
 
-class SignInWindow : public QWidget {
+// A dialog, not modal: screen readers announce it as one.
+class SignInWindow : public QDialog {
     Q_OBJECT
 public:
     explicit SignInWindow(QWidget *parent = nullptr);
@@ -54,7 +55,6 @@ Q_SIGNALS:
     void passwordGiven(const QString &password);
 
 protected:
-    void closeEvent(QCloseEvent *event) override;
     void changeEvent(QEvent *event) override;
 
 private:

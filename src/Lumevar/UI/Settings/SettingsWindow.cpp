@@ -17,6 +17,8 @@ SettingsWindow::SettingsWindow(QWidget *parent)
     setObjectName(QStringLiteral("settings"));
     setWindowTitle(QStringLiteral("Settings"));
     m_tabs->setDocumentMode(true);
+    // Every tab in sight: the window is as wide as the tabs need in any style, never scrolled.
+    m_tabs->setUsesScrollButtons(false);
     m_tabs->addTab(m_appearance, Icons::symbol(QStringLiteral("paintpalette")), QStringLiteral("Appearance"));
     m_tabs->addTab(m_notifications, Icons::symbol(QStringLiteral("bell.badge")), QStringLiteral("Notifications"));
     m_tabs->addTab(m_privacy, Icons::symbol(QStringLiteral("hand.raised")), QStringLiteral("Privacy"));

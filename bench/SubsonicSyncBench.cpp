@@ -1,15 +1,21 @@
 // The first full sync of a 10,000-song Subsonic server (1,000 albums of 10 songs, 300 artists,
 // 20 playlists) into an empty store, against its floor: the same pages fetched raw, with the same
 // bound on requests in flight, neither parsed nor stored. The server is synthetic, on loopback,
-// in a thread of its own, answering prepared bytes, so the figures are the client's.
+// in a thread of its own, answering prepared bytes, so the figures are the client's. The sync and
+// its floor run in turns, pair after pair, so that a change in the machine's load touches both.
+// Also the time from asking to play a streamed song to mpv's position > 0, through the same
+// server (a WAV file as the stream, mpv's null output).
 //   cmake --build build/default --target SubsonicSyncBench && build/default/bench/SubsonicSyncBench
 #include "LumevarCore/LocalDatabase.h"
 #include "LumevarCore/SyncEngine.h"
+#include "Platform/Music/MpvAudioEngine.h"
 #include "Platform/Subsonic/SubsonicService.h"
 #include "Common/BenchMain.h"
 
 #include <QCoreApplication>
 #include <QCoroNetworkReply>
+#include <QCoroTimer>
+#include <QtEndian>
 #include <QEventLoop>
 #include <QHash>
 #include <QNetworkAccessManager>
@@ -21,6 +27,8 @@
 #include <QUrlQuery>
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <clocale>
 #include <deque>
 #include <memory>
 
@@ -55,12 +63,34 @@ QByteArray songJson(int a, int t)
            R"(","duration":240,"created":"2024-03-01T10:00:00Z","albumId":"al-)" + QByteArray::number(a) + "\"}";
 }
 
+// Two seconds of a quiet tone, 16-bit mono at 44.1 kHz, as a WAV file.
+QByteArray waveFile()
+{
+    constexpr int rate = 44100, samples = 2 * rate;
+    QByteArray data(samples * 2, Qt::Uninitialized);
+    for (int i = 0; i < samples; ++i)
+        qToLittleEndian<qint16>(qint16((i % 100) * 20 - 1000), data.data() + 2 * i);
+    QByteArray file = "RIFF" + QByteArray(4, 0) + "WAVEfmt " + QByteArray(20, 0) + "data" + QByteArray(4, 0) + data;
+    char *h = file.data();
+    qToLittleEndian<quint32>(quint32(file.size() - 8), h + 4);
+    qToLittleEndian<quint32>(16, h + 16);
+    qToLittleEndian<quint16>(1, h + 20); // PCM
+    qToLittleEndian<quint16>(1, h + 22); // mono
+    qToLittleEndian<quint32>(rate, h + 24);
+    qToLittleEndian<quint32>(rate * 2, h + 28);
+    qToLittleEndian<quint16>(2, h + 32);
+    qToLittleEndian<quint16>(16, h + 34);
+    qToLittleEndian<quint32>(quint32(data.size()), h + 40);
+    return file;
+}
+
 // Every answer the sync asks for, made once.
 struct Answers {
     QHash<QByteArray, QByteArray> byKey; // "method" or "method?id" or "getAlbumList2?offset"
     Answers()
     {
         byKey.insert("ping", envelope(R"("x":0)"));
+        byKey.insert("stream", waveFile());
         byKey.insert("getIndexes", envelope(R"("indexes":{"lastModified":1700000000000,"index":[]})"));
         QByteArray playlists;
         for (int p = 0; p < playlistCount; ++p) {
@@ -129,7 +159,8 @@ private:
             else if (method == "getAlbumList2")
                 key += "?" + query.queryItemValue(QStringLiteral("offset")).toLatin1();
             const QByteArray body = m_answers.byKey.value(key, envelope(R"("x":1)"));
-            socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: " + QByteArray::number(body.size()) +
+            const QByteArray type = method == "stream" ? "audio/wav" : "application/json";
+            socket->write("HTTP/1.1 200 OK\r\nContent-Type: " + type + "\r\nContent-Length: " + QByteArray::number(body.size()) +
                           "\r\n\r\n" + body);
         }
     }
@@ -235,49 +266,90 @@ QCoro::Task<int> fetchRaw(QUrl root)
     co_return int(paths.size());
 }
 
-double syncMs = 0, floorMs = 0;
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values.empty() ? 0 : values[values.size() / 2];
+}
 
-void BM_FirstSync(benchmark::State &state)
+// The floor, then the sync, in each iteration; the ratio is the median of the pairs' ratios.
+void BM_FirstSyncAgainstFloor(benchmark::State &state)
 {
     const QUrl root = fixture().root;
-    int songs = 0, requests = 0;
+    int songs = 0, requests = 0, rawRequests = 0;
+    std::vector<double> syncs, floors, ratios;
     for (auto _ : state) {
-        const auto start = std::chrono::steady_clock::now();
+        auto start = std::chrono::steady_clock::now();
+        rawRequests = run(fetchRaw(root));
+        const double floorMs = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+        start = std::chrono::steady_clock::now();
         songs = run(syncOnce(root, &requests));
-        syncMs = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+        const double syncMs = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
         state.SetIterationTime(syncMs / 1000);
+        syncs.push_back(syncMs);
+        floors.push_back(floorMs);
+        ratios.push_back(syncMs / floorMs);
     }
     state.counters["songs"] = songs;
     state.counters["requests"] = requests;
+    state.counters["raw_requests"] = rawRequests;
+    state.counters["sync_ms_median"] = median(syncs);
+    state.counters["floor_ms_median"] = median(floors);
+    state.counters["ratio_median"] = median(ratios);
+    state.counters["ratio_min"] = *std::min_element(ratios.begin(), ratios.end());
+    state.counters["ratio_max"] = *std::max_element(ratios.begin(), ratios.end());
 }
-BENCHMARK(BM_FirstSync)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(BM_FirstSyncAgainstFloor)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(7);
 
-void BM_RawFloor(benchmark::State &state)
+// From asking to play (the service's ping and stream URL, as the player does) to mpv's position
+// past zero, on a warm engine.
+QCoro::Task<double> playOnce(SubsonicService &service, MpvAudioEngine &engine)
 {
-    const QUrl root = fixture().root;
-    int requests = 0;
-    for (auto _ : state) {
-        const auto start = std::chrono::steady_clock::now();
-        requests = run(fetchRaw(root));
-        floorMs = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-        state.SetIterationTime(floorMs / 1000);
+    const auto start = std::chrono::steady_clock::now();
+    const QUrl url = co_await service.playableURL(PlayParameters{MusicItemID(QStringLiteral("tr-1")), QStringLiteral("song")});
+    engine.load(url);
+    engine.play();
+    while (engine.position() <= 0) {
+        if (std::chrono::steady_clock::now() - start > std::chrono::seconds(10))
+            co_return -1.0;
+        co_await QCoro::sleepFor(std::chrono::milliseconds(1));
     }
-    state.counters["requests"] = requests;
+    const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    engine.stop();
+    co_return ms;
 }
-BENCHMARK(BM_RawFloor)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
 
-void BM_RatioToFloor(benchmark::State &state)
+void BM_PlayToPosition(benchmark::State &state)
 {
-    for (auto _ : state)
-        benchmark::DoNotOptimize(syncMs);
-    state.counters["ratio"] = floorMs > 0 ? syncMs / floorMs : 0;
+    SubsonicService service(SubsonicAccount{fixture().root, QStringLiteral("alice"), QStringLiteral("secret"), {}});
+    run(service.requestAuthorization());
+    MpvAudioEngine::Options options;
+    options.audioOutput = QStringLiteral("null");
+    MpvAudioEngine engine(options);
+    // The first play also starts mpv, which the running app has done long before.
+    const double cold = run(playOnce(service, engine));
+    std::vector<double> times;
+    for (auto _ : state) {
+        const double ms = run(playOnce(service, engine));
+        if (ms < 0) {
+            state.SkipWithError("no position within 10 s");
+            return;
+        }
+        state.SetIterationTime(ms / 1000);
+        times.push_back(ms);
+    }
+    state.counters["first_play_ms"] = cold;
+    state.counters["ms_median"] = median(times);
+    state.counters["ms_max"] = *std::max_element(times.begin(), times.end());
 }
-BENCHMARK(BM_RatioToFloor)->Iterations(1);
+BENCHMARK(BM_PlayToPosition)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
 
 } // namespace
 
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
+    // libmpv parses numbers in the C locale only.
+    std::setlocale(LC_NUMERIC, "C");
     return BenchMain::run(argc, argv);
 }

@@ -24,6 +24,8 @@ packages=(
   libsystemd-dev
   # a dark desktop theme and screenshots under Xvfb
   qt6-gtk-platformtheme gnome-themes-extra imagemagick xdotool
+  # reading the window as a screen reader does (the Sign In window's check)
+  python3-pyatspi at-spi2-core
   # the desktop entry's check
   desktop-file-utils
   # bench/memory-at-scale.sh times the quit

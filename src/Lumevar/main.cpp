@@ -4,17 +4,22 @@
 //
 // PATH is the music folder to play from; without it the stored setting "libraryFolder" or the
 // user's music folder is used. With --server the library is that of a Subsonic-API server,
-// signed in as NAME with the password from the keyring or LUMEVAR_SERVER_PASSWORD. DRIVER is mpv's audio output ("pulse", "alsa", "null" on a machine
-// without sound); without it mpv chooses.
+// signed in as NAME with the password from the keyring or LUMEVAR_SERVER_PASSWORD. Without either
+// option the source chosen in Settings is used (a server signed in to in the Sign In window);
+// when the keyring has no password for it, the Sign In window asks for one. DRIVER is mpv's audio
+// output ("pulse", "alsa", "null" on a machine without sound); without it mpv chooses.
 
 #include "Lumevar/App/LumevarApp.h"
+#include "Lumevar/App/ServerSignIn.h"
 #include "Lumevar/App/SingleInstance.h"
 #include "Lumevar/Feedback/AutomaticFeedbackReport.h"
 #include "Lumevar/Mpris/MprisService.h"
 #include "Lumevar/Notifications/DesktopNotifications.h"
 #include "Lumevar/Notifications/SongChangeNotifier.h"
 #include "Lumevar/UI/DockMenu.h"
+#include "Lumevar/Settings/MusicSourceSettings.h"
 #include "Lumevar/UI/MainWindow.h"
+#include "Lumevar/UI/SignInWindow.h"
 #include "LumevarCore/LocalDatabase.h"
 #include "Platform/LocalLibrary/LocalLibraryService.h"
 #include "Platform/Music/ApplicationMusicPlayer.h"
@@ -31,6 +36,7 @@
 #include <QDBusConnection>
 #include <QFileInfo>
 #include <QIcon>
+#include <QProcess>
 #include <clocale>
 #include <cstdio>
 #include <memory>
@@ -67,8 +73,8 @@ int main(int argc, char *argv[])
     parser.process(application);
 
     // One process per profile: a second launch raises the first one's window and ends here.
-    SingleInstance instance(QFileInfo(LocalDatabase::defaultPath()).absolutePath());
-    switch (instance.claim(QCoreApplication::arguments())) {
+    auto instance = std::make_unique<SingleInstance>(QFileInfo(LocalDatabase::defaultPath()).absolutePath());
+    switch (instance->claim(QCoreApplication::arguments())) {
     case SingleInstance::Claim::first:
         break;
     case SingleInstance::Claim::handedOver:
@@ -80,14 +86,17 @@ int main(int argc, char *argv[])
     // The platform: the music folder or a server as the music service, mpv as the audio output.
     std::unique_ptr<LocalLibraryService> folder;
     std::unique_ptr<SubsonicService> server;
-    if (parser.isSet(serverOption)) {
-        SubsonicAccount account{SubsonicClient::normalizedServer(parser.value(serverOption)), parser.value(userOption), {}, {}};
+    const bool storedServer = !parser.isSet(libraryOption) && MusicSourceSettings::source() == MusicSource::server;
+    if (parser.isSet(serverOption) || storedServer) {
+        SubsonicAccount account = parser.isSet(serverOption)
+                                      ? SubsonicAccount{SubsonicClient::normalizedServer(parser.value(serverOption)), parser.value(userOption), {}, {}}
+                                      : *MusicSourceSettings::serverAccount();
         if (!account.server.isValid() || account.user.isEmpty()) {
             std::fprintf(stderr, "lumevar: --server needs a server address and --user a user name\n");
             return 2;
         }
         Log::info(Log::app(), "Music server: %@ as %@", account.server.toString(), account.user);
-        server = std::make_unique<SubsonicService>(account, &SubsonicKeyring::readPassword);
+        server = std::make_unique<SubsonicService>(account, ServerSignIn::askingWhenMissing(&SubsonicKeyring::readPassword, SignInWindow::prompt()));
     } else {
         folder = std::make_unique<LocalLibraryService>(LocalLibraryService::resolveLibraryFolder(parser.value(libraryOption)));
         Log::info(Log::app(), "Library folder: %@", folder->folder());
@@ -112,6 +121,11 @@ int main(int argc, char *argv[])
     songChanges.install();
     MainWindow window(root);
     QObject::connect(&window, &MainWindow::quitRequested, &application, &QApplication::quit);
+    bool relaunch = false;
+    QObject::connect(&window, &MainWindow::relaunchRequested, &application, [&relaunch] {
+        relaunch = true;
+        QApplication::quit();
+    });
 
     DockMenu dock(model);
     QObject::connect(&dock, &DockMenu::showWindowRequested, &window, &MainWindow::raiseWindow);
@@ -119,7 +133,7 @@ int main(int argc, char *argv[])
     if (!dock.install())
         Log::info(Log::app(), "No system tray; the window's menus are the only controls");
 
-    QObject::connect(&instance, &SingleInstance::activated, &window, [&window](const QStringList &) { window.raiseWindow(); });
+    QObject::connect(instance.get(), &SingleInstance::activated, &window, [&window](const QStringList &) { window.raiseWindow(); });
 
     MprisService::Hooks hooks;
     hooks.raise = [&window] { window.raiseWindow(); };
@@ -139,5 +153,15 @@ int main(int argc, char *argv[])
     // A clean quit folds the store's write-ahead log back, so that local.db alone is the library.
     QCoro::waitFor(LocalDatabase::shared().close());
     ErrorReporter::shared().setFeedbackOutlet(nullptr);
+    if (relaunch) {
+        // The profile is let go first, so that the new process takes it instead of handing over.
+        // The source comes from the settings there, so --library and --server are not passed on.
+        instance.reset();
+        QStringList arguments;
+        if (parser.isSet(audioOutputOption))
+            arguments << QStringLiteral("--audio-output") << parser.value(audioOutputOption);
+        if (!QProcess::startDetached(QCoreApplication::applicationFilePath(), arguments))
+            Log::error(Log::app(), "Failed to start Lumevar again; start it yourself");
+    }
     return status;
 }

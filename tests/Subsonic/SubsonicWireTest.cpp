@@ -257,3 +257,119 @@ TEST(SubsonicWire, AnOpenSubsonicServerListsItsSongsThroughEmptySearchesInPages)
     EXPECT_EQ(runTask(service.librarySongs(500, 1000)).items.size(), 3);
     EXPECT_EQ(peer.requests(), requests);
 }
+
+TEST(SubsonicWire, AShareLinkIsTheServersOwnWithoutCredentialsAndAServerWithoutSharesSaysSo)
+{
+    // The server's link, as a careless server might give it: with the asking user's credentials.
+    QString sharing = QStringLiteral("on");
+    ScriptedPeer peer([&sharing](const QString &path, const QUrlQuery &query) -> std::optional<QByteArray> {
+        if (path.endsWith(u"/ping.view"))
+            return ScriptedPeer::ok();
+        if (!path.endsWith(u"/createShare.view"))
+            return ScriptedPeer::failed(70, "Not found");
+        if (sharing == u"off")
+            return ScriptedPeer::failed(0, "Sharing is disabled");
+        if (sharing == u"forbidden")
+            return ScriptedPeer::failed(50, "User is not allowed to share");
+        if (sharing == u"unknown")
+            return QByteArray("HTTP/1.1 404 Not Found\r\nContent-Length: 9\r\nConnection: close\r\n\r\nNot Found");
+        return ScriptedPeer::ok(R"("shares":{"share":[{"id":"9","url":"https://alice:pw@music.example.org/share/Ab3?u=alice&t=)" +
+                                query.queryItemValue(QStringLiteral("t")).toUtf8() + R"(&s=x&p=enc:00&apiKey=k&lang=en","songs":[]}]})");
+    });
+    SubsonicService service(accountOf(peer));
+    ASSERT_EQ(runTask(service.requestAuthorization()), MusicAuthorizationStatus::authorized);
+    EXPECT_TRUE(service.makesShareLinks());
+    const QUrl link = runTask(service.makeShareLink(MusicItemID(QStringLiteral("song-1"))));
+    EXPECT_EQ(link, QUrl(QStringLiteral("https://music.example.org/share/Ab3?lang=en")));
+    EXPECT_EQ(peer.queries().last().queryItemValue(QStringLiteral("id")), QStringLiteral("song-1"));
+
+    const struct {
+        QString sharing;
+        QString expected;
+    } refusals[] = {
+        {QStringLiteral("off"), QStringLiteral("does not make share links")},
+        {QStringLiteral("unknown"), QStringLiteral("does not make share links")},
+        {QStringLiteral("forbidden"), QStringLiteral("is not allowed")},
+    };
+    for (const auto &each : refusals) {
+        sharing = each.sharing;
+        try {
+            runTask(service.makeShareLink(MusicItemID(QStringLiteral("song-1"))));
+            ADD_FAILURE() << each.sharing.toStdString() << ": a link was made";
+        } catch (const MusicError &error) {
+            EXPECT_TRUE(error.localizedDescription().contains(each.expected)) << error.localizedDescription().toStdString();
+            EXPECT_FALSE(error.localizedDescription().contains(password));
+        }
+    }
+}
+
+TEST(SubsonicWire, SongPagesAreHandedOutAsTheirAlbumsArriveAndPlaylistsAreFetchedAllAtOnceWhenListed)
+{
+    // 40 albums of 2 songs; from the 20th on the server stays silent (until the time-out).
+    constexpr int albums = 40;
+    ScriptedPeer peer([](const QString &path, const QUrlQuery &query) -> std::optional<QByteArray> {
+        if (path.endsWith(u"/ping.view"))
+            return ScriptedPeer::ok();
+        if (path.endsWith(u"/getAlbumList2.view")) {
+            QByteArray list;
+            for (int a = query.queryItemValue(QStringLiteral("offset")).toInt(); a < albums; ++a)
+                list += (list.isEmpty() ? "" : ",") + QByteArray(R"({"id":"al)") + QByteArray::number(a) + R"(","name":"Album )" +
+                        QByteArray::number(a) + R"(","songCount":2})";
+            return ScriptedPeer::ok(R"("albumList2":{"album":[)" + list + "]}");
+        }
+        if (path.endsWith(u"/getAlbum.view")) {
+            const int a = query.queryItemValue(QStringLiteral("id")).mid(2).toInt();
+            if (a >= 20)
+                return std::nullopt;
+            // Second track first on the wire: the album's own order is by track.
+            const QByteArray id = QByteArray::number(a);
+            return ScriptedPeer::ok(R"("album":{"id":"al)" + id + R"(","song":[{"id":"s)" + id + R"(-2","title":"t","track":2},)" +
+                                    R"({"id":"s)" + id + R"(-1","title":"t","track":1}]})");
+        }
+        if (path.endsWith(u"/getPlaylists.view"))
+            return ScriptedPeer::ok(R"("playlists":{"playlist":[{"id":"p1","name":"One"},{"id":"p2","name":"Two"}]})");
+        if (path.endsWith(u"/getPlaylist.view")) {
+            const QByteArray id = query.queryItemValue(QStringLiteral("id")).toUtf8();
+            return ScriptedPeer::ok(R"("playlist":{"id":")" + id + R"(","entry":[{"id":")" + id + R"(-b","title":"b"},{"id":")" + id +
+                                    R"(-a","title":"a"}]})");
+        }
+        return ScriptedPeer::failed(0, "unexpected");
+    });
+    SubsonicService service(accountOf(peer));
+    ASSERT_EQ(runTask(service.requestAuthorization()), MusicAuthorizationStatus::authorized);
+    service.client().setTimeoutMilliseconds(1500);
+
+    // Listing the playlists starts fetching their songs; asking for them sends nothing more.
+    ASSERT_EQ(runTask(service.libraryPlaylists(0, 100)).items.size(), 2);
+    const auto playlistRequests = [&peer] {
+        int count = 0;
+        for (const QUrlQuery &query : peer.queries())
+            count += query.hasQueryItem(QStringLiteral("id")) && query.queryItemValue(QStringLiteral("id")).startsWith(u'p');
+        return count;
+    };
+    for (const char *id : {"p2", "p1"}) {
+        Playlist playlist;
+        playlist.id = MusicItemID(QString::fromLatin1(id));
+        const QList<Song> songs = runTask(service.tracks(playlist));
+        ASSERT_EQ(songs.size(), 2);
+        EXPECT_EQ(songs[0].id.rawValue(), QString::fromLatin1(id) + QStringLiteral("-b"));
+    }
+    EXPECT_EQ(playlistRequests(), 2);
+
+    // The first page comes while later albums are still unanswered, in the albums' order, and
+    // says more is coming.
+    runTask(service.libraryAlbums(0, 0));
+    const LibraryPage<Song> first = runTask(service.librarySongs(0, 10));
+    ASSERT_EQ(first.items.size(), 10);
+    EXPECT_EQ(first.items[0].id.rawValue(), QStringLiteral("s0-1"));
+    EXPECT_EQ(first.items[9].id.rawValue(), QStringLiteral("s4-2"));
+    EXPECT_TRUE(first.hasMore());
+    EXPECT_GE(first.totalCount, albums * 2);
+    // A page past the silent albums fails with the time-out, and the next listing starts anew.
+    try {
+        runTask(service.librarySongs(40, 10));
+        ADD_FAILURE() << "a page of unanswered albums was handed out";
+    } catch (const MusicError &error) {
+        EXPECT_TRUE(error.localizedDescription().contains(QStringLiteral("did not answer in time"))) << error.localizedDescription().toStdString();
+    }
+}

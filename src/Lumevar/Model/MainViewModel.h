@@ -69,6 +69,8 @@ public:
     Observable<std::optional<QString>> _playingItemIDForArtwork;
     Observable<bool> _canAddToLibrary{false};
     Observable<std::optional<QUrl>> _shareLink;
+    // The playing song, when the service makes its links on request (a server's share).
+    Observable<std::optional<QString>> _shareableSongID;
     Observable<double> _playingDuration{0.0};
     Observable<double> _currentPlayingTime{0.0};
     Observable<std::optional<LocalSong>> _eagerEntry;
@@ -124,6 +126,9 @@ public:
     QCoro::Task<void> skipToNext();
     QCoro::Task<void> skipToPrevious();
     QCoro::Task<void> addCurrentSongToLibrary();
+    // The link to copy for the playing song: _shareLink, else one the service makes now. Throws
+    // with the service's reason when there is none.
+    QCoro::Task<QUrl> linkToShare();
     void cycleRepeatMode();
     // While the "Added to Library" toast is up: waits addToastDuration (or less when the token is
     // cancelled), hides it, and takes the new song into the store syncInsertsDelay seconds later.

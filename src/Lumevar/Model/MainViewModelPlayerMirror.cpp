@@ -6,6 +6,7 @@
 #include "LumevarCore/LocalDatabase.h"
 #include "Platform/Music/MusicService.h"
 #include "Support/Clock.h"
+#include "Support/Error.h"
 #include "Support/Log.h"
 #include "Support/NotificationCenter.h"
 #include "Support/Progress.h"
@@ -112,6 +113,7 @@ void MainViewModel::refreshPlayerEntry()
     if (!item) {
         _canAddToLibrary.set(false);
         _shareLink.set(std::nullopt);
+        _shareableSongID.set(std::nullopt);
     } else {
         checkLibrary(*item);
     }
@@ -144,7 +146,19 @@ void MainViewModel::checkLibrary(PlaybackItem item)
             self->_shareLink.set(QUrl(shareLinkBase + *item.songID));
         else
             self->_shareLink.set(std::nullopt);
+        const bool makesLinks = item.songID && !self->_shareLink() && MusicService::shared().makesShareLinks();
+        self->_shareableSongID.set(makesLinks ? item.songID : std::nullopt);
     }(self, std::move(item)));
+}
+
+QCoro::Task<QUrl> MainViewModel::linkToShare()
+{
+    if (const std::optional<QUrl> link = _shareLink())
+        co_return *link;
+    const std::optional<QString> songID = _shareableSongID();
+    if (!songID)
+        throw MusicError(MusicError::notFound, QStringLiteral("No song is playing."));
+    co_return co_await MusicService::shared().makeShareLink(MusicItemID(*songID));
 }
 
 void MainViewModel::cancelArtworkTask()

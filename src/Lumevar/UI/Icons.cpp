@@ -40,6 +40,7 @@ const QHash<QString, IconSource> &sources()
         {QStringLiteral("paintpalette"), {"preferences-desktop-theme", QStyle::SP_DesktopIcon}},
         {QStringLiteral("bell.badge"), {"preferences-desktop-notification", QStyle::SP_MessageBoxInformation}},
         {QStringLiteral("hand.raised"), {"security-high", QStyle::SP_DialogYesButton}},
+        {QStringLiteral("server.rack"), {"network-server", QStyle::SP_DriveNetIcon}},
     };
     return table;
 }

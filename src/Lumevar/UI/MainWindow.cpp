@@ -14,11 +14,15 @@
 #include "Lumevar/UI/Player/PlayerView.h"
 #include "Lumevar/UI/Search/SearchView.h"
 #include "Lumevar/UI/Settings/SettingsWindow.h"
+#include "Lumevar/UI/Settings/SourceSettingsView.h"
+#include "Lumevar/UI/SignInWindow.h"
+#include "Lumevar/Settings/MusicSourceSettings.h"
 #include "Lumevar/UI/ToastView.h"
 #include "Lumevar/UI/NoticeBanner.h"
 #include "Lumevar/UI/ServiceTexts.h"
 #include "Lumevar/UI/UnavailableView.h"
 #include "Platform/Music/MusicService.h"
+#include "Support/Error.h"
 #include "Support/Log.h"
 #include "Support/Progress.h"
 #include "Support/Task.h"
@@ -123,6 +127,7 @@ void MainWindow::buildMenus()
     QAction *settings = addAction(appMenu, QStringLiteral("settings"), QStringLiteral("Settings…"), QKeySequence(Qt::CTRL | Qt::Key_Comma));
     settings->setMenuRole(QAction::PreferencesRole);
     connect(settings, &QAction::triggered, this, &MainWindow::showSettings);
+    connect(addAction(appMenu, QStringLiteral("signIn"), QStringLiteral("Sign In…")), &QAction::triggered, this, &MainWindow::showSignIn);
     appMenu->addSeparator();
     QAction *quit = addAction(appMenu, QStringLiteral("quit"), QStringLiteral("Quit Lumevar"), QKeySequence(Qt::CTRL | Qt::Key_Q));
     quit->setMenuRole(QAction::QuitRole);
@@ -143,10 +148,7 @@ void MainWindow::buildMenus()
             &QAction::triggered, this, [this] { detach(m_model.addCurrentSongToLibrary()); });
     // Linux has no share sheet: sharing puts the song's web link on the clipboard.
     connect(addAction(song, QStringLiteral("share"), QStringLiteral("Copy Link"), QKeySequence(Qt::CTRL | Qt::Key_Y)),
-            &QAction::triggered, this, [this] {
-                if (const std::optional<QUrl> &link = m_model._shareLink())
-                    QApplication::clipboard()->setText(link->toString());
-            });
+            &QAction::triggered, this, [this] { detach(copyShareLink()); });
 
     QMenu *view = bar->addMenu(QStringLiteral("&View"));
     QAction *back = addAction(view, QStringLiteral("back"), QStringLiteral("Back"), QKeySequence(Qt::CTRL | Qt::Key_BracketLeft));
@@ -301,6 +303,7 @@ void MainWindow::buildCentre()
     m_syncToast = new ToastView(QStringLiteral("arrow.trianglehead.2.clockwise.rotate.90"), QStringLiteral("Syncing Library"), true, centre);
     m_unavailable = new UnavailableView(centre);
     connect(m_unavailable, &UnavailableView::tryAgainRequested, this, [this] { detach(m_app.tryAgain()); });
+    connect(m_unavailable, &UnavailableView::signInRequested, this, &MainWindow::showSignIn);
     grid->addWidget(m_unavailable, 1, 0);
     grid->addWidget(m_addToast, 1, 0, Qt::AlignCenter);
     grid->addWidget(m_syncToast, 1, 0, Qt::AlignCenter);
@@ -336,7 +339,7 @@ void MainWindow::buildSearchPanel()
 void MainWindow::observeModel()
 {
     const auto chrome = [this] { scheduleChrome(); };
-    observeEach(m_tokens, chrome, m_model._canAddToLibrary, m_model._shareLink, m_model._activePane,
+    observeEach(m_tokens, chrome, m_model._canAddToLibrary, m_model._shareLink, m_model._shareableSongID, m_model._activePane,
                 m_model._lastSavedSnapbackState, m_model._isStopped, m_model._isPlaying,
                 m_model._navigationPath, m_model._isSingleColumn, m_model._isDoubleColumn);
     // Shuffle and repeat live in the player's state, which announces a change before making it.
@@ -428,6 +431,7 @@ void MainWindow::showSettings()
     if (!m_settingsWindow) {
         m_settingsWindow = new SettingsWindow(this);
         m_settingsWindow->setAttribute(Qt::WA_DeleteOnClose);
+        connect(m_settingsWindow->source(), &SourceSettingsView::signInRequested, this, &MainWindow::showSignIn);
     }
     m_settingsWindow->show();
     m_settingsWindow->raise();
@@ -435,6 +439,49 @@ void MainWindow::showSettings()
 }
 
 SettingsWindow *MainWindow::settingsWindow() const { return m_settingsWindow; }
+
+QCoro::Task<void> MainWindow::copyShareLink()
+{
+    QPointer self(this);
+    QString failure;
+    try {
+        const QUrl link = co_await m_model.linkToShare();
+        if (!self)
+            co_return;
+        QApplication::clipboard()->setText(link.toString());
+        co_return;
+    } catch (...) {
+        failure = errorFromCurrentException().localizedDescription();
+    }
+    if (!self)
+        co_return;
+    auto *alert = new QMessageBox(QMessageBox::Warning, QStringLiteral("Can’t Copy Link"), failure, QMessageBox::Ok, this);
+    alert->setAttribute(Qt::WA_DeleteOnClose);
+    alert->open();
+}
+
+void MainWindow::showSignIn()
+{
+    if (!m_signInWindow) {
+        m_signInWindow = new SignInWindow(this);
+        m_signInWindow->setAttribute(Qt::WA_DeleteOnClose);
+        if (const std::optional<SubsonicAccount> stored = MusicSourceSettings::serverAccount())
+            m_signInWindow->fill(*stored);
+        m_signInWindow->setLiveSwitch([](const SubsonicAccount &account) { return ServerSignIn::switchLive(MusicService::shared(), account); });
+        // The running server took the password: the unavailable screen's way back in. A service
+        // already in use signs in with it at its next request.
+        connect(m_signInWindow, &SignInWindow::signedIn, this, [this](bool live) {
+            if (live && m_app._notAuthorized())
+                detach(m_app.tryAgain());
+        });
+        connect(m_signInWindow, &SignInWindow::relaunchRequested, this, &MainWindow::relaunchRequested);
+    }
+    m_signInWindow->show();
+    m_signInWindow->raise();
+    m_signInWindow->activateWindow();
+}
+
+SignInWindow *MainWindow::signInWindow() const { return m_signInWindow; }
 
 void MainWindow::playPause() { detach(m_model._isPlaying() ? m_model.pausePlayback() : m_model.resumePlayback()); }
 

@@ -14,6 +14,7 @@
 
 #include <QHash>
 #include <QMainWindow>
+#include <QCoroTask>
 #include <QPointer>
 #include <vector>
 
@@ -22,6 +23,7 @@ class MainViewModel;
 class KeyboardShortcutsWindow;
 class FloatingPanel;
 class PlayerView;
+class SignInWindow;
 class QActionGroup;
 class QLabel;
 class QMenu;
@@ -68,11 +70,16 @@ public:
     // The settings window, made at the first call and brought to the front.
     void showSettings();
     SettingsWindow *settingsWindow() const;
+    // The Sign In window of a music server, made at the first call and brought to the front.
+    void showSignIn();
+    SignInWindow *signInWindow() const;
     SearchView *searchView() const { return m_searchView; }
     SearchWindowController *searchController() const { return m_searchController; }
 
 Q_SIGNALS:
     void quitRequested();
+    // The user asked to start again on the source just signed in to.
+    void relaunchRequested();
 
 protected:
     void showEvent(QShowEvent *event) override;
@@ -80,6 +87,8 @@ protected:
     void resizeEvent(QResizeEvent *event) override;
 
 private:
+    // The playing song's link on the clipboard; why there is none in an alert.
+    QCoro::Task<void> copyShareLink();
     void buildMenus();
     void buildToolbar();
     void buildCentre();
@@ -112,6 +121,7 @@ private:
     QPointer<QMessageBox> m_playErrorAlert;
     QPointer<KeyboardShortcutsWindow> m_shortcutsWindow;
     QPointer<SettingsWindow> m_settingsWindow;
+    QPointer<SignInWindow> m_signInWindow;
     SearchView *m_searchView = nullptr;
     SearchWindowController *m_searchController = nullptr;
     QMetaObject::Connection m_progressConnection;

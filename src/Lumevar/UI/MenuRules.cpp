@@ -6,7 +6,7 @@ MenuState menuState(const MainViewModel &model)
 {
     MenuState state;
     state.canAddToLibrary = model._canAddToLibrary();
-    state.showsShareEntry = model._shareLink().has_value();
+    state.showsShareEntry = model._shareLink().has_value() || model._shareableSongID().has_value();
     state.canGoBack = model._activePane() >= 1;
     state.canSnapBack = model._lastSavedSnapbackState().has_value();
     state.controlsEnabled = !model._isStopped();

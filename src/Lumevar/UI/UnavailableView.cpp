@@ -5,6 +5,7 @@
 #include "Platform/Music/MusicService.h"
 
 #include <QLabel>
+#include <QHBoxLayout>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -12,7 +13,8 @@ QString UnavailableView::titleText() { return QStringLiteral("Welcome to Lumevar
 
 QString UnavailableView::descriptionText() { return ServiceTexts::unavailableDescription(MusicService::shared()); }
 
-UnavailableView::UnavailableView(QWidget *parent) : QWidget(parent), m_tryAgain(new QPushButton(QStringLiteral("Try Again"), this))
+UnavailableView::UnavailableView(QWidget *parent) : QWidget(parent), m_tryAgain(new QPushButton(QStringLiteral("Try Again"), this)),
+      m_signIn(new QPushButton(QStringLiteral("Sign In…"), this))
 {
     setAutoFillBackground(true);
     auto *layout = new QVBoxLayout(this);
@@ -32,9 +34,15 @@ UnavailableView::UnavailableView(QWidget *parent) : QWidget(parent), m_tryAgain(
     layout->addWidget(symbol);
     layout->addWidget(title);
     layout->addWidget(m_description);
-    layout->addWidget(m_tryAgain, 0, Qt::AlignHCenter);
+    auto *buttons = new QHBoxLayout;
+    buttons->addStretch(1);
+    buttons->addWidget(m_tryAgain);
+    buttons->addWidget(m_signIn);
+    buttons->addStretch(1);
+    layout->addLayout(buttons);
     layout->addStretch();
     connect(m_tryAgain, &QPushButton::clicked, this, &UnavailableView::tryAgainRequested);
+    connect(m_signIn, &QPushButton::clicked, this, &UnavailableView::signInRequested);
 }
 
 void UnavailableView::setReason(const QString &reason) { m_description->setText(reason.isEmpty() ? descriptionText() : reason); }

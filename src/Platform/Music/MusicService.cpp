@@ -1,5 +1,7 @@
 #include "Platform/Music/MusicService.h"
 
+#include "Support/Error.h"
+
 namespace {
 MusicService *installedService = nullptr;
 }
@@ -11,6 +13,12 @@ MusicService &MusicService::shared()
 }
 
 void MusicService::setShared(MusicService *service) { installedService = service; }
+
+QCoro::Task<QUrl> MusicService::makeShareLink(MusicItemID)
+{
+    throw MusicError(MusicError::serviceFailed, QStringLiteral("%1 makes no links to share.").arg(displayName()));
+    co_return QUrl();
+}
 
 QString MusicService::playFailureAdvice() const
 {

@@ -87,6 +87,12 @@ public:
     // Whether the service's songs have public web pages that a link can point at (a catalog
     // service's do; a folder on this machine has none). Without them there is no link to share.
     virtual bool hasPublicSongPages() const { return false; }
+    // Whether the service makes a link to a song when asked (a server's shares): the link is made
+    // only when the user asks to copy one, as it creates something on the service.
+    virtual bool makesShareLinks() const { return false; }
+    // Makes a link that others can open to hear the song; it never carries the user's
+    // credentials. Throws MusicError with the reason when the service cannot make one.
+    virtual QCoro::Task<QUrl> makeShareLink(MusicItemID songID);
 
     // Adds a catalog song to the user's library. On return the song is in the library.
     virtual QCoro::Task<void> addToLibrary(MusicItemID songID) = 0;

@@ -209,6 +209,16 @@ QUrl SubsonicClient::signURL(const QUrl &url) const
     return signedURL(method, QUrlQuery(url));
 }
 
+QUrl SubsonicClient::withoutCredentials(const QUrl &url)
+{
+    QUrl plain = url.adjusted(QUrl::RemoveUserInfo);
+    QUrlQuery query(plain);
+    for (const char *key : {"u", "p", "t", "s", "apiKey"})
+        query.removeAllQueryItems(QString::fromLatin1(key));
+    plain.setQuery(query.isEmpty() ? QString() : query.query(QUrl::FullyEncoded));
+    return plain;
+}
+
 QCoro::Task<void> SubsonicClient::signIn()
 {
     const QUrl server = m_account.server;

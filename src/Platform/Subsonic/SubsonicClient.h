@@ -65,6 +65,9 @@ public:
     QUrl unsignedURL(const QString &method, const QUrlQuery &parameters) const;
     // A URL made by unsignedURL() with the credentials added; any other URL as it is.
     QUrl signURL(const QUrl &url) const;
+    // The URL without anything that signs a request (user info, u, p, t, s, apiKey), for a link
+    // handed to others.
+    static QUrl withoutCredentials(const QUrl &url);
 
     void setMaxInFlight(int count) { m_maxInFlight = count; }
     void setTimeoutMilliseconds(int milliseconds) { m_timeoutMilliseconds = milliseconds; }

@@ -10,15 +10,67 @@
 #include <QJsonArray>
 #include <QPointer>
 #include <algorithm>
+#include <coroutine>
 #include <deque>
+#include <vector>
 
 using namespace SubsonicItems;
+
+namespace {
+
+// Something being fetched in the background that coroutines wait on: they are resumed from the
+// event loop each time it grows or ends.
+struct Arrivals {
+    bool done = false;
+    std::exception_ptr failure;
+    std::vector<std::coroutine_handle<>> waiting;
+
+    void wake(QObject *context)
+    {
+        for (const std::coroutine_handle<> handle : std::exchange(waiting, {}))
+            QMetaObject::invokeMethod(context, [handle] { handle.resume(); }, Qt::QueuedConnection);
+    }
+    void finish(QObject *context, std::exception_ptr error = {})
+    {
+        done = true;
+        failure = std::move(error);
+        wake(context);
+    }
+    // Suspends until the next wake when ready() is false.
+    auto next(bool ready)
+    {
+        struct Awaiter {
+            Arrivals *arrivals;
+            bool ready;
+            bool await_ready() const noexcept { return ready; }
+            void await_suspend(std::coroutine_handle<> handle) { arrivals->waiting.push_back(handle); }
+            void await_resume() const noexcept {}
+        };
+        return Awaiter{this, ready};
+    }
+};
+
+// The library's songs as they arrive, in their final order; the expected count comes from the
+// albums' song counts until the listing ends.
+} // namespace
+
+struct SubsonicService::SongFeed : Arrivals {
+    QList<Song> songs;
+    int expected = 0;
+};
+
+struct SubsonicService::PlaylistFetch : Arrivals {
+    QList<Song> songs;
+};
 
 struct SubsonicService::Listing {
     std::optional<QList<Playlist>> playlists;
     std::optional<QList<Artist>> artists;
     std::optional<QList<Album>> albums;
-    std::optional<QList<Song>> songs;
+    std::shared_ptr<SongFeed> songs;
+    // Every playlist's songs, fetched as soon as the playlists are listed, so that a sync's
+    // playlist step finds them ready instead of asking one at a time.
+    QHash<QString, std::shared_ptr<PlaylistFetch>> playlistSongs;
 };
 
 namespace {
@@ -92,6 +144,14 @@ SubsonicService::SubsonicService(SubsonicAccount account, PasswordSource passwor
 }
 
 SubsonicService::~SubsonicService() = default;
+
+void SubsonicService::setPassword(const QString &password)
+{
+    SubsonicAccount account = m_client->account();
+    account.password = password;
+    m_client = std::make_unique<SubsonicClient>(std::move(account));
+    m_signedIn = false;
+}
 
 QCoro::Task<MusicAuthorizationStatus> SubsonicService::requestAuthorization()
 {
@@ -255,6 +315,11 @@ QCoro::Task<LibraryPage<Playlist>> SubsonicService::libraryPlaylists(int offset,
         const QJsonObject answer = co_await call("getPlaylists");
         listed->playlists = all<Playlist>(answer.value(QStringLiteral("playlists")).toObject(), QStringLiteral("playlist"),
                                           m_client->account().server, &SubsonicItems::playlist);
+        for (const Playlist &playlist : *listed->playlists) {
+            auto fetch = std::make_shared<PlaylistFetch>();
+            listed->playlistSongs.insert(playlist.id.rawValue(), fetch);
+            detach(prefetchPlaylist(playlist.id.rawValue(), fetch));
+        }
     }
     co_return pageOf(*listed->playlists, offset, limit);
 }
@@ -294,49 +359,110 @@ QCoro::Task<LibraryPage<Album>> SubsonicService::libraryAlbums(int offset, int l
 
 QCoro::Task<LibraryPage<Song>> SubsonicService::librarySongs(int offset, int limit)
 {
+    QPointer self(this);
     std::shared_ptr<Listing> listed = listing();
-    if (!listed->songs)
-        co_await listSongs(listed);
-    co_return pageOf(*listed->songs, offset, limit);
+    if (!listed->songs) {
+        // Listed in the background; each page is handed out as soon as its songs are in, so the
+        // store writes one page while the next is still being fetched.
+        listed->songs = std::make_shared<SongFeed>();
+        detach(listSongs(listed, listed->songs));
+    }
+    const std::shared_ptr<SongFeed> feed = listed->songs;
+    const qsizetype needed = qsizetype(offset) + std::max(limit, 0);
+    while (!feed->done && feed->songs.size() < needed) {
+        co_await feed->next(false);
+        if (!self)
+            throw CancellationError();
+    }
+    if (feed->failure && feed->songs.size() < needed) {
+        // The next sync lists anew rather than meeting the same failure.
+        if (listed->songs == feed)
+            listed->songs.reset();
+        std::rethrow_exception(feed->failure);
+    }
+    LibraryPage<Song> page = pageOf(feed->songs, offset, limit);
+    // While songs are still arriving there is at least one more page to ask for.
+    if (!feed->done)
+        page.totalCount = std::max<qsizetype>({qsizetype(feed->expected), page.offset + page.items.size() + 1, qsizetype(page.totalCount)});
+    co_return page;
 }
 
-QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed)
+QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed, std::shared_ptr<SongFeed> feed)
 {
-    QList<Song> songs;
-    const QUrl server = m_client->account().server;
-    if (m_client->isOpenSubsonic()) {
-        // OpenSubsonic servers list every song for an empty query, in pages.
-        for (;;) {
-            const QUrlQuery parameters = query(u"query", QString(), u"artistCount", u"0", u"albumCount", u"0", u"songCount",
-                                               QString::number(songPageSize), u"songOffset", QString::number(songs.size()));
-            const QJsonObject answer = co_await call("search3", parameters);
-            const QList<Song> page =
-                all<Song>(answer.value(QStringLiteral("searchResult3")).toObject(), QStringLiteral("song"), server, &SubsonicItems::song);
-            songs += page;
-            if (page.size() < songPageSize)
-                break;
+    QPointer self(this);
+    try {
+        const QUrl server = m_client->account().server;
+        if (m_client->isOpenSubsonic()) {
+            // OpenSubsonic servers list every song for an empty query, in pages.
+            for (;;) {
+                const QUrlQuery parameters = query(u"query", QString(), u"artistCount", u"0", u"albumCount", u"0", u"songCount",
+                                                   QString::number(songPageSize), u"songOffset", QString::number(feed->songs.size()));
+                const QJsonObject answer = co_await call("search3", parameters);
+                if (!self)
+                    co_return;
+                const QList<Song> page = all<Song>(answer.value(QStringLiteral("searchResult3")).toObject(), QStringLiteral("song"),
+                                                   server, &SubsonicItems::song);
+                feed->songs += page;
+                if (page.size() < songPageSize)
+                    break;
+                feed->expected = int(feed->songs.size()) + songPageSize;
+                feed->wake(this);
+            }
+            feed->finish(this);
+            co_return;
         }
-        listed->songs = std::move(songs);
-        co_return;
-    }
-    // Album by album, a window of requests at once, kept in the albums' order.
-    if (!listed->albums)
-        co_await libraryAlbums(0, 0);
-    const QList<Album> albums = listed->albums.value_or(QList<Album>());
-    std::deque<QCoro::Task<QList<Song>>> window;
-    for (const Album &album : albums) {
-        const QString albumID = album.id.rawValue();
-        window.push_back(albumSongs(albumID));
-        if (window.size() >= albumWindow) {
-            songs += co_await std::move(window.front());
+        // Album by album, a window of requests at once, kept in the albums' order.
+        if (!listed->albums)
+            co_await libraryAlbums(0, 0);
+        if (!self)
+            co_return;
+        const QList<Album> albums = listed->albums.value_or(QList<Album>());
+        for (const Album &album : albums)
+            feed->expected += album.trackCount;
+        std::deque<QCoro::Task<QList<Song>>> window;
+        auto takeFront = [&window, feed]() -> QCoro::Task<void> {
+            QCoro::Task<QList<Song>> front = std::move(window.front());
             window.pop_front();
+            feed->songs += co_await std::move(front);
+        };
+        for (const Album &album : albums) {
+            const QString albumID = album.id.rawValue();
+            window.push_back(albumSongs(albumID));
+            if (window.size() >= albumWindow) {
+                co_await takeFront();
+                if (!self)
+                    co_return;
+                feed->wake(this);
+            }
         }
+        while (!window.empty()) {
+            co_await takeFront();
+            if (!self)
+                co_return;
+            feed->wake(this);
+        }
+        feed->finish(this);
+    } catch (...) {
+        if (self)
+            feed->finish(this, std::current_exception());
     }
-    while (!window.empty()) {
-        songs += co_await std::move(window.front());
-        window.pop_front();
+}
+
+QCoro::Task<void> SubsonicService::prefetchPlaylist(QString playlistID, std::shared_ptr<PlaylistFetch> fetch)
+{
+    QPointer self(this);
+    try {
+        const QUrlQuery parameters = query(u"id", playlistID);
+        const QJsonObject answer = co_await call("getPlaylist", parameters);
+        if (!self)
+            co_return;
+        fetch->songs = all<Song>(answer.value(QStringLiteral("playlist")).toObject(), QStringLiteral("entry"), m_client->account().server,
+                                 &SubsonicItems::song);
+        fetch->finish(this);
+    } catch (...) {
+        if (self)
+            fetch->finish(this, std::current_exception());
     }
-    listed->songs = std::move(songs);
 }
 
 QCoro::Task<QList<Song>> SubsonicService::albumSongs(QString albumID)
@@ -387,6 +513,17 @@ QCoro::Task<QList<Song>> SubsonicService::tracks(Playlist playlist)
             songs += co_await albumSongs(albumID);
         }
         co_return songs;
+    }
+    // The songs fetched when the playlists were listed, unless that fetch failed.
+    QPointer self(this);
+    if (const std::shared_ptr<PlaylistFetch> fetch = listing()->playlistSongs.value(id)) {
+        while (!fetch->done) {
+            co_await fetch->next(false);
+            if (!self)
+                throw CancellationError();
+        }
+        if (!fetch->failure)
+            co_return fetch->songs;
     }
     const QUrlQuery parameters = query(u"id", id);
     const QJsonObject answer = co_await call("getPlaylist", parameters);
@@ -505,6 +642,36 @@ QCoro::Task<void> SubsonicService::addToLibrary(MusicItemID songID)
     // Everything on the server is in the library; adding marks the song as a favourite.
     const QUrlQuery parameters = query(u"id", songID.rawValue());
     co_await call("star", parameters);
+}
+
+QCoro::Task<QUrl> SubsonicService::makeShareLink(MusicItemID songID)
+{
+    QPointer self(this);
+    const QString server = displayName();
+    QJsonObject answer;
+    try {
+        answer = co_await call("createShare", query(u"id", songID.rawValue()));
+    } catch (const CancellationError &) {
+        throw;
+    } catch (...) {
+        const Error error = errorFromCurrentException();
+        Log::error(Log::sync(), "Failed to make a share link: %@", error);
+        // A refusal for this user and an unreachable server say so in their own words; anything
+        // else (an unknown method, shares turned off) means the server makes no links.
+        if ((error.domain() == QStringLiteral("Lumevar.MusicError") && error.code() == MusicError::notAuthorized) || isNetworkFailure(error))
+            throw;
+        throw MusicError(MusicError::serviceFailed,
+                         QStringLiteral("The server at %1 does not make share links, or has them turned off.").arg(server));
+    }
+    if (!self)
+        throw CancellationError();
+    const QJsonArray shares = list(answer.value(QStringLiteral("shares")).toObject(), QStringLiteral("share"));
+    const QUrl link(shares.isEmpty() ? QString() : shares.first().toObject().value(QStringLiteral("url")).toString());
+    if (!link.isValid() || link.host().isEmpty()) {
+        Log::error(Log::sync(), "The server's share of %@ has no link", songID.rawValue());
+        throw MusicError(MusicError::serviceFailed, QStringLiteral("The server at %1 made a share without a link.").arg(server));
+    }
+    co_return SubsonicClient::withoutCredentials(link);
 }
 
 QCoro::Task<QUrl> SubsonicService::playableURL(PlayParameters parameters)

@@ -6,8 +6,10 @@
 // The library is listed once per sync and served in pages from that listing: playlists and
 // artists in one request each, albums through getAlbumList2 in pages, songs through the
 // OpenSubsonic empty-query search3 in pages where the server offers it, else album by album
-// (getAlbum, several at once). A listing is kept for a short while, so that one sync's lists
-// come from the same moment, and dropped by Update Library. While the server cannot be reached
+// (getAlbum, several at once). Songs are listed in the background and each page is handed out as
+// soon as its songs are in, so the store writes while later albums are fetched; every playlist's
+// songs are fetched as soon as the playlists are listed, several at once. A listing is kept for a
+// short while, so that one sync's lists come from the same moment, and dropped by Update Library. While the server cannot be reached
 // it is asked again every minute; when it answers, the library is announced as changed, so the
 // sync that failed runs again.
 
@@ -33,6 +35,8 @@ public:
     ~SubsonicService() override;
 
     SubsonicClient &client() { return *m_client; }
+    // A password the user just gave for this account: the next request signs in with it.
+    void setPassword(const QString &password);
     // How long a listing serves later pages before the next sync lists anew.
     void setListingLifetimeMilliseconds(int milliseconds) { m_listingLifetime = milliseconds; }
     // Songs per request of the OpenSubsonic listing, albums per getAlbumList2 page.
@@ -65,6 +69,9 @@ public:
     QCoro::Task<CatalogSearchResponse> searchCatalog(QString term, int limit) override;
     QCoro::Task<Artist> catalogArtistWithTopSongs(MusicItemID artistID) override;
     QCoro::Task<void> addToLibrary(MusicItemID songID) override;
+    // A share of the song (createShare); the server's own link, stripped of anything that signs.
+    bool makesShareLinks() const override { return true; }
+    QCoro::Task<QUrl> makeShareLink(MusicItemID songID) override;
     QCoro::Task<QUrl> playableURL(PlayParameters parameters) override;
     QUrl authorizedURL(const QUrl &url) const override;
     // The last failure's words when the last request failed, else where to look.
@@ -73,13 +80,16 @@ public:
 
 private:
     struct Listing;
+    struct SongFeed;
+    struct PlaylistFetch;
 
     // Signs in first when not signed in yet; a call that fails for the network arms the retry.
     QCoro::Task<QJsonObject> call(const char *method);
     QCoro::Task<QJsonObject> call(const char *method, const QUrlQuery &parameters);
     QCoro::Task<QJsonObject> request(QString method, QUrlQuery parameters);
     std::shared_ptr<Listing> listing();
-    QCoro::Task<void> listSongs(std::shared_ptr<Listing> listing);
+    QCoro::Task<void> listSongs(std::shared_ptr<Listing> listing, std::shared_ptr<SongFeed> feed);
+    QCoro::Task<void> prefetchPlaylist(QString playlistID, std::shared_ptr<PlaylistFetch> fetch);
     QCoro::Task<QList<Song>> albumSongs(QString albumID);
     QCoro::Task<QList<Album>> albumList(QString type, int size);
     void noteFailure(const std::exception_ptr &error);

@@ -1,6 +1,7 @@
 #pragma once
-// The settings window, opened from the application menu (Ctrl+,): three tabs, "Appearance",
-// "Notifications" and "Privacy". Every change is stored and applied at once; there is nothing to confirm.
+// The settings window, opened from the application menu (Ctrl+,): four tabs, "Appearance",
+// "Notifications", "Privacy" and "Source". Every change is stored at once; there is nothing to
+// confirm. The source of the library is used from the next launch.
 
 #include "Lumevar/Settings/SettingsEditor.h"
 
@@ -9,6 +10,7 @@
 class AppearanceSettingsView;
 class NotificationsSettingsView;
 class PrivacySettingsView;
+class SourceSettingsView;
 class QTabWidget;
 
 class SettingsWindow : public QWidget {
@@ -21,6 +23,7 @@ public:
     AppearanceSettingsView *appearance() const { return m_appearance; }
     NotificationsSettingsView *notifications() const { return m_notifications; }
     PrivacySettingsView *privacy() const { return m_privacy; }
+    SourceSettingsView *source() const { return m_source; }
 
 private:
     SettingsEditor m_editor;
@@ -28,4 +31,5 @@ private:
     AppearanceSettingsView *m_appearance;
     NotificationsSettingsView *m_notifications;
     PrivacySettingsView *m_privacy;
+    SourceSettingsView *m_source;
 };

@@ -48,6 +48,16 @@ Failure failureOf(QCoro::Task<void> task)
     throw std::runtime_error("no failure");
 }
 
+// An answer to the empty search of an OpenSubsonic server: count songs from offset on.
+QByteArray songPage(int offset, int count)
+{
+    QByteArray songs;
+    for (int i = offset; i < offset + count; ++i)
+        songs += (songs.isEmpty() ? "" : ",") + QByteArray(R"({"id":"s)") + QByteArray::number(i) + R"(","title":"Song )" +
+                 QByteArray::number(i) + R"(","duration":61,"genres":[{"name":"Jazz"},{"name":"Soul"}]})";
+    return ScriptedPeer::ok(R"("searchResult3":{"song":[)" + songs + "]}");
+}
+
 QCoro::Task<void> callOnce(SubsonicClient &client, QString method)
 {
     const QUrlQuery none;
@@ -238,12 +248,7 @@ TEST(SubsonicWire, AnOpenSubsonicServerListsItsSongsThroughEmptySearchesInPages)
         if (!path.endsWith(u"/search3.view") || !query.queryItemValue(QStringLiteral("query")).isEmpty())
             return ScriptedPeer::failed(0, "unexpected");
         const int offset = query.queryItemValue(QStringLiteral("songOffset")).toInt();
-        const int count = std::min(query.queryItemValue(QStringLiteral("songCount")).toInt(), total - offset);
-        QByteArray songs;
-        for (int i = offset; i < offset + count; ++i)
-            songs += (songs.isEmpty() ? "" : ",") + QByteArray(R"({"id":"s)") + QByteArray::number(i) + R"(","title":"Song )" +
-                     QByteArray::number(i) + R"(","duration":61,"genres":[{"name":"Jazz"},{"name":"Soul"}]})";
-        return ScriptedPeer::ok(R"("searchResult3":{"song":[)" + songs + "]}");
+        return songPage(offset, std::min(query.queryItemValue(QStringLiteral("songCount")).toInt(), total - offset));
     });
     SubsonicService service(accountOf(peer));
     ASSERT_EQ(runTask(service.requestAuthorization()), MusicAuthorizationStatus::authorized);
@@ -256,6 +261,22 @@ TEST(SubsonicWire, AnOpenSubsonicServerListsItsSongsThroughEmptySearchesInPages)
     const int requests = peer.requests();
     EXPECT_EQ(runTask(service.librarySongs(500, 1000)).items.size(), 3);
     EXPECT_EQ(peer.requests(), requests);
+}
+
+TEST(SubsonicWire, AServerThatIgnoresTheOffsetEndsTheListingInsteadOfRepeatingItsFirstPageForever)
+{
+    ScriptedPeer peer([](const QString &path, const QUrlQuery &) -> std::optional<QByteArray> {
+        if (path.endsWith(u"/ping.view"))
+            return ScriptedPeer::ok(R"("openSubsonic":true)");
+        return songPage(0, SubsonicService::songPageSize);
+    });
+    SubsonicService service(accountOf(peer));
+    ASSERT_EQ(runTask(service.requestAuthorization()), MusicAuthorizationStatus::authorized);
+    LogStore::shared().clear();
+    const LibraryPage<Song> listed = runTask(service.librarySongs(0, 5 * SubsonicService::songPageSize));
+    EXPECT_EQ(listed.totalCount, SubsonicService::songPageSize);
+    EXPECT_EQ(peer.requests(), 3); // the ping, the first page and its repetition
+    ASSERT_EQ(LogStore::shared().entries().size(), 1);
 }
 
 TEST(SubsonicWire, AShareLinkIsTheServersOwnWithoutCredentialsAndAServerWithoutSharesSaysSo)

@@ -337,6 +337,22 @@ QCoro::Task<LibraryPage<Artist>> SubsonicService::libraryArtists(int offset, int
     co_return pageOf(*listed->artists, offset, limit);
 }
 
+namespace {
+
+// A server that ignores the offset answers its first page again and again: the listing stops at
+// a page that starts as the last one did, rather than growing without end.
+template <typename T>
+bool repeatsLastPage(const QList<T> &page, const QList<T> &listed, qsizetype lastPageStart, const char *what)
+{
+    if (page.isEmpty() || lastPageStart >= listed.size() || !(page.first().id == listed[lastPageStart].id))
+        return false;
+    Log::error(Log::sync(), "The server answered the same page of %@ for a later offset; the listing stops at %d",
+               QString::fromLatin1(what), int(listed.size()));
+    return true;
+}
+
+} // namespace
+
 QCoro::Task<LibraryPage<Album>> SubsonicService::libraryAlbums(int offset, int limit)
 {
     std::shared_ptr<Listing> listed = listing();
@@ -348,6 +364,8 @@ QCoro::Task<LibraryPage<Album>> SubsonicService::libraryAlbums(int offset, int l
             const QJsonObject answer = co_await call("getAlbumList2", parameters);
             const QList<Album> page = all<Album>(answer.value(QStringLiteral("albumList2")).toObject(), QStringLiteral("album"),
                                                  m_client->account().server, &SubsonicItems::album);
+            if (albums.size() >= albumPageSize && repeatsLastPage(page, albums, albums.size() - albumPageSize, "albums"))
+                break;
             albums += page;
             if (page.size() < albumPageSize)
                 break;
@@ -402,6 +420,9 @@ QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed, st
                     co_return;
                 const QList<Song> page = all<Song>(answer.value(QStringLiteral("searchResult3")).toObject(), QStringLiteral("song"),
                                                    server, &SubsonicItems::song);
+                if (feed->songs.size() >= songPageSize &&
+                    repeatsLastPage(page, feed->songs, feed->songs.size() - songPageSize, "songs"))
+                    break;
                 feed->songs += page;
                 if (page.size() < songPageSize)
                     break;

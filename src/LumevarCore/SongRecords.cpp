@@ -229,6 +229,7 @@ void SongRecords::ensureLoaded(SqliteConnection &db)
         m_slots.push_back({query.int64(0), libraryOrder ? at : ~at});
     }
     m_loaded = true;
+    m_tableRead = true;
     changed();
 }
 

@@ -16,6 +16,7 @@
 #include <QHash>
 #include <array>
 #include <limits>
+#include <utility>
 #include <vector>
 
 class SqliteConnection;
@@ -63,6 +64,10 @@ public:
     // the list last handed out.
     void adopt(SongImage image);
 
+    // True once after the records were read from the table: that read filled SQLite's page cache
+    // and left the heap it stepped through free, which the caller may give back.
+    bool takeTableRead() { return std::exchange(m_tableRead, false); }
+
     // One past the highest library order, known without a query while the records are loaded.
     std::optional<int> nextLibraryPosition() const;
 
@@ -109,6 +114,7 @@ private:
     void arrange(SqliteConnection &db, SortDescriptor<LocalSong> sort);
 
     bool m_loaded = false;
+    bool m_tableRead = false;
     std::vector<Slot> m_slots;
     // The library's records, in m_listOrder when that is set; between a write and the next
     // arrangement also records that left the library or were replaced.

@@ -39,12 +39,24 @@ public:
     explicit Private(QString path) : path(std::move(path)) {}
     QString path;
     StoreActor actor;
+    // The store file whose song records, saved beside it, were taken at the open and left in
+    // place; empty once a write removed them. Touched only by the store's jobs.
+    QString keptSnapshot;
 
-    // A job that writes: should it fail, the song records it touched are dropped with it.
+    // A job that writes: should it fail, the song records it touched are dropped with it. The
+    // saved records stop matching the store with its first write, so they go before it.
     template <typename Job>
     auto write(Job job)
     {
-        return actor.run(std::move(job), StoreActor::Access::write);
+        return actor.run(
+            [this, job = std::move(job)](StoreState &state) mutable -> decltype(auto) {
+                if (!keptSnapshot.isEmpty()) {
+                    SongSnapshot::remove(keptSnapshot);
+                    keptSnapshot.clear();
+                }
+                return job(state);
+            },
+            StoreActor::Access::write);
     }
 
     // The song records load right after an open, while the application builds its window, so
@@ -53,16 +65,19 @@ public:
     // it reports its own failure.
     void preloadSongs()
     {
-        actor.run([](StoreState &state) {
+        actor.run([this](StoreState &state) {
+            keptSnapshot.clear();
             if (!state.db.isOpen())
                 return;
             try {
                 const QString file = state.db.fileName();
                 std::optional<SongImage> image = file.isEmpty() ? std::nullopt : SongSnapshot::take(file);
-                if (image)
+                if (image) {
                     state.songs.adopt(std::move(*image));
-                else
+                    keptSnapshot = file;
+                } else {
                     state.songs.preload(state.db);
+                }
                 // Reads of the table went through the file's memory map, which keeps every page
                 // they touch resident: 60 MB at 100,000 songs once the records are read, and as
                 // much after a sync's reads when the records came from the snapshot. From here on
@@ -185,11 +200,14 @@ QCoro::Task<void> LocalDatabase::checkpoint()
 
 QCoro::Task<void> LocalDatabase::close()
 {
-    return m_d->actor.run([](StoreState &state) {
+    return m_d->actor.run([d = m_d.get()](StoreState &state) {
         // The records in memory equal the rows: saved beside the file, they spare the next open
-        // reading the table.
+        // reading the table. Records taken from the file saved last time, with no write and no
+        // other order since, are in it already: it stays as it is.
         std::optional<SongImage> image;
         const QString file = state.db.fileName();
+        const bool saved = !d->keptSnapshot.isEmpty() && d->keptSnapshot == file && state.songs.isAsAdopted();
+        d->keptSnapshot.clear();
         state.songIndex.forget();
         if (state.db.isOpen()) {
             try {
@@ -198,7 +216,7 @@ QCoro::Task<void> LocalDatabase::close()
                 Log::error(Log::app(), "Failed to fold the store's write-ahead log back: %@", error);
             }
             try {
-                if (!file.isEmpty() && state.songs.isLoaded())
+                if (!saved && !file.isEmpty() && state.songs.isLoaded())
                     image = state.songs.image(state.db);
             } catch (const StoreError &error) {
                 image.reset();

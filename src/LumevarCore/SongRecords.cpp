@@ -119,6 +119,7 @@ void SongRecords::adopt(SongImage image)
         m_listOrder = image.listOrder;
     m_lastSort = image.listOrder;
     m_loaded = true;
+    m_asAdopted = true;
 }
 
 std::optional<int> SongRecords::nextLibraryPosition() const
@@ -181,6 +182,7 @@ void SongRecords::forget()
 
 void SongRecords::changed()
 {
+    m_asAdopted = false;
     for (std::vector<qint64> &sorted : m_sorted)
         std::vector<qint64>().swap(sorted);
     m_listOrder.reset();
@@ -294,6 +296,7 @@ void SongRecords::removeRecord(qint64 pk)
 
 void SongRecords::arrange(SqliteConnection &db, SortDescriptor<LocalSong> sort)
 {
+    m_asAdopted = false;
     const std::vector<qint64> &sorted = sortedLibrary(db, sort.key);
     // Where each slot's record goes: at >= 0 into the list, below into the others.
     constexpr qint32 unplaced = removedRow;

@@ -57,6 +57,8 @@ public:
 
     // ---- Saved beside the store when it closes, and taken back in place of the table's rows.
     bool isLoaded() const { return m_loaded; }
+    // True while the records are those of the last adopted image, unchanged and in its order.
+    bool isAsAdopted() const { return m_asAdopted; }
     // Every record, with the library list in the order last asked for (worked out now if a
     // change dropped it) and the orders already worked out. Only while loaded.
     SongImage image(SqliteConnection &db);
@@ -115,6 +117,7 @@ private:
 
     bool m_loaded = false;
     bool m_tableRead = false;
+    bool m_asAdopted = false;
     std::vector<Slot> m_slots;
     // The library's records, in m_listOrder when that is set; between a write and the next
     // arrangement also records that left the library or were replaced.

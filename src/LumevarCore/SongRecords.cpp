@@ -302,9 +302,11 @@ void SongRecords::arrange(SqliteConnection &db, SortDescriptor<LocalSong> sort)
     constexpr qint32 unplaced = removedRow;
     std::vector<qint32> placed(m_slots.size(), unplaced);
     qint32 listed = 0;
+    // A row named twice (an order read from a damaged file) is placed once: the permutation
+    // below needs each record to have one place.
     auto place = [&](qint64 pk) {
         const auto slot = slotOf(pk);
-        if (slot != m_slots.end() && slot->pk == pk && slot->at != removedRow)
+        if (slot != m_slots.end() && slot->pk == pk && slot->at != removedRow && placed[size_t(slot - m_slots.begin())] == unplaced)
             placed[size_t(slot - m_slots.begin())] = listed++;
     };
     if (sort.order == SortOrder::forward)

@@ -112,12 +112,15 @@ measureWithList() {
     echo "relaunch_list_quit_s=$(echo "$(date +%s.%N) - $quitStart" | bc -l | xargs printf '%.2f')"
 }
 
+# LUMEVAR_MEMORY_LIST_ONLY=1 measures only the launches with the list.
 # LUMEVAR_MEMORY_HOME=DIR runs in DIR (and DIR-list) and keeps them (a relaunch can then be profiled).
 for ((run = 1; run <= runs; ++run)); do
     home=${LUMEVAR_MEMORY_HOME:-$(mktemp -d)}
     mkdir -p "$home"
-    measure first "$home"
-    measure relaunch "$home"
+    if [[ -z ${LUMEVAR_MEMORY_LIST_ONLY:-} ]]; then
+        measure first "$home"
+        measure relaunch "$home"
+    fi
     [[ -n ${LUMEVAR_MEMORY_HOME:-} ]] || rm -rf "$home"
     home=${LUMEVAR_MEMORY_HOME:+$LUMEVAR_MEMORY_HOME-list}
     home=${home:-$(mktemp -d)}

@@ -36,7 +36,8 @@ qint64 SongRow::digest() const
 const LocalSong *SongRecords::find(SqliteConnection &db, qint64 pk)
 {
     ensureLoaded(db);
-    return findRecord(pk);
+    const auto slot = slotOf(pk);
+    return slot != m_slots.end() && slot->pk == pk ? recordAt(slot->at) : nullptr;
 }
 
 QList<LocalSong> SongRecords::inOrder(SqliteConnection &db, const std::vector<qint64> &pks)
@@ -45,7 +46,7 @@ QList<LocalSong> SongRecords::inOrder(SqliteConnection &db, const std::vector<qi
     QList<LocalSong> songs;
     songs.reserve(qsizetype(pks.size()));
     for (const qint64 pk : pks) {
-        const LocalSong *found = findRecord(pk);
+        const LocalSong *found = find(db, pk);
         if (!found)
             continue;
         songs.append(*found);
@@ -56,28 +57,11 @@ QList<LocalSong> SongRecords::inOrder(SqliteConnection &db, const std::vector<qi
 
 QList<LocalSong> SongRecords::library(SqliteConnection &db, SortDescriptor<LocalSong> sort)
 {
-    if (m_loaded && m_listOrder == sort)
-        return m_list;
-    // The kept list goes first: its block can hold the new one, and three lists of 100,000 songs
-    // (the caller's, the kept one, the new one) never stand at once.
-    m_list = {};
-    m_listOrder.reset();
     ensureLoaded(db);
-    const std::vector<qint64> &sorted = sortedLibrary(db, sort.key);
-    QList<LocalSong> songs;
-    songs.reserve(qsizetype(sorted.size()));
-    auto append = [this, &songs](qint64 pk) {
-        if (const LocalSong *found = findRecord(pk))
-            songs.append(*found);
-    };
-    if (sort.order == SortOrder::forward)
-        std::for_each(sorted.begin(), sorted.end(), append);
-    else
-        std::for_each(sorted.rbegin(), sorted.rend(), append);
-    m_list = songs;
-    m_listOrder = sort;
+    if (m_listOrder != sort)
+        arrange(db, sort);
     m_lastSort = sort;
-    return songs;
+    return m_listed;
 }
 
 SongImage SongRecords::image(SqliteConnection &db)
@@ -85,39 +69,24 @@ SongImage SongRecords::image(SqliteConnection &db)
     SongImage image;
     if (!m_loaded)
         return image;
-    // Whether each slot's record is in the list (the slots are in row order).
-    std::vector<bool> listed(m_records.size(), false);
+    if (m_lastSort && m_listOrder != m_lastSort)
+        arrange(db, *m_lastSort);
     if (m_lastSort) {
-        const std::vector<qint64> &sorted = sortedLibrary(db, m_lastSort->key);
-        // The kept list is that list already: it is shared, not copied record by record (a copy
-        // of 100,000 records was most of what a quit cost).
-        const bool kept = m_listOrder == m_lastSort;
+        // The list is shared into the image, not copied record by record (a copy of 100,000
+        // records was most of what a quit cost).
         image.listOrder = m_lastSort;
-        if (kept)
-            image.list = m_list;
-        else
-            image.list.reserve(qsizetype(sorted.size()));
-        image.listRows.reserve(sorted.size());
-        auto add = [this, &image, &listed, kept](qint64 pk) {
-            const auto slot = slotOf(pk);
-            if (slot == m_records.end() || slot->pk != pk || !slot->record)
-                return;
-            image.listRows.push_back(pk);
-            if (!kept)
-                image.list.append(*slot->record);
-            listed[size_t(slot - m_records.begin())] = true;
-        };
-        if (m_lastSort->order == SortOrder::forward)
-            std::for_each(sorted.begin(), sorted.end(), add);
-        else
-            std::for_each(sorted.rbegin(), sorted.rend(), add);
+        image.list = m_listed;
+        image.listRows.resize(size_t(m_listed.size()));
     }
-    for (size_t i = 0; i < m_records.size(); ++i) {
-        const Entry &entry = m_records[i];
-        if (!entry.record || listed[i])
+    for (const Slot &slot : m_slots) {
+        if (slot.at == removedRow)
             continue;
-        image.otherRows.push_back(entry.pk);
-        image.others.append(*entry.record);
+        if (slot.at >= 0 && m_lastSort) {
+            image.listRows[size_t(slot.at)] = slot.pk;
+            continue;
+        }
+        image.otherRows.push_back(slot.pk);
+        image.others.append(*recordAt(slot.at));
     }
     image.sorted = m_sorted;
     return image;
@@ -126,33 +95,31 @@ SongImage SongRecords::image(SqliteConnection &db)
 void SongRecords::adopt(SongImage image)
 {
     forget();
-    // The records join in the order of their rows: the rows are sorted beside where each record
-    // stands (the list's by position, the others' after them), and each record is taken once.
-    std::vector<std::pair<qint64, qsizetype>> order;
-    order.reserve(size_t(image.list.size() + image.others.size()));
-    for (qsizetype i = 0; i < image.list.size(); ++i)
-        order.emplace_back(image.listRows[size_t(i)], i);
-    for (qsizetype i = 0; i < image.others.size(); ++i)
-        order.emplace_back(image.otherRows[size_t(i)], image.list.size() + i);
-    std::sort(order.begin(), order.end());
-    m_records.reserve(order.size());
-    for (const auto &[pk, at] : order) {
-        // A row named twice (a damaged image) keeps its first record: the look-up by row needs
-        // each row once.
-        if (!m_records.empty() && m_records.back().pk == pk)
-            continue;
-        m_records.push_back({pk, at < image.list.size() ? image.list[at] : std::move(image.others[at - image.list.size()])});
-    }
-    image.others = {};
+    // Rows are looked up by number: each row once, in order. A row named twice (a damaged image)
+    // keeps its first record.
+    const auto listed = qint32(std::min(image.listRows.size(), size_t(image.list.size())));
+    const auto others = qint32(std::min(image.otherRows.size(), size_t(image.others.size())));
+    m_slots.reserve(size_t(listed + others));
+    for (qint32 i = 0; i < listed; ++i)
+        m_slots.push_back({image.listRows[size_t(i)], i});
+    for (qint32 i = 0; i < others; ++i)
+        m_slots.push_back({image.otherRows[size_t(i)], ~i});
+    std::stable_sort(m_slots.begin(), m_slots.end(), [](const Slot &a, const Slot &b) { return a.pk < b.pk; });
+    m_slots.erase(std::unique(m_slots.begin(), m_slots.end(), [](const Slot &a, const Slot &b) { return a.pk == b.pk; }),
+                  m_slots.end());
     for (const QString &text : std::as_const(image.sharedTexts))
         m_texts.insert(text, text);
     for (const auto &[text, url] : std::as_const(image.urls))
         m_urls.insert(text, url);
     m_sorted = std::move(image.sorted);
-    m_list = std::move(image.list);
-    m_listOrder = image.listOrder;
+    m_listed = std::move(image.list);
+    m_others = std::move(image.others);
+    // A list with a row named twice is not the library list: the next ask arranges it anew.
+    if (m_slots.size() == size_t(listed + others))
+        m_listOrder = image.listOrder;
     m_lastSort = image.listOrder;
     m_loaded = true;
+    m_asAdopted = true;
 }
 
 std::optional<int> SongRecords::nextLibraryPosition() const
@@ -160,9 +127,10 @@ std::optional<int> SongRecords::nextLibraryPosition() const
     if (!m_loaded)
         return std::nullopt;
     int next = 0;
-    for (const Entry &entry : m_records) {
-        if (entry.record && entry.record->order)
-            next = std::max(next, *entry.record->order + 1);
+    for (const Slot &slot : m_slots) {
+        const LocalSong *record = recordAt(slot.at);
+        if (record && record->order)
+            next = std::max(next, *record->order + 1);
     }
     return next;
 }
@@ -186,8 +154,9 @@ void SongRecords::libraryOrderChanged(qint64 pk, std::optional<int> libraryOrder
 {
     if (!m_loaded)
         return;
-    if (LocalSong *found = findRecord(pk))
-        found->order = libraryOrder;
+    const auto slot = slotOf(pk);
+    if (slot != m_slots.end() && slot->pk == pk && slot->at != removedRow)
+        writable(*slot).order = libraryOrder;
     changed();
 }
 
@@ -202,8 +171,9 @@ void SongRecords::removed(qint64 pk)
 void SongRecords::forget()
 {
     m_loaded = false;
-    m_records = {};
-    m_emptySlots = 0;
+    m_slots = {};
+    m_listed = {};
+    m_others = {};
     m_texts = {};
     m_utf8Texts = {};
     m_urls = {};
@@ -212,9 +182,9 @@ void SongRecords::forget()
 
 void SongRecords::changed()
 {
+    m_asAdopted = false;
     for (std::vector<qint64> &sorted : m_sorted)
         std::vector<qint64>().swap(sorted);
-    m_list = {};
     m_listOrder.reset();
 }
 
@@ -222,10 +192,17 @@ void SongRecords::ensureLoaded(SqliteConnection &db)
 {
     if (m_loaded)
         return;
+    SqliteQuery counts = db.query("SELECT count(*), count(library_order) FROM songs");
+    counts.next();
+    const qint64 total = counts.int64(0);
+    const qint64 inLibrary = counts.int64(1);
     SqliteQuery query = db.query("SELECT pk, id, title, artist, album, duration, genre, release_date, artwork,"
                                  " play_id, play_kind, library_order FROM songs ORDER BY pk");
-    std::vector<Entry> records;
-    records.reserve(size_t(db.scalar("SELECT count(*) FROM songs")));
+    // The library's records go straight into the list that will be handed out, so that sorting
+    // it for the first list moves records in place and no second array is ever made.
+    m_listed.reserve(qsizetype(inLibrary));
+    m_others.reserve(qsizetype(total - inLibrary));
+    m_slots.reserve(size_t(total));
     auto sharedColumn = [this, &query](int column) -> std::optional<QString> {
         if (query.isNull(column))
             return std::nullopt;
@@ -248,64 +225,151 @@ void SongRecords::ensureLoaded(SqliteConnection &db)
             row.playID = query.bytes(9) == query.bytes(1) ? row.id : query.text(9);
         row.playKind = sharedColumn(10);
         const std::optional<int> libraryOrder = query.isNull(11) ? std::nullopt : std::optional(int(query.int64(11)));
-        records.push_back({query.int64(0), record(row, libraryOrder)});
+        QList<LocalSong> &into = libraryOrder ? m_listed : m_others;
+        into.append(record(row, libraryOrder));
+        const auto at = qint32(into.size() - 1);
+        m_slots.push_back({query.int64(0), libraryOrder ? at : ~at});
     }
-    m_records = std::move(records);
-    m_emptySlots = 0;
     m_loaded = true;
+    m_tableRead = true;
     changed();
 }
 
-std::vector<SongRecords::Entry>::iterator SongRecords::slotOf(qint64 pk)
+std::vector<SongRecords::Slot>::iterator SongRecords::slotOf(qint64 pk)
 {
     // Rows are numbered upwards, so the slot of row pk is at most pk - first slots in, and at
     // least that minus the numbers missing between the first row and the last: with no rows
     // missing (a store synced once) the slot is found at once, with a few missing in a few steps.
-    if (m_records.empty() || pk > m_records.back().pk)
-        return m_records.end();
-    if (pk <= m_records.front().pk)
-        return m_records.begin();
-    const auto count = qint64(m_records.size());
-    const qint64 missing = m_records.back().pk - m_records.front().pk + 1 - count;
-    const qint64 highest = std::min(count - 1, pk - m_records.front().pk);
+    if (m_slots.empty() || pk > m_slots.back().pk)
+        return m_slots.end();
+    if (pk <= m_slots.front().pk)
+        return m_slots.begin();
+    const auto count = qint64(m_slots.size());
+    const qint64 missing = m_slots.back().pk - m_slots.front().pk + 1 - count;
+    const qint64 highest = std::min(count - 1, pk - m_slots.front().pk);
     const qint64 lowest = std::max<qint64>(0, highest - missing);
-    return std::lower_bound(m_records.begin() + lowest, m_records.begin() + highest + 1, pk,
-                            [](const Entry &entry, qint64 key) { return entry.pk < key; });
+    return std::lower_bound(m_slots.begin() + lowest, m_slots.begin() + highest + 1, pk,
+                            [](const Slot &slot, qint64 key) { return slot.pk < key; });
 }
 
-LocalSong *SongRecords::findRecord(qint64 pk)
+const LocalSong *SongRecords::recordAt(qint32 at) const
 {
-    const auto found = slotOf(pk);
-    return found != m_records.end() && found->pk == pk && found->record ? &*found->record : nullptr;
+    if (at == removedRow)
+        return nullptr;
+    return at >= 0 ? &m_listed.at(at) : &m_others.at(~at);
+}
+
+LocalSong &SongRecords::writable(Slot &slot)
+{
+    if (slot.at >= 0 && !m_listed.isDetached()) {
+        m_others.append(m_listed.at(slot.at));
+        slot.at = ~qint32(m_others.size() - 1);
+    }
+    return slot.at >= 0 ? m_listed[slot.at] : m_others[~slot.at];
 }
 
 void SongRecords::putRecord(qint64 pk, LocalSong record)
 {
-    if (m_records.empty() || m_records.back().pk < pk) {
-        m_records.push_back({pk, std::move(record)});
+    auto slot = slotOf(pk);
+    if (slot != m_slots.end() && slot->pk == pk && slot->at != removedRow) {
+        writable(*slot) = std::move(record);
         return;
     }
-    const auto found = slotOf(pk);
-    if (found != m_records.end() && found->pk == pk) {
-        if (!found->record)
-            --m_emptySlots;
-        found->record = std::move(record);
-        return;
-    }
-    m_records.insert(found, {pk, std::move(record)});
+    m_others.append(std::move(record));
+    const auto at = ~qint32(m_others.size() - 1);
+    if (slot != m_slots.end() && slot->pk == pk)
+        slot->at = at;
+    else
+        m_slots.insert(slot, {pk, at});
 }
 
 void SongRecords::removeRecord(qint64 pk)
 {
-    const auto found = slotOf(pk);
-    if (found == m_records.end() || found->pk != pk || !found->record)
+    const auto slot = slotOf(pk);
+    if (slot == m_slots.end() || slot->pk != pk || slot->at == removedRow)
         return;
-    found->record.reset();
-    if (++m_emptySlots * 2 < m_records.size())
+    // The record's texts go now unless a list someone holds still shows it.
+    if (slot->at < 0 || m_listed.isDetached())
+        writable(*slot) = LocalSong();
+    slot->at = removedRow;
+}
+
+void SongRecords::arrange(SqliteConnection &db, SortDescriptor<LocalSong> sort)
+{
+    m_asAdopted = false;
+    const std::vector<qint64> &sorted = sortedLibrary(db, sort.key);
+    // Where each slot's record goes: at >= 0 into the list, below into the others.
+    constexpr qint32 unplaced = removedRow;
+    std::vector<qint32> placed(m_slots.size(), unplaced);
+    qint32 listed = 0;
+    // A row named twice (an order read from a damaged file) is placed once: the permutation
+    // below needs each record to have one place.
+    auto place = [&](qint64 pk) {
+        const auto slot = slotOf(pk);
+        if (slot != m_slots.end() && slot->pk == pk && slot->at != removedRow && placed[size_t(slot - m_slots.begin())] == unplaced)
+            placed[size_t(slot - m_slots.begin())] = listed++;
+    };
+    if (sort.order == SortOrder::forward)
+        std::for_each(sorted.begin(), sorted.end(), place);
+    else
+        std::for_each(sorted.rbegin(), sorted.rend(), place);
+
+    // The list held by nobody else, of exactly the library's records: sorted where it stands,
+    // each record moved once along the cycles of the permutation.
+    const bool inPlace = m_listed.isDetached() && listed == m_listed.size() &&
+                         std::all_of(m_slots.begin(), m_slots.end(), [&](const Slot &slot) {
+                             return slot.at != removedRow && (slot.at >= 0) == (placed[size_t(&slot - m_slots.data())] != unplaced);
+                         });
+    if (inPlace) {
+        std::vector<qint32> target(size_t(m_listed.size()));
+        for (size_t i = 0; i < m_slots.size(); ++i) {
+            if (m_slots[i].at >= 0)
+                target[size_t(m_slots[i].at)] = placed[i];
+        }
+        LocalSong *records = m_listed.data();
+        for (qint32 i = 0; i < qint32(target.size()); ++i) {
+            while (target[size_t(i)] != i) {
+                const qint32 to = target[size_t(i)];
+                std::swap(records[i], records[to]);
+                std::swap(target[size_t(i)], target[size_t(to)]);
+            }
+        }
+        for (size_t i = 0; i < m_slots.size(); ++i) {
+            if (m_slots[i].at >= 0)
+                m_slots[i].at = placed[i];
+        }
+        m_listOrder = sort;
         return;
-    m_records.erase(std::remove_if(m_records.begin(), m_records.end(), [](const Entry &entry) { return !entry.record; }),
-                    m_records.end());
-    m_emptySlots = 0;
+    }
+
+    // Else a new list. Records are moved out of lists only this object holds and copied from a
+    // list someone else still shows; that list is let go here and freed when its holder drops it.
+    const bool ownListed = m_listed.isDetached();
+    auto take = [&](qint32 at) -> LocalSong {
+        if (at < 0)
+            return std::move(m_others[~at]);
+        return ownListed ? std::move(m_listed[at]) : m_listed.at(at);
+    };
+    QList<LocalSong> list(listed);
+    QList<LocalSong> others;
+    std::vector<Slot> slots;
+    slots.reserve(m_slots.size());
+    for (size_t i = 0; i < m_slots.size(); ++i) {
+        const Slot &slot = m_slots[i];
+        if (slot.at == removedRow)
+            continue;
+        if (placed[i] != unplaced) {
+            list[placed[i]] = take(slot.at);
+            slots.push_back({slot.pk, placed[i]});
+        } else {
+            others.append(take(slot.at));
+            slots.push_back({slot.pk, ~qint32(others.size() - 1)});
+        }
+    }
+    m_listed = std::move(list);
+    m_others = std::move(others);
+    m_slots = std::move(slots);
+    m_listOrder = sort;
 }
 
 const std::vector<qint64> &SongRecords::sortedLibrary(SqliteConnection &db, LocalSong::SortKey key)
@@ -339,7 +403,7 @@ const std::vector<qint64> &SongRecords::sortedLibrary(SqliteConnection &db, Loca
         bool absent;
     };
     std::vector<Row> rows;
-    rows.reserve(size_t(m_records.size()));
+    rows.reserve(m_slots.size());
     QByteArray keys;
     SqliteQuery query = db.query(QByteArray("SELECT pk, ") + column + " FROM songs WHERE library_order IS NOT NULL");
     while (query.next()) {

@@ -380,8 +380,6 @@ std::optional<SongImage> take(const QString &storePath)
     if (file.open(QIODevice::ReadOnly))
         bytes = file.readAll();
     file.close();
-    // Used once at most: whatever this run changes is not in it.
-    QFile::remove(path);
 
     try {
         Header header{};
@@ -403,8 +401,18 @@ std::optional<SongImage> take(const QString &storePath)
     } catch (const Refused &refused) {
         Log::error(Log::app(), "The song records saved beside the store are not used (%@); they are read from the store",
                     QString::fromUtf8(refused.what()));
+        remove(storePath);
         return std::nullopt;
     }
+}
+
+bool remove(const QString &storePath)
+{
+    QFile file(pathBeside(storePath));
+    if (!file.exists() || file.remove())
+        return true;
+    Log::error(Log::app(), "Failed to remove the song records saved beside the store: %@", file.errorString());
+    return false;
 }
 
 } // namespace SongSnapshot

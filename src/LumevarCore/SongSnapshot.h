@@ -8,9 +8,10 @@
 //
 // The file is trusted only beside the very store file it was written for: its header holds that
 // file's device, inode, size and modification time, taken once the write-ahead log was folded
-// back and the store closed, and a store whose log holds anything has changed since. Reading the
-// file removes it, so a run that changes the store and ends without closing it leaves no file
-// behind. A file in doubt (another format, damaged bytes, another or a changed store) is not used:
+// back and the store closed, and a store whose log holds anything has changed since. A file that
+// was taken stays while the store is as it was: the store's first write removes it (see
+// LocalDatabase), so a run that changes the store and ends without closing it leaves no file
+// behind, and a run that changed nothing has nothing to save when it closes. A file in doubt (another format, damaged bytes, another or a changed store) is not used:
 // one line is logged and the records are read from the table.
 
 #include "LumevarCore/Records.h"
@@ -47,8 +48,12 @@ QString pathBeside(const QString &storePath);
 // failure logs one line and leaves no file.
 void write(const QString &storePath, const SongImage &image);
 
-// The image saved beside the open store file, when it belongs to it as it is now. Removes the
-// file in every case; nothing when there is none.
+// The image saved beside the open store file, when it belongs to it as it is now; the file is
+// left in place, and the caller removes it before the store's first write. A file that does not
+// belong is removed; nothing when there is none.
 std::optional<SongImage> take(const QString &storePath);
+
+// Removes the file beside the store; false, with one line logged, when it stays.
+bool remove(const QString &storePath);
 
 } // namespace SongSnapshot

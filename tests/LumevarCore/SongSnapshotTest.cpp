@@ -6,6 +6,7 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <functional>
 
@@ -85,7 +86,7 @@ TEST_F(SongSnapshotTest, RecordsAfterReopeningEqualAFreshReadOfTheTableAfterEver
     runTask(database->open());
     const SongLists fromSnapshot = lists();
     EXPECT_TRUE(refusals(logged).isEmpty()) << refusals(logged).join('\n').toStdString();
-    EXPECT_FALSE(QFile::exists(snapshotPath())) << "a snapshot is used once: a run that ends without closing leaves none";
+    EXPECT_TRUE(QFile::exists(snapshotPath())) << "a snapshot taken stays while the store is only read";
 
     // The same lists read from the table.
     runTask(database->close());
@@ -111,6 +112,50 @@ TEST_F(SongSnapshotTest, RecordsAfterReopeningEqualAFreshReadOfTheTableAfterEver
     runTask(database->open());
     EXPECT_EQ(kept, lists());
     EXPECT_EQ(titles(kept.library[0]), (QStringList{"After", "Café 12", "Last"}));
+}
+
+TEST_F(SongSnapshotTest, ARunThatOnlyReadsKeepsTheSavedFileAndTheFirstWriteRemovesItBeforeItLands)
+{
+    const SortDescriptor<LocalSong> byArtist{LocalSong::SortKey::artistName, SortOrder::reverse};
+    const QList<LocalSong> saved = runTask(database->allLibrarySongs(byArtist));
+    runTask(database->close());
+    QFile file(snapshotPath());
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray bytes = file.readAll();
+    file.close();
+    const QDateTime written = QFileInfo(file).lastModified();
+
+    // Reads only, the list in the order saved: the close has nothing to save.
+    const qsizetype logged = LogStore::shared().entries().size();
+    runTask(database->open());
+    EXPECT_EQ(runTask(database->allLibrarySongs(byArtist)), saved);
+    runTask(database->search(QStringLiteral("beach")));
+    runTask(database->songs(runTask(database->allPlaylists({LocalPlaylist::SortKey::name})).first()));
+    runTask(database->close());
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.readAll(), bytes);
+    file.close();
+    EXPECT_EQ(QFileInfo(file).lastModified(), written) << "rewritten though nothing changed";
+
+    // Still trusted by the next open, and gone with the first write: a run killed after it finds
+    // no file that misses the write.
+    runTask(database->open());
+    EXPECT_EQ(runTask(database->allLibrarySongs(byArtist)), saved);
+    EXPECT_TRUE(refusals(logged).isEmpty()) << refusals(logged).join('\n').toStdString();
+    runTask(database->addLibrarySongs({makeSong("5", "Señorita", "Beat")}));
+    EXPECT_FALSE(QFile::exists(snapshotPath()));
+    runTask(database->close());
+    runTask(database->open());
+    EXPECT_EQ(runTask(database->allLibrarySongs(byArtist)).size(), saved.size() + 1);
+
+    // Another order asked is saved at the close, so the next first list is handed out as it is.
+    runTask(database->allLibrarySongs({LocalSong::SortKey::title}));
+    runTask(database->close());
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_NE(file.readAll(), bytes);
+    file.close();
+    runTask(database->open());
+    EXPECT_TRUE(refusals(logged).isEmpty());
 }
 
 TEST_F(SongSnapshotTest, AStaleDamagedOrForeignSnapshotIsRefusedWithOneLineAndTheTableIsRead)
@@ -175,7 +220,8 @@ TEST(SongSnapshotChild, OpensTheStoreAndTakesTheRecords)
     runTask(database.open());
     EXPECT_EQ(runTask(database.allLibrarySongs({LocalSong::SortKey::title, SortOrder::forward})).size(), 4);
     EXPECT_EQ(refusals(from), QStringList());
-    EXPECT_FALSE(QFile::exists(SongSnapshot::pathBeside(path))) << "taken";
+    // A refused file is removed; a taken one stays while nothing is written.
+    EXPECT_TRUE(QFile::exists(SongSnapshot::pathBeside(path))) << "taken";
     runTask(database.close());
 }
 

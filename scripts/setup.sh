@@ -30,8 +30,6 @@ packages=(
   desktop-file-utils
   # bench/memory-at-scale.sh times the quit
   bc
-  # where the memory of a running build goes (live blocks by call site) and what its quit waits on
-  heaptrack strace
   # the fuzz preset: clang with libFuzzer and the sanitizers' runtimes
   clang-14 libclang-rt-14-dev
 )

@@ -187,7 +187,8 @@ int main(int argc, char **argv)
             QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
         copyInto(service.scanCacheFile(), out + QStringLiteral("/scan_cache/library.cache"));
     }
-    copyInto(SongSnapshot::pathBeside(storePath), out + QStringLiteral("/song_snapshot/synced"));
+    // The snapshot's target takes the payload alone and puts the header its scratch store needs.
+    put(out + QStringLiteral("/song_snapshot/synced"), contents(SongSnapshot::pathBeside(storePath)).mid(SongSnapshot::headerSize));
     copyInto(storePath, out + QStringLiteral("/store_open/synced.db"));
 
     // Texts typed into the search field: the first byte 0 reads the rest as UTF-8.

@@ -331,30 +331,40 @@ namespace SongSnapshot {
 
 QString pathBeside(const QString &storePath) { return storePath + QStringLiteral("-songs"); }
 
-void write(const QString &storePath, const SongImage &image)
+static_assert(sizeof(Header) == SongSnapshot::headerSize);
+
+std::optional<QByteArray> headerFor(const QString &storePath, const QByteArray &payload)
 {
-    const QString path = pathBeside(storePath);
     const std::optional<StoreIdentity> store = identityOf(storePath);
-    if (!store || !logIsEmpty(storePath)) {
-        // Records saved now would describe a store the file alone does not hold.
-        QFile::remove(path);
-        Log::notice(Log::app(), "The song records are not saved beside the store: its file is not whole");
-        return;
-    }
-    const QByteArray payload = payloadOf(image);
+    if (!store || !logIsEmpty(storePath))
+        return std::nullopt;
     Header header{};
     std::memcpy(header.magic, magic, sizeof magic);
     header.version = formatVersion;
     header.store = *store;
     header.payloadSize = quint64(payload.size());
     header.payloadHash = hashOf(payload.constData(), payload.size());
+    return QByteArray(reinterpret_cast<const char *>(&header), sizeof header);
+}
+
+void write(const QString &storePath, const SongImage &image)
+{
+    const QString path = pathBeside(storePath);
+    const QByteArray payload = payloadOf(image);
+    const std::optional<QByteArray> header = headerFor(storePath, payload);
+    if (!header) {
+        // Records saved now would describe a store the file alone does not hold.
+        QFile::remove(path);
+        Log::notice(Log::app(), "The song records are not saved beside the store: its file is not whole");
+        return;
+    }
 
     // Written beside its name and renamed over it, so a reader never sees half a file. Unlike
     // QSaveFile this does not wait for the disk (fsync), which a quit would wait for: a file cut
     // short by a power loss fails its digest and the next open reads the table instead.
     QTemporaryFile file(path + QStringLiteral(".XXXXXX"));
     bool written = file.open() &&
-                   file.write(reinterpret_cast<const char *>(&header), sizeof header) == qint64(sizeof header) &&
+                   file.write(*header) == header->size() &&
                    file.write(payload) == payload.size() && file.flush();
     QString failure = file.errorString();
     file.close();

@@ -16,6 +16,7 @@
 
 #include "LumevarCore/Records.h"
 
+#include <QByteArray>
 #include <QList>
 #include <QString>
 #include <array>
@@ -41,8 +42,16 @@ struct SongImage {
 
 namespace SongSnapshot {
 
+// The bytes before the payload in a file.
+inline constexpr qsizetype headerSize = 64;
+
 // Where the snapshot of the store file at storePath lives.
 QString pathBeside(const QString &storePath);
+
+// The header that ties a snapshot holding payload to the store file at storePath as it is now;
+// nullopt when that file cannot be read or its log is not folded back. write() puts it before the
+// payload; the fuzz target of the reader uses it to hand arbitrary payloads to the reader.
+std::optional<QByteArray> headerFor(const QString &storePath, const QByteArray &payload);
 
 // Writes the image beside the store file, which must be closed with its log folded back. A
 // failure logs one line and leaves no file.

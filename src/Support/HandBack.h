@@ -1,0 +1,36 @@
+#pragma once
+// The end of work that runs on another thread, awaited by one coroutine. The awaiter resumes on
+// its own thread: through that thread's event loop when it runs one, so a thread with a window
+// never blocks; by waiting, without spinning, when it runs none (a pool's worker, a plain
+// std::thread), since a call queued to such a thread would never run.
+
+#include <coroutine>
+#include <memory>
+
+class HandBack {
+public:
+    HandBack();
+
+    // Called once, on any thread, when the work has ended (its result already stored).
+    void finish() const;
+
+    class Awaiter {
+    public:
+        bool await_ready() const noexcept;
+        bool await_suspend(std::coroutine_handle<> awaiting) noexcept;
+        void await_resume() const noexcept {}
+
+    private:
+        friend class HandBack;
+        explicit Awaiter(std::shared_ptr<struct HandBackState> state) : m_state(std::move(state)) {}
+        std::shared_ptr<struct HandBackState> m_state;
+    };
+    Awaiter operator co_await() const { return Awaiter(m_state); }
+
+    // Whether a call queued to the current thread runs: the application's thread once an
+    // application object exists, or a thread inside QThread::exec() or a QEventLoop.
+    static bool currentThreadRunsEventLoop();
+
+private:
+    std::shared_ptr<struct HandBackState> m_state;
+};

@@ -8,13 +8,12 @@
 #include "LumevarCore/StoreSearch.h"
 #include "LumevarCore/StoreWrites.h"
 #include "Support/Log.h"
+#include "Support/PoolTask.h"
 #include "Support/WorkerPools.h"
 
-#include <QCoroFuture>
 #include <QDir>
 #include <QFileInfo>
 #include <QStandardPaths>
-#include <QtConcurrent/QtConcurrentRun>
 
 class LocalDatabase::Private {
 public:
@@ -249,12 +248,12 @@ QCoro::Task<void> LocalDatabase::storePlaylists(QList<Playlist> playlists, qint6
 
 QCoro::Task<void> LocalDatabase::storeAlbums(QList<Album> albums, qint64 generation)
 {
-    return m_d->write([albums, generation](StoreState &s) { StoreWrites::storeAlbums(s.db, albums, generation); });
+    return m_d->write([albums, generation](StoreState &s) { StoreWrites::storeAlbums(s, albums, generation); });
 }
 
 QCoro::Task<void> LocalDatabase::storeArtists(QList<Artist> artists, qint64 generation)
 {
-    return m_d->write([artists, generation](StoreState &s) { StoreWrites::storeArtists(s.db, artists, generation); });
+    return m_d->write([artists, generation](StoreState &s) { StoreWrites::storeArtists(s, artists, generation); });
 }
 
 QCoro::Task<void> LocalDatabase::storeLibrarySongs(QList<Song> songs, qint64 generation, int firstPosition)
@@ -262,9 +261,11 @@ QCoro::Task<void> LocalDatabase::storeLibrarySongs(QList<Song> songs, qint64 gen
     // Cleaning and deriving keys take a third of the work: done on a pool thread, they overlap
     // with the store's thread writing the page before (see SyncEngine).
     // Named locals, not temporaries, cross the suspension points (see docs/ARCHITECTURE.md).
-    QFuture<QList<std::optional<StoreWrites::PreparedSong>>> preparing =
-        QtConcurrent::run(&WorkerPools::store(), [songs = std::move(songs)] { return StoreWrites::prepareSongs(songs); });
-    QList<std::optional<StoreWrites::PreparedSong>> prepared = co_await preparing;
+    QCoro::Task<QList<std::optional<StoreWrites::PreparedSong>>> preparing =
+        runOnPool(WorkerPools::store(), [songs = std::move(songs), texts = m_d->actor.repeatedTexts()] {
+            return StoreWrites::prepareSongs(songs, *texts);
+        });
+    QList<std::optional<StoreWrites::PreparedSong>> prepared = co_await std::move(preparing);
     QCoro::Task<void> writing = m_d->write([prepared = std::move(prepared), generation, firstPosition](StoreState &s) {
         StoreWrites::storeLibrarySongs(s, prepared, generation, firstPosition);
     });
@@ -291,7 +292,7 @@ QCoro::Task<void> LocalDatabase::releaseSongIndex()
     return m_d->actor.run(
         [](StoreState &state) {
             state.songIndex.forget();
-            StoreWrites::forgetRepeatedTexts();
+            state.repeatedTexts->forget();
         },
         StoreActor::Access::unchecked);
 }

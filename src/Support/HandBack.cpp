@@ -55,6 +55,11 @@ bool HandBack::Awaiter::await_ready() const noexcept
     return m_state->done;
 }
 
+void HandBack::Awaiter::await_resume() const noexcept
+{
+    const std::lock_guard lock(m_state->mutex);
+}
+
 bool HandBack::Awaiter::await_suspend(std::coroutine_handle<> awaiting) noexcept
 {
     std::unique_lock lock(m_state->mutex);

@@ -18,7 +18,10 @@ public:
     public:
         bool await_ready() const noexcept;
         bool await_suspend(std::coroutine_handle<> awaiting) noexcept;
-        void await_resume() const noexcept {}
+        // Takes the state's lock once more: what the work stored before finish() is then seen by
+        // the resumed coroutine through a synchronisation every checker knows (a queued call's
+        // own hand-over happens inside Qt, which a thread sanitizer may not see).
+        void await_resume() const noexcept;
 
     private:
         friend class HandBack;

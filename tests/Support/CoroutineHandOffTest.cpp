@@ -65,16 +65,18 @@ TEST(CoroutineHandOff, AThreadWithoutAnEventLoopIsResumedOnItselfAndOneWithALoop
     const auto [poolThread, poolResumedOn] = onPool.get_future().get();
     EXPECT_EQ(poolResumedOn, poolThread);
 
-    // A QThread in its event loop is resumed through that loop, on itself.
+    // A QThread in its event loop is resumed through that loop, on itself. (The work is started
+    // from its started signal, connected before the thread starts, so that nothing is handed to
+    // the thread through Qt's event queue.)
     QThread loopThread;
-    loopThread.start();
-    QObject anchor;
-    anchor.moveToThread(&loopThread);
     std::promise<std::pair<QThread *, QThread *>> onLoop;
     QThread *resumedOn = nullptr;
-    QMetaObject::invokeMethod(&anchor, [&] {
-        awaitOtherThread([] {}, &resumedOn).then([&] { onLoop.set_value({QThread::currentThread(), resumedOn}); });
+    QObject::connect(&loopThread, &QThread::started, [&] {
+        QTimer::singleShot(0, [&] { // inside the thread's event loop
+            awaitOtherThread([] {}, &resumedOn).then([&] { onLoop.set_value({QThread::currentThread(), resumedOn}); });
+        });
     });
+    loopThread.start();
     const auto [loopSelf, loopResumedOn] = onLoop.get_future().get();
     EXPECT_EQ(loopSelf, &loopThread);
     EXPECT_EQ(loopResumedOn, &loopThread);

@@ -29,6 +29,7 @@
 #include "Support/Log.h"
 #include "Support/QuitSignals.h"
 #include "Support/Task.h"
+#include "Support/WaitForTask.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -151,7 +152,11 @@ int main(int argc, char *argv[])
     window.show();
     const int status = application.exec();
     // A clean quit folds the store's write-ahead log back, so that local.db alone is the library.
-    QCoro::waitFor(LocalDatabase::shared().close());
+    try {
+        waitForTask(LocalDatabase::shared().close());
+    } catch (...) {
+        Log::error(Log::app(), "Failed to close the local store: %@", errorFromCurrentException());
+    }
     ErrorReporter::shared().setFeedbackOutlet(nullptr);
     if (relaunch) {
         // The profile is let go first, so that the new process takes it instead of handing over.

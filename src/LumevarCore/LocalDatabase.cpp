@@ -9,13 +9,12 @@
 #include "LumevarCore/StoreWrites.h"
 #include "Support/Allocator.h"
 #include "Support/Log.h"
+#include "Support/PoolTask.h"
 #include "Support/WorkerPools.h"
 
-#include <QCoroFuture>
 #include <QDir>
 #include <QFileInfo>
 #include <QStandardPaths>
-#include <QtConcurrent/QtConcurrentRun>
 
 namespace {
 
@@ -295,12 +294,12 @@ QCoro::Task<void> LocalDatabase::storePlaylists(QList<Playlist> playlists, qint6
 
 QCoro::Task<void> LocalDatabase::storeAlbums(QList<Album> albums, qint64 generation)
 {
-    return m_d->write([albums, generation](StoreState &s) { StoreWrites::storeAlbums(s.db, albums, generation); });
+    return m_d->write([albums, generation](StoreState &s) { StoreWrites::storeAlbums(s, albums, generation); });
 }
 
 QCoro::Task<void> LocalDatabase::storeArtists(QList<Artist> artists, qint64 generation)
 {
-    return m_d->write([artists, generation](StoreState &s) { StoreWrites::storeArtists(s.db, artists, generation); });
+    return m_d->write([artists, generation](StoreState &s) { StoreWrites::storeArtists(s, artists, generation); });
 }
 
 QCoro::Task<void> LocalDatabase::storeLibrarySongs(QList<Song> songs, qint64 generation, int firstPosition)
@@ -308,9 +307,11 @@ QCoro::Task<void> LocalDatabase::storeLibrarySongs(QList<Song> songs, qint64 gen
     // Cleaning and deriving keys take a third of the work: done on a pool thread, they overlap
     // with the store's thread writing the page before (see SyncEngine).
     // Named locals, not temporaries, cross the suspension points (see docs/ARCHITECTURE.md).
-    QFuture<QList<std::optional<StoreWrites::PreparedSong>>> preparing =
-        QtConcurrent::run(&WorkerPools::store(), [songs = std::move(songs)] { return StoreWrites::prepareSongs(songs); });
-    QList<std::optional<StoreWrites::PreparedSong>> prepared = co_await preparing;
+    QCoro::Task<QList<std::optional<StoreWrites::PreparedSong>>> preparing =
+        runOnPool(WorkerPools::store(), [songs = std::move(songs), texts = m_d->actor.repeatedTexts()] {
+            return StoreWrites::prepareSongs(songs, *texts);
+        });
+    QList<std::optional<StoreWrites::PreparedSong>> prepared = co_await std::move(preparing);
     QCoro::Task<void> writing = m_d->write([prepared = std::move(prepared), generation, firstPosition](StoreState &s) {
         StoreWrites::storeLibrarySongs(s, prepared, generation, firstPosition);
     });
@@ -337,7 +338,7 @@ QCoro::Task<void> LocalDatabase::releaseSongIndex()
     return m_d->actor.run(
         [](StoreState &state) {
             state.songIndex.forget();
-            StoreWrites::forgetRepeatedTexts();
+            state.repeatedTexts->forget();
             // The index was read through the page cache, and a sync's pages were made and freed
             // by the hundred thousand.
             if (state.db.isOpen())

@@ -29,6 +29,9 @@ public:
         return runOn<Result>(std::move(job), access);
     }
 
+    // The store's table of repeated texts, for work on other threads (thread-safe, never replaced).
+    std::shared_ptr<TextKeys::RepeatedTexts> repeatedTexts() const { return m_state.repeatedTexts; }
+
 private:
     struct Empty {};
     template <typename Result>
@@ -45,7 +48,7 @@ private:
         // Exceptions are caught on the worker and carried as values, so that they arrive as
         // themselves on the awaiting thread.
         auto outcome = std::make_shared<Outcome<Result>>();
-        StoreThread::Done done = m_thread.post([this, job = std::move(job), access, outcome]() mutable {
+        HandBack done = m_thread.post([this, job = std::move(job), access, outcome]() mutable {
             try {
                 if (access != Access::unchecked && !m_state.db.isOpen()) {
                     if (m_state.openFailure)

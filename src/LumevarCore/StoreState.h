@@ -6,10 +6,12 @@
 #include "LumevarCore/SongRecords.h"
 #include "LumevarCore/StoreCondition.h"
 #include "LumevarCore/Sqlite.h"
+#include "LumevarCore/TextKeys.h"
 #include "Support/Error.h"
 
 #include <QHash>
 #include <QSet>
+#include <memory>
 #include <optional>
 
 struct StoreState {
@@ -24,4 +26,7 @@ struct StoreState {
     // Per running song sync (by generation), the library songs it found unchanged and left
     // unwritten: its sweep keeps them. Lost with the process, as is the sweep it serves.
     QHash<qint64, QSet<qint64>> unchangedSongs;
+    // This store's keys of repeated texts while a sync runs. Shared with the pool threads that
+    // prepare a sync's songs, which reach it through StoreActor::repeatedTexts(); set once, here.
+    const std::shared_ptr<TextKeys::RepeatedTexts> repeatedTexts = std::make_shared<TextKeys::RepeatedTexts>();
 };

@@ -1,126 +1,72 @@
 #include "LumevarCore/StoreThread.h"
 
-#include <QMetaObject>
+#include <QCoreApplication>
+#include <QEvent>
 #include <QObject>
-#include <QPointer>
+#include <QThread>
 
-#include <chrono>
+// The object on the store's thread that its wake-up events are posted to. The events carry no
+// job: jobs pass through the queue under m_mutex, a hand-over a thread sanitizer can see (Qt's
+// own event queue is locked inside Qt, which it cannot).
+class StoreThread::Worker : public QObject {
+public:
+    explicit Worker(StoreThread &thread) : m_thread(thread) {}
 
-namespace {
+protected:
+    void customEvent(QEvent *) override { m_thread.runQueued(); }
 
-using Clock = std::chrono::steady_clock;
-
-// How long the worker looks for a next job before it sleeps: the calls of a burst (a search
-// per keystroke, a sync's batches, a list and its selection) then find it awake.
-constexpr auto workerStaysAwake = std::chrono::microseconds(200);
-// How long the awaiting thread watches for the end of a job before it lets its event loop
-// sleep: longer than a short call takes, far shorter than a frame.
-constexpr auto awaiterWatches = std::chrono::microseconds(100);
-
-enum State : int { pending, done, awaiting };
-
-// An object of the awaiting thread, through whose event loop a late job resumes its awaiter.
-QObject *threadContext()
-{
-    thread_local QObject context;
-    return &context;
-}
-
-// Waits until ready() holds or the time is up, giving the processor away between looks so that
-// a machine with fewer free processors than waiting threads still runs the job.
-template <typename Ready>
-bool watch(std::chrono::microseconds duration, const Ready &ready)
-{
-    const auto deadline = Clock::now() + duration;
-    do {
-        if (ready())
-            return true;
-        std::this_thread::yield();
-    } while (Clock::now() < deadline);
-    return ready();
-}
-
-} // namespace
-
-struct StoreThread::Completion {
-    std::atomic<int> state{pending};
-    std::coroutine_handle<> awaiting;
-    QPointer<QObject> context;
+private:
+    StoreThread &m_thread;
 };
 
-StoreThread::StoreThread() : m_thread([this] { loop(); }) {}
+StoreThread::StoreThread() : m_thread(std::make_unique<QThread>()), m_worker(new Worker(*this))
+{
+    m_thread->setObjectName(QStringLiteral("Lumevar store"));
+    m_worker->moveToThread(m_thread.get());
+    m_thread->start();
+}
 
 StoreThread::~StoreThread()
 {
     {
-        std::lock_guard lock(m_mutex);
+        const std::lock_guard lock(m_mutex);
         m_stopping = true;
     }
-    m_wake.notify_one();
-    m_thread.join();
+    QCoreApplication::postEvent(m_worker, new QEvent(QEvent::User));
+    m_thread->wait();
+    delete m_worker;
 }
 
-StoreThread::Done StoreThread::post(std::function<void()> work)
+HandBack StoreThread::post(std::function<void()> work)
 {
-    auto completion = std::make_shared<Completion>();
+    HandBack done;
     bool wake = false;
     {
-        std::lock_guard lock(m_mutex);
-        m_jobs.push_back(Job{std::move(work), completion});
-        m_queued.fetch_add(1, std::memory_order_release);
-        wake = m_sleeping;
+        const std::lock_guard lock(m_mutex);
+        // A worker busy with earlier jobs takes this one before it sleeps: no wake-up needed.
+        wake = m_jobs.empty();
+        m_jobs.push_back(Job{std::move(work), done});
     }
     if (wake)
-        m_wake.notify_one();
-    return Done(std::move(completion));
+        QCoreApplication::postEvent(m_worker, new QEvent(QEvent::User));
+    return done;
 }
 
-void StoreThread::loop()
+void StoreThread::runQueued()
 {
     for (;;) {
         Job job;
         {
-            std::unique_lock lock(m_mutex);
-            if (m_jobs.empty() && !m_stopping) {
-                lock.unlock();
-                watch(workerStaysAwake, [this] { return m_queued.load(std::memory_order_acquire) > 0; });
-                lock.lock();
-                m_sleeping = true;
-                m_wake.wait(lock, [this] { return !m_jobs.empty() || m_stopping; });
-                m_sleeping = false;
+            const std::lock_guard lock(m_mutex);
+            if (m_jobs.empty()) {
+                if (m_stopping)
+                    QThread::currentThread()->quit();
+                return;
             }
-            if (m_jobs.empty())
-                return; // stopping, and nothing left to run
             job = std::move(m_jobs.front());
             m_jobs.pop_front();
-            m_queued.fetch_sub(1, std::memory_order_relaxed);
         }
         job.work();
-        finish(*job.completion);
+        job.done.finish();
     }
-}
-
-void StoreThread::finish(Completion &completion)
-{
-    // The awaiter either sees done before it suspends and goes on by itself, or it has already
-    // left its handle and context, and is resumed through its thread's event loop.
-    if (completion.state.exchange(done, std::memory_order_acq_rel) != awaiting)
-        return;
-    const std::coroutine_handle<> awaiting = completion.awaiting;
-    if (QObject *context = completion.context.data())
-        QMetaObject::invokeMethod(context, [awaiting] { awaiting.resume(); }, Qt::QueuedConnection);
-}
-
-bool StoreThread::Done::await_ready() const noexcept { return m_completion->state.load(std::memory_order_acquire) == done; }
-
-bool StoreThread::Done::await_suspend(std::coroutine_handle<> awaiting) noexcept
-{
-    Completion &completion = *m_completion;
-    if (watch(awaiterWatches, [&completion] { return completion.state.load(std::memory_order_acquire) == done; }))
-        return false;
-    completion.awaiting = awaiting;
-    completion.context = threadContext();
-    int expected = pending;
-    // Fails only when the job ended meanwhile: then go on at once.
-    return completion.state.compare_exchange_strong(expected, State::awaiting, std::memory_order_acq_rel);
 }

@@ -27,63 +27,18 @@ std::optional<QString> cleanOptional(const std::optional<QString> &text)
     return cleaned;
 }
 
-// Collation keys and folded forms of the texts that repeat from song to song (artists, albums):
-// made once per text rather than once per song. One table for the pool threads that prepare
-// pages and the store's thread, kept for a sync and forgotten at its end (forgetRepeatedTexts):
-// a table per thread lived as long as its thread, and its entries, made among the pages' data
-// of a sync, held that data's freed pages in memory after the sync.
-class RepeatedTexts {
-public:
-    QByteArray key(const QString &text) { return derived(m_keys, text, TextKeys::collationKey); }
-    QString fold(const QString &text) { return derived(m_folds, text, TextKeys::fold); }
-    void forget()
-    {
-        const QMutexLocker locker(&m_mutex);
-        m_keys = {};
-        m_folds = {};
-    }
-
-private:
-    template <typename Value>
-    Value derived(QHash<QString, Value> &known, const QString &text, Value (*make)(const QString &))
-    {
-        {
-            const QMutexLocker locker(&m_mutex);
-            const auto found = known.constFind(text);
-            if (found != known.constEnd())
-                return found.value();
-        }
-        // Made outside the lock: two threads may make the same one, and both get it.
-        Value value = make(text);
-        const QMutexLocker locker(&m_mutex);
-        if (known.size() > 50'000)
-            known.clear(); // a bound on the memory, not a cache policy: libraries repeat few texts
-        known.insert(text, value);
-        return value;
-    }
-    QMutex m_mutex;
-    QHash<QString, QByteArray> m_keys;
-    QHash<QString, QString> m_folds;
-};
-
-RepeatedTexts &repeatedTexts()
-{
-    static RepeatedTexts texts;
-    return texts;
-}
-
-std::optional<QByteArray> keyOf(const std::optional<QString> &text)
+std::optional<QByteArray> keyOf(TextKeys::RepeatedTexts &texts, const std::optional<QString> &text)
 {
     if (!text)
         return std::nullopt;
-    return repeatedTexts().key(*text);
+    return texts.key(*text);
 }
 
-std::optional<QString> foldOf(const std::optional<QString> &text)
+std::optional<QString> foldOf(TextKeys::RepeatedTexts &texts, const std::optional<QString> &text)
 {
     if (!text)
         return std::nullopt;
-    return repeatedTexts().fold(*text);
+    return texts.fold(*text);
 }
 
 std::optional<qint64> hashOf(const std::optional<QString> &folded)
@@ -295,7 +250,7 @@ std::optional<StoredSong> upsertSong(StoreState &store, const StoreWrites::Prepa
 std::optional<StoredSong> upsertSong(StoreState &store, const Song &song, LibraryMode mode, std::optional<int> libraryOrder,
                                      qint64 generation)
 {
-    const std::optional<StoreWrites::PreparedSong> prepared = StoreWrites::prepareSong(song);
+    const std::optional<StoreWrites::PreparedSong> prepared = StoreWrites::prepareSong(song, *store.repeatedTexts);
     if (!prepared)
         return std::nullopt;
     return upsertSong(store, *prepared, mode, libraryOrder, generation);
@@ -474,8 +429,10 @@ void storePlaylists(SqliteConnection &db, const QList<Playlist> &playlists, qint
     transaction.commit();
 }
 
-void storeAlbums(SqliteConnection &db, const QList<Album> &albums, qint64 generation)
+void storeAlbums(StoreState &store, const QList<Album> &albums, qint64 generation)
 {
+    SqliteConnection &db = store.db;
+    TextKeys::RepeatedTexts &texts = *store.repeatedTexts;
     SqliteTransaction transaction(db);
     for (const Album &album : albums) {
         const QString id = cleanText(album.id.rawValue()).trimmed();
@@ -495,15 +452,17 @@ void storeAlbums(SqliteConnection &db, const QList<Album> &albums, qint64 genera
             " generation = excluded.generation, title_key = excluded.title_key, artist_key = excluded.artist_key,"
             " genre_key = excluded.genre_key, title_fold = excluded.title_fold, artist_fold = excluded.artist_fold");
         q.bindAll(id, title, artist, genre, album.releaseDate, album.libraryAddedDate, artworkText(album.artwork),
-                  generation, TextKeys::collationKey(title), keyOf(artist), keyOf(genre), TextKeys::fold(title),
+                  generation, TextKeys::collationKey(title), keyOf(texts, artist), keyOf(texts, genre), TextKeys::fold(title),
                   artist ? std::optional(TextKeys::fold(*artist)) : std::nullopt);
         q.run();
     }
     transaction.commit();
 }
 
-void storeArtists(SqliteConnection &db, const QList<Artist> &artists, qint64 generation)
+void storeArtists(StoreState &store, const QList<Artist> &artists, qint64 generation)
 {
+    SqliteConnection &db = store.db;
+    TextKeys::RepeatedTexts &texts = *store.repeatedTexts;
     SqliteTransaction transaction(db);
     for (const Artist &artist : artists) {
         const QString id = cleanText(artist.id.rawValue()).trimmed();
@@ -519,14 +478,14 @@ void storeArtists(SqliteConnection &db, const QList<Artist> &artists, qint64 gen
             " ON CONFLICT(id) DO UPDATE SET name = excluded.name, genre = excluded.genre, artwork = excluded.artwork,"
             " generation = excluded.generation, name_key = excluded.name_key, genre_key = excluded.genre_key,"
             " name_fold = excluded.name_fold");
-        q.bindAll(id, name, genre, artworkText(artist.artwork), generation, TextKeys::collationKey(name), keyOf(genre),
+        q.bindAll(id, name, genre, artworkText(artist.artwork), generation, TextKeys::collationKey(name), keyOf(texts, genre),
                   TextKeys::fold(name));
         q.run();
     }
     transaction.commit();
 }
 
-std::optional<PreparedSong> prepareSong(const Song &song)
+std::optional<PreparedSong> prepareSong(const Song &song, TextKeys::RepeatedTexts &texts)
 {
     std::optional<SongRow> row = cleanSong(song);
     if (!row)
@@ -534,13 +493,13 @@ std::optional<PreparedSong> prepareSong(const Song &song)
     PreparedSong prepared;
     prepared.digest = row->digest();
     prepared.titleKey = TextKeys::collationKey(row->title);
-    prepared.artistKey = keyOf(row->artist);
-    prepared.albumKey = keyOf(row->album);
-    prepared.genreKey = keyOf(row->genre);
+    prepared.artistKey = keyOf(texts, row->artist);
+    prepared.albumKey = keyOf(texts, row->album);
+    prepared.genreKey = keyOf(texts, row->genre);
     prepared.titleFold = TextKeys::fold(row->title);
-    prepared.artistFold = foldOf(row->artist);
-    prepared.albumFold = foldOf(row->album);
-    prepared.albumArtistFold = foldOf(row->albumArtist);
+    prepared.artistFold = foldOf(texts, row->artist);
+    prepared.albumFold = foldOf(texts, row->album);
+    prepared.albumArtistFold = foldOf(texts, row->albumArtist);
     prepared.albumHash = hashOf(prepared.albumFold);
     prepared.artistHash = hashOf(prepared.artistFold);
     prepared.albumArtistHash = hashOf(prepared.albumArtistFold);
@@ -549,14 +508,12 @@ std::optional<PreparedSong> prepareSong(const Song &song)
     return prepared;
 }
 
-void forgetRepeatedTexts() { repeatedTexts().forget(); }
-
-QList<std::optional<PreparedSong>> prepareSongs(const QList<Song> &songs)
+QList<std::optional<PreparedSong>> prepareSongs(const QList<Song> &songs, TextKeys::RepeatedTexts &texts)
 {
     QList<std::optional<PreparedSong>> prepared;
     prepared.reserve(songs.size());
     for (const Song &song : songs)
-        prepared.append(prepareSong(song));
+        prepared.append(prepareSong(song, texts));
     return prepared;
 }
 

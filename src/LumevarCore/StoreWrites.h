@@ -4,6 +4,7 @@
 
 #include "LumevarCore/LocalDatabase.h"
 #include "LumevarCore/SongRecords.h"
+#include "LumevarCore/TextKeys.h"
 
 class SqliteConnection;
 struct StoreState;
@@ -12,8 +13,8 @@ namespace StoreWrites {
 
 qint64 beginSync(StoreState &store, LocalDatabase::LibraryKind kind);
 void storePlaylists(SqliteConnection &db, const QList<Playlist> &playlists, qint64 generation);
-void storeAlbums(SqliteConnection &db, const QList<Album> &albums, qint64 generation);
-void storeArtists(SqliteConnection &db, const QList<Artist> &artists, qint64 generation);
+void storeAlbums(StoreState &store, const QList<Album> &albums, qint64 generation);
+void storeArtists(StoreState &store, const QList<Artist> &artists, qint64 generation);
 // A song cleaned of bad input with the keys and folded texts its row holds. Made on any thread,
 // so that a sync can prepare the next page while the store's thread writes this one.
 struct PreparedSong {
@@ -26,11 +27,10 @@ struct PreparedSong {
     std::optional<QString> artistFold, albumFold, albumArtistFold;
     std::optional<qint64> albumHash, artistHash, albumArtistHash; // fingerprints of the folds
 };
-// nullopt, with a log line, for a song that cannot be stored (no id).
-std::optional<PreparedSong> prepareSong(const Song &song);
-QList<std::optional<PreparedSong>> prepareSongs(const QList<Song> &songs);
-// Lets go of the keys of repeated texts that preparing songs keeps while a sync runs.
-void forgetRepeatedTexts();
+// nullopt, with a log line, for a song that cannot be stored (no id). texts is the store's table
+// of repeated texts (StoreState::repeatedTexts).
+std::optional<PreparedSong> prepareSong(const Song &song, TextKeys::RepeatedTexts &texts);
+QList<std::optional<PreparedSong>> prepareSongs(const QList<Song> &songs, TextKeys::RepeatedTexts &texts);
 
 void storeLibrarySongs(StoreState &store, const QList<std::optional<PreparedSong>> &songs, qint64 generation,
                        int firstPosition);

@@ -145,4 +145,39 @@ QByteArray prefixUpperBound(const QByteArray &utf8Prefix)
     return utf8Prefix + QByteArrayLiteral("\xF4\x8F\xBF\xBF");
 }
 
+template <typename Value>
+Value RepeatedTexts::derived(QHash<QString, Value> &known, const QString &text, Value (*make)(const QString &))
+{
+    {
+        const QMutexLocker locker(&m_mutex);
+        const auto found = known.constFind(text);
+        if (found != known.constEnd())
+            return found.value();
+    }
+    // Made outside the lock: two threads may make the same one, and both get it.
+    Value value = make(text);
+    const QMutexLocker locker(&m_mutex);
+    if (known.size() >= maxTexts)
+        known.clear();
+    known.insert(text, value);
+    return value;
+}
+
+QByteArray RepeatedTexts::key(const QString &text) { return derived(m_keys, text, collationKey); }
+
+QString RepeatedTexts::fold(const QString &text) { return derived(m_folds, text, TextKeys::fold); }
+
+void RepeatedTexts::forget()
+{
+    const QMutexLocker locker(&m_mutex);
+    m_keys = {};
+    m_folds = {};
+}
+
+qsizetype RepeatedTexts::size() const
+{
+    const QMutexLocker locker(&m_mutex);
+    return m_keys.size() + m_folds.size();
+}
+
 } // namespace TextKeys

@@ -4,6 +4,8 @@
 // and accents.
 
 #include <QByteArray>
+#include <QHash>
+#include <QMutex>
 #include <QString>
 
 namespace TextKeys {
@@ -29,5 +31,30 @@ qint64 foldHash(const QString &folded);
 // The smallest text greater than every text that starts with prefix, in SQLite's BINARY order:
 // bounds a prefix range scan over an index of folded texts.
 QByteArray prefixUpperBound(const QByteArray &utf8Prefix);
+
+// Collation keys and folded forms of the texts that repeat from song to song (artists, albums,
+// genres): made once per text rather than once per song. Each store owns one, shared by the pool
+// threads that prepare a sync's pages and the store's thread, kept for a sync and forgotten at
+// its end. A table per thread lived as long as its thread and its entries, made among the pages'
+// data of a sync, held that data's freed pages in memory after the sync; one table for the
+// process let one store's end of sync empty another's. Thread-safe.
+class RepeatedTexts {
+public:
+    QByteArray key(const QString &text);
+    QString fold(const QString &text);
+    void forget();
+    // How many texts it holds (keys and folds).
+    qsizetype size() const;
+    // Past this many texts a table starts again: a bound on the memory, not a cache policy
+    // (libraries repeat few texts).
+    static constexpr qsizetype maxTexts = 50'000;
+
+private:
+    template <typename Value>
+    Value derived(QHash<QString, Value> &known, const QString &text, Value (*make)(const QString &));
+    mutable QMutex m_mutex;
+    QHash<QString, QByteArray> m_keys;
+    QHash<QString, QString> m_folds;
+};
 
 } // namespace TextKeys

@@ -29,6 +29,8 @@ TEST(Allocator, FreedHeapBelowLiveBlocksIsReturned)
     GTEST_SKIP() << "only glibc keeps freed heap";
 #elif defined(__SANITIZE_ADDRESS__)
     GTEST_SKIP() << "AddressSanitizer serves malloc from its own heap, which malloc_trim does not touch";
+#elif defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "ThreadSanitizer serves malloc from its own heap, which malloc_trim does not touch";
 #else
     // 64 MB in blocks of 1 KB (what a library's texts look like); one block in 64 stays in use, so
     // the freed runs between them are never at the top of the heap.

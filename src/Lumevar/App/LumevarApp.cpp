@@ -8,6 +8,7 @@
 #include "Platform/Music/MusicService.h"
 #include "Support/Log.h"
 #include "Support/UserDefaults.h"
+#include "Support/OwnerGuard.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -71,10 +72,8 @@ SearchModels LumevarApp::searchModels()
 
 QCoro::Task<bool> LumevarApp::authorize()
 {
-    QPointer<LumevarApp> self(this);
-    const MusicAuthorizationStatus status = co_await MusicService::shared().requestAuthorization();
-    if (!self)
-        co_return false;
+    const OwnerGuard guard(this);
+    const MusicAuthorizationStatus status = co_await guard(MusicService::shared().requestAuthorization());
     const bool authorized = status == MusicAuthorizationStatus::authorized;
     _unavailableReason.set(authorized ? QString() : MusicService::shared().unavailableReason());
     co_return authorized;
@@ -82,28 +81,23 @@ QCoro::Task<bool> LumevarApp::authorize()
 
 QCoro::Task<void> LumevarApp::firstAppear()
 {
-    QPointer<LumevarApp> self(this);
+    const OwnerGuard guard(this);
     const bool authorized = co_await authorize();
-    if (!self)
-        co_return;
     if (!authorized) {
         _notAuthorized.set(true);
         co_return;
     }
-    co_await m_mainViewModel->start();
-    if (!self)
-        co_return;
-    const bool lowPower = m_env.isLowPowerMode ? co_await m_env.isLowPowerMode() : false;
-    if (!self || lowPower)
+    co_await guard(m_mainViewModel->start());
+    const bool lowPower = m_env.isLowPowerMode ? co_await guard(m_env.isLowPowerMode()) : false;
+    if (lowPower)
         co_return;
     co_await m_madeForYouViewModel->loadMadeForYou();
 }
 
 QCoro::Task<void> LumevarApp::tryAgain()
 {
-    QPointer<LumevarApp> self(this);
     const bool authorized = co_await authorize();
-    if (!self || !authorized)
+    if (!authorized)
         co_return;
     _notAuthorized.set(false);
     co_await m_mainViewModel->start();

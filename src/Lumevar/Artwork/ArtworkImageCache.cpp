@@ -5,6 +5,7 @@
 #include "Platform/Music/MusicService.h"
 #include "Support/Log.h"
 #include "Support/TemporaryDirectory.h"
+#include "Support/OwnerGuard.h"
 
 #include <QCache>
 #include <QCoroFuture>
@@ -124,13 +125,12 @@ QCoro::Task<QImage> ArtworkImageCache::thumbnail(std::optional<QUrl> url, QStrin
     if (QImage hit = cachedThumbnail(id); !hit.isNull())
         co_return hit;
 
-    QPointer<ArtworkImageCache> self(this);
+    const OwnerGuard guard(this);
     QFuture<QImage> reading = d->readingKeys.join(id, [this, id] { return readFile(id); });
     const QImage fromFile = co_await reading;
     if (!fromFile.isNull())
         co_return fromFile;
-    if (!self)
-        throw CancellationError();
+    guard.check();
 
     if (!url || url->isEmpty())
         throw ArtworkImageCacheError(ArtworkImageCacheError::noArtworkURL, id);
@@ -164,7 +164,7 @@ QCoro::Task<QImage> ArtworkImageCache::readFile(QString id)
 
 QCoro::Task<QImage> ArtworkImageCache::load(QUrl url, QString id)
 {
-    QPointer<ArtworkImageCache> self(this);
+    const OwnerGuard guard(this);
     const QString path = fileOfKey(id);
     ArtworkFiles::Outcome outcome;
     if (url.isLocalFile()) {
@@ -177,8 +177,7 @@ QCoro::Task<QImage> ArtworkImageCache::load(QUrl url, QString id)
         QFuture<ArtworkFiles::Outcome> decoding = QtConcurrent::run(&artworkPool(), &ArtworkFiles::thumbnailFromBytes, bytes, path, int(thumbnailEdge));
         outcome = co_await decoding;
     }
-    if (!self)
-        throw CancellationError();
+    guard.check();
     if (outcome.sourceMissing)
         throw URLError(URLError::fileDoesNotExist, outcome.detail);
     if (outcome.failure)

@@ -5,6 +5,7 @@
 #include "Platform/Music/MusicService.h"
 #include "Support/Clock.h"
 #include "Support/Log.h"
+#include "Support/OwnerGuard.h"
 
 #include <QCoroFuture>
 #include <QPointer>
@@ -65,14 +66,12 @@ std::optional<typename Kind::Element> CollectionViewModel<Kind>::selectedElement
 template <typename Kind>
 QCoro::Task<void> CollectionViewModel<Kind>::load(bool sync)
 {
-    QPointer self(this);
+    const OwnerGuard guard(this);
     LocalDatabase &database = LocalDatabase::shared();
     MusicService &service = MusicService::shared();
     ErrorReporter &reporter = ErrorReporter::shared();
     try {
-        const QList<Element> loaded = co_await (database.*Kind::readAll)(sortDescriptor());
-        if (!self)
-            co_return;
+        const QList<Element> loaded = co_await guard((database.*Kind::readAll)(sortDescriptor()));
         _items.set(loaded);
         auto &selection = m_main.*Kind::selection;
         if (!selection()) {
@@ -86,6 +85,7 @@ QCoro::Task<void> CollectionViewModel<Kind>::load(bool sync)
         // Nothing is reloaded after the sync: what it brought shows at the next load.
         co_await runThrottledListSync(throttle(), QLatin1String(Kind::listSyncKey), Kind::listSyncSkippedLine,
                                       [&database, &service] { return syncList<Kind>(database, service); });
+    } catch (const OwnerGone &) {
     } catch (...) {
         const Error error = errorFromCurrentException();
         reporter.reportError(error, QLatin1String(Kind::listErrorLabel));
@@ -134,16 +134,14 @@ QCoro::Task<void> CollectionViewModel<Kind>::loadSelectedSongs(CancellationToken
     const std::optional<Element> selected = selectedElement();
     if (!selected)
         co_return;
-    QPointer self(this);
+    const OwnerGuard guard(this);
     LocalDatabase &database = LocalDatabase::shared();
     MusicService &service = MusicService::shared();
     ErrorReporter &reporter = ErrorReporter::shared();
     SyncThrottle throttle = this->throttle();
     try {
         token.checkCancellation();
-        const QList<LocalSong> stored = co_await database.songs(*selected);
-        if (!self)
-            co_return;
+        const QList<LocalSong> stored = co_await guard(database.songs(*selected));
         // No check here: a load cancelled during the store read still shows what it read, and
         // the newer load that replaced it overwrites that a moment later.
         if (!stored.isEmpty())
@@ -169,10 +167,10 @@ QCoro::Task<void> CollectionViewModel<Kind>::loadSelectedSongs(CancellationToken
         SyncEngine engine(database, service);
         const QList<LocalSong> synced = co_await engine.syncRemoteTracks(*selected);
         throttle.recordSuccess(key);
-        if (!self)
-            co_return;
+        guard.check();
         selectedSongs = synced;
         publishSelectedSongs();
+    } catch (const OwnerGone &) {
     } catch (...) {
         // Cancellation takes this road too: the reporter drops it, the line is written.
         const Error error = errorFromCurrentException();
@@ -232,28 +230,22 @@ QCoro::Task<QList<LocalSong>> CollectionViewModel<Kind>::songs(QString id, Cance
 template <typename Kind>
 QCoro::Task<void> CollectionViewModel<Kind>::play(QString id, bool shuffle, CancellationToken token)
 {
-    QPointer self(this);
-    if (_items().isEmpty()) {
-        co_await load(false);
-        if (!self)
-            co_return;
-    }
-    const QList<LocalSong> songs = co_await this->songs(id, token);
-    if (!self)
-        co_return;
+    const OwnerGuard guard(this);
+    if (_items().isEmpty())
+        co_await guard(load(false));
+    const QList<LocalSong> songs = co_await guard(this->songs(id, token));
     co_await m_songs.playSongs(songs, shuffle);
 }
 
 template <typename Kind>
 QCoro::Task<void> CollectionViewModel<Kind>::playSelected()
 {
-    QPointer self(this);
+    const OwnerGuard guard(this);
     // A song list still loading for the selection lands before playback starts.
     const QList<SelectedLoad> pending = tasks;
     for (const SelectedLoad &task : pending)
         co_await QFuture<void>(task.finished);
-    if (!self)
-        co_return;
+    guard.check();
     m_main._selectedDetailSongID.set(SongSelection::playID);
     if (const std::optional<QString> id = m_main._selectedDetailSongID())
         detach(m_songs.playSelection(*id));

@@ -3,18 +3,17 @@
 #include "Lumevar/Model/ErrorReporting.h"
 #include "Platform/Music/MusicService.h"
 #include "Support/Log.h"
+#include "Support/OwnerGuard.h"
 
 #include <QPointer>
 
 template <typename Kind>
 QCoro::Task<void> RecommendationViewModel<Kind>::load(CancellationToken token)
 {
-    QPointer self(this);
+    const OwnerGuard guard(this);
     try {
-        const QList<MusicPersonalRecommendation> recommendations = co_await MusicService::shared().personalRecommendations();
+        const QList<MusicPersonalRecommendation> recommendations = co_await guard(MusicService::shared().personalRecommendations());
         token.checkCancellation();
-        if (!self)
-            co_return;
         // Compared as exact text: a group without a title, or titled in another language, is dropped.
         QList<MusicPersonalRecommendation> kept;
         QList<MusicPersonalRecommendation::Item> items;
@@ -29,6 +28,7 @@ QCoro::Task<void> RecommendationViewModel<Kind>::load(CancellationToken token)
         auto &selection = m_main.*Kind::selection;
         if (!selection() && !items.isEmpty())
             selection.set(items.first().id());
+    } catch (const OwnerGone &) {
     } catch (...) {
         const Error error = errorFromCurrentException();
         ErrorReporter::shared().reportError(error, QLatin1String(Kind::loadErrorLabel));

@@ -13,6 +13,7 @@
 #include "Support/Log.h"
 #include "Support/Progress.h"
 #include "Support/UserDefaults.h"
+#include "Support/OwnerGuard.h"
 
 #include <QFileInfo>
 #include <QPointer>
@@ -93,30 +94,31 @@ void MainViewModel::rememberSyncedRevision(const QString &revision)
 
 QCoro::Task<bool> MainViewModel::applyLibraryChanges(QString synced, QString revision)
 {
-    QPointer self(this);
+    const OwnerGuard guard(this);
     try {
-        const std::optional<QList<LibraryChange>> changes = co_await MusicService::shared().libraryChanges(synced, revision);
-        if (!self || !changes)
+        const std::optional<QList<LibraryChange>> changes =
+            co_await guard(MusicService::shared().libraryChanges(synced, revision));
+        if (!changes)
             co_return false;
         SyncEngine engine(LocalDatabase::shared());
-        co_await engine.applyChanges(*changes);
+        co_await guard(engine.applyChanges(*changes));
+    } catch (const OwnerGone &) {
+        throw;
     } catch (...) {
         Log::error(Log::sync(), "Failed to apply the library's changes; syncing it whole: %@", errorFromCurrentException());
         co_return false;
     }
-    if (!self)
-        co_return false;
     rememberSyncedRevision(revision);
     co_return true;
 }
 
 QCoro::Task<void> MainViewModel::performFullSync()
 {
-    QPointer self(this);
-    const bool succeeded = co_await runSync(true);
+    const OwnerGuard guard(this);
+    const bool succeeded = co_await guard(runSync(true));
     // A failed sync leaves the stored flag as it was, so the next launch tries again. A store in
     // memory is gone at the next launch, which must sync again.
-    if (!self || !succeeded)
+    if (!succeeded)
         co_return;
     if (!m_storeIsTemporary)
         UserDefaults::standard().set(performedFullSyncKey, true);
@@ -125,15 +127,16 @@ QCoro::Task<void> MainViewModel::performFullSync()
 
 QCoro::Task<void> MainViewModel::updateLibrary()
 {
-    QPointer self(this);
+    const OwnerGuard guard(this);
     try {
-        co_await MusicService::shared().readLibraryAgain();
+        co_await guard(MusicService::shared().readLibraryAgain());
+    } catch (const OwnerGone &) {
+        throw;
     } catch (...) {
         // The sync that follows meets the same fault and reports it.
         Log::notice(Log::sync(), "Failed to read the library again: %@", errorFromCurrentException());
     }
-    if (self)
-        co_await performFullSync();
+    co_await performFullSync();
 }
 
 QCoro::Task<void> MainViewModel::syncLibraryChanges()
@@ -143,29 +146,25 @@ QCoro::Task<void> MainViewModel::syncLibraryChanges()
         co_return;
     }
     m_changeSyncRunning = true;
-    QPointer self(this);
+    const OwnerGuard guard(this);
     do {
         m_changeSyncAgain = false;
         std::optional<QString> revision;
         try {
-            revision = co_await MusicService::shared().libraryRevision();
+            revision = co_await guard(MusicService::shared().libraryRevision());
+        } catch (const OwnerGone &) {
+            throw;
         } catch (...) {
             Log::error(Log::sync(), "Failed to read the library for changes: %@", errorFromCurrentException());
         }
-        if (!self)
-            co_return;
         const std::optional<QString> synced =
             m_syncedRevision ? m_syncedRevision : UserDefaults::standard().stringValue(syncedLibraryRevisionKey);
         if (!revision || revision == synced)
             continue;
         Log::info(Log::sync(), "The library changed; syncing it");
         bool succeeded = synced && co_await applyLibraryChanges(*synced, *revision);
-        if (!self)
-            co_return;
         if (!succeeded)
-            succeeded = co_await runSync(false);
-        if (!self)
-            co_return;
+            succeeded = co_await guard(runSync(false));
         if (succeeded)
             _libraryVersion.set(_libraryVersion() + 1);
     } while (m_changeSyncAgain);
@@ -190,7 +189,7 @@ QCoro::Task<void> MainViewModel::syncEmptyPlaylistContents()
 
 QCoro::Task<void> MainViewModel::start()
 {
-    QPointer self(this);
+    const OwnerGuard guard(this);
     // A first launch waits here for the whole mirror, so that the lists appear with content; a
     // failed sync lets the launch go on with what the store has.
     bool firstSync = !UserDefaults::standard().boolValue(performedFullSyncKey);
@@ -203,8 +202,6 @@ QCoro::Task<void> MainViewModel::start()
     };
     if (firstSync) {
         co_await performFullSync();
-        if (!self)
-            co_return;
     } else {
         // A relaunch shows the lists before the store has answered, so that a click made as the
         // window appears lands on a list; a store found empty below is filled and they reload.
@@ -212,9 +209,7 @@ QCoro::Task<void> MainViewModel::start()
     }
     // A store that was rebuilt, lives in memory, or was emptied or deleted since the last run
     // starts empty, whatever the settings remember.
-    const StoreCondition condition = co_await LocalDatabase::shared().condition();
-    if (!self)
-        co_return;
+    const StoreCondition condition = co_await guard(LocalDatabase::shared().condition());
     m_storeIsTemporary = condition.kind == StoreCondition::Kind::temporary;
     // A first sync cut short by a full disk keeps its notice over that of a store opened as it was.
     const QString notice = noticeFor(condition);
@@ -225,8 +220,6 @@ QCoro::Task<void> MainViewModel::start()
             Log::notice(Log::sync(), "The local store holds no songs; mirroring the whole library again");
         firstSync = true;
         co_await performFullSync();
-        if (!self)
-            co_return;
     }
     // Runs beside the first lists; nothing waits for it.
     detach(syncEmptyPlaylistContents());

@@ -10,6 +10,7 @@
 #include "Support/Animation.h"
 #include "Support/Clock.h"
 #include "Support/Log.h"
+#include "Support/OwnerGuard.h"
 
 #include <QPointer>
 
@@ -136,15 +137,13 @@ QCoro::Task<void> MainViewModel::stopPlayback()
     ApplicationMusicPlayer &musicPlayer = player();
     musicPlayer.stop();
     musicPlayer.queue().setEntries({});
-    QPointer self(this);
+    const OwnerGuard guard(this);
     try {
         // Lets the player settle before the mirror is blanked.
-        co_await Clock::shared().sleep(stopSettleDelay);
+        co_await guard(Clock::shared().sleep(stopSettleDelay));
     } catch (const CancellationError &) {
         co_return;
     }
-    if (!self)
-        co_return;
     _eagerEntry.set(std::nullopt);
     // With an empty queue this blanks every mirror field, and starts an artwork task ...
     refreshPlayerEntry();
@@ -217,17 +216,17 @@ QCoro::Task<void> MainViewModel::addCurrentSongToLibrary()
     if (!entry || !entry->song())
         co_return;
     const QString songID = entry->song()->id.rawValue();
-    QPointer self(this);
+    const OwnerGuard guard(this);
     try {
-        co_await AddLibraryRequest(songID).perform();
+        co_await guard(AddLibraryRequest(songID).perform());
+    } catch (const OwnerGone &) {
+        co_return;
     } catch (...) {
         const Error error = errorFromCurrentException();
         ErrorReporter::shared().reportError(error, QStringLiteral("add_to_library"));
         Log::error(Log::playback(), "Failed to add song to library: %@", error);
         co_return;
     }
-    if (!self)
-        co_return;
     _canAddToLibrary.set(false);
     runAnimationGroup(toastAnimationDuration, true, [this] { _showAddToast.set(true); });
     // The toast hides itself and the song reaches the store without anyone else's help.

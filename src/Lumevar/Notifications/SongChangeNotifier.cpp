@@ -8,6 +8,7 @@
 #include "Support/Error.h"
 #include "Support/Log.h"
 #include "Support/UserDefaults.h"
+#include "Support/OwnerGuard.h"
 
 #include <QFileInfo>
 #include <QPointer>
@@ -46,18 +47,18 @@ QCoro::Task<void> SongChangeNotifier::settleArtwork(std::optional<PlaybackItem> 
     }
     if (!item)
         co_return;
-    QPointer self(this);
+    const OwnerGuard guard(this);
     const QString id = item->songIDForArtwork;
     const std::optional<QUrl> url = item->artwork ? std::optional<QUrl>(item->artwork->url(artworkPixels, artworkPixels)) : std::nullopt;
     try {
-        co_await ArtworkImageCache::shared().thumbnail(url, id);
+        co_await guard(ArtworkImageCache::shared().thumbnail(url, id));
+    } catch (const OwnerGone &) {
+        co_return;
     } catch (const CancellationError &) {
     } catch (...) {
         // A missing picture doesn't stop the rest: the notification goes out without one.
         Log::error(Log::images(), "Failed to load player artwork: %@", errorFromCurrentException());
     }
-    if (!self)
-        co_return;
     if (token.isCancelled()) {
         Log::debug(Log::images(), "Loading player artwork cancelled");
         co_return;

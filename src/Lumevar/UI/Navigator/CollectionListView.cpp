@@ -19,6 +19,7 @@
 #include <QScopedValueRollback>
 #include <QSet>
 #include <cmath>
+#include <utility>
 
 namespace {
 
@@ -42,8 +43,14 @@ CollectionListView::CollectionListView(CollectionListModel &model, QWidget *pare
     setVerticalScrollMode(ScrollPerPixel);
     setHorizontalScrollMode(ScrollPerPixel);
     // A reset drops the selection; the row selected before it stays selected (the controller
-    // moves it to the selected item's new row when the identifiers changed).
+    // moves it to the selected item's new row when the identifiers changed). It is put back after
+    // the selection model has cleared itself, which it does after the view's own reset.
     connect(&model, &QAbstractItemModel::modelAboutToBeReset, this, [this] { m_rowBeforeReset = selectedRow(); });
+    connect(&model, &QAbstractItemModel::modelReset, this, [this] {
+        const int selected = std::exchange(m_rowBeforeReset, -1);
+        if (selected >= 0 && selected < m_model.count())
+            setSelectedRow(selected);
+    });
     setFrameShape(QFrame::NoFrame);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
@@ -111,15 +118,12 @@ void CollectionListView::reloadData()
 
 void CollectionListView::reset()
 {
-    const int selected = std::exchange(m_rowBeforeReset, -1);
     QAbstractItemView::reset();
     if (m_heights.count() != m_model.count()) {
         m_heights.reset(m_model.count(), estimatedRowHeight());
         m_measuredCount = 0;
         m_hoverRow = -1;
     }
-    if (selected >= 0 && selected < m_model.count())
-        setSelectedRow(selected);
 }
 
 // Only visible rows are ever painted: repainting the viewport redraws exactly them from the model.

@@ -65,7 +65,6 @@ protected:
     CollectionListControllerTest()
     {
         Clock::setShared(&clock);
-        ListScrollState::savedScrollPositions().clear();
         model.setItems(playlists({"a", "b", "c"}));
     }
     ~CollectionListControllerTest() override { Clock::setShared(nullptr); }
@@ -73,7 +72,7 @@ protected:
     std::unique_ptr<CollectionListController> make(std::optional<QString> name = QStringLiteral("PlaylistsList"))
     {
         auto controller = std::make_unique<CollectionListController>(
-            model,
+            model, scrollState,
             CollectionListController::SelectionBinding{[this] { return selection; },
                                                        [this](const std::optional<QString> &id) {
                                                            selection = id;
@@ -85,6 +84,7 @@ protected:
     }
 
     ManualClock clock;
+    ListScrollState scrollState;
     ItemListModel<LocalPlaylist> model{[](TableCellContent &cell, const LocalPlaylist &p, ConfigurationType) { cell.title = p.name; }};
     RecordingTable table;
     std::optional<QString> selection;
@@ -193,7 +193,7 @@ TEST_F(CollectionListControllerTest, AReturningListOpensWhereItWasLeftWhileItsRo
     unnamed->attach(&detail);
     detail.position = QPointF(0, 99);
     unnamed->willDisappear();
-    EXPECT_EQ(ListScrollState::savedScrollPositions().size(), 1);
+    EXPECT_EQ(scrollState.savedScrollPositions().size(), 1);
 }
 
 TEST_F(CollectionListControllerTest, TheActivePaneTakesTheKeysAsItAppearsNotAfterItsLoad)
@@ -224,13 +224,13 @@ TEST_F(CollectionListControllerTest, ProgrammaticMovesScrollTheSelectionIntoView
     controller->updateSelection();
     EXPECT_TRUE(table.scrolledTo.isEmpty()); // an ordinary selection change scrolls nothing
 
-    ListScrollState::withScrollRequest([&] { selection = QStringLiteral("c"); });
+    scrollState.withScrollRequest([&] { selection = QStringLiteral("c"); });
     controller->updateSelection();
     controller->updateSelection(); // already selected: scrolled again all the same
     EXPECT_EQ(table.scrolledTo, (QList<int>{2, 2}));
     for (int i = 0; i < 3; ++i)
         QCoreApplication::processEvents();
-    EXPECT_EQ(ListScrollState::scrollRequestCount()(), 0);
+    EXPECT_EQ(scrollState.scrollRequestCount(), 0);
 }
 
 TEST_F(CollectionListControllerTest, RepaintsOfVisibleRowsAreCoalesced)

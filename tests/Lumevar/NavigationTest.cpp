@@ -64,15 +64,15 @@ TEST_F(NavigationTest, SnapBackReturnsToTheAlbumPlayedFromAndSelectsThePlayingSo
     model->_selectedAlbumID.set(QStringLiteral("al2"));
     detail.showDetailSongs(secondAlbum, QStringLiteral("al2"), QStringLiteral("Second"));
     model->_activePane.set(1);
-    ListScrollState::savedScrollPositions().insert(QStringLiteral("albums"), QPointF(0, 300));
+    model->listScrollState().savedScrollPositions().insert(QStringLiteral("albums"), QPointF(0, 300));
 
     model->snapBack();
     EXPECT_EQ(model->_navigationPath(), saved.path);
     EXPECT_EQ(model->_activePane(), 2);
     EXPECT_EQ(model->_selectedContainerKindID(), QStringLiteral("albums"));
     EXPECT_EQ(model->_selectedAlbumID(), QStringLiteral("al1"));
-    EXPECT_TRUE(ListScrollState::savedScrollPositions().isEmpty());
-    EXPECT_EQ(ListScrollState::scrollRequestCount()(), 1);
+    EXPECT_TRUE(model->listScrollState().savedScrollPositions().isEmpty());
+    EXPECT_EQ(model->listScrollState().scrollRequestCount(), 1);
     // The detail list still shows the second album: the song is selected at the next publish.
     EXPECT_EQ(model->detailSongIDToRestore, QStringLiteral("a2"));
     ASSERT_EQ(telemetry.signals_.size(), 1);
@@ -84,7 +84,7 @@ TEST_F(NavigationTest, SnapBackReturnsToTheAlbumPlayedFromAndSelectsThePlayingSo
     EXPECT_EQ(model->_navigationPath().size(), 3); // replaced, not deepened
 
     // The counter falls two turns of the event loop later.
-    EXPECT_TRUE(spinUntil([] { return ListScrollState::scrollRequestCount()() == 0; }));
+    EXPECT_TRUE(spinUntil([&] { return model->listScrollState().scrollRequestCount() == 0; }));
     EXPECT_TRUE(model->_lastSavedSnapbackState().has_value()); // SnapBack can be repeated
 }
 
@@ -96,7 +96,7 @@ TEST_F(NavigationTest, RestoreThatFindsNoSongClearsWithoutSelection)
     EXPECT_FALSE(model->_selectedDetailSongID().has_value());
     EXPECT_FALSE(model->detailSongIDToRestore.has_value());
     EXPECT_EQ(model->_navigationPath().last(), NavigationItem::songCollection(QStringLiteral("p1"), QString()));
-    EXPECT_TRUE(spinUntil([] { return ListScrollState::scrollRequestCount()() == 0; }));
+    EXPECT_TRUE(spinUntil([&] { return model->listScrollState().scrollRequestCount() == 0; }));
 }
 
 TEST_F(NavigationTest, SnapBackToTheSongsContainerSelectsThePlayingRow)
@@ -116,5 +116,5 @@ TEST_F(NavigationTest, SnapBackToTheSongsContainerSelectsThePlayingRow)
     model->snapBack();
     EXPECT_EQ(model->_selectedContainerKindID(), QStringLiteral("songs"));
     EXPECT_EQ(model->_selectedTopLevelSongID(), QStringLiteral("s3"));
-    spinUntil([] { return ListScrollState::scrollRequestCount()() == 0; });
+    spinUntil([&] { return model->listScrollState().scrollRequestCount() == 0; });
 }

@@ -4,6 +4,7 @@
 // shows it.
 
 #include "Lumevar/App/LumevarApp.h"
+#include "Lumevar/Model/ListScrollState.h"
 #include "Lumevar/Navigator/CollectionListController.h"
 #include "Support/UserDefaults.h"
 #include "Lumevar/UI/Navigator/CollectionListView.h"
@@ -34,6 +35,21 @@ QList<LocalSong> manySongs(int count)
     return songs;
 }
 
+// Notes whether a paint is under way, so that a test can see what changes during one.
+class PaintWatchingListView : public CollectionListView {
+public:
+    using CollectionListView::CollectionListView;
+    bool painting = false;
+
+protected:
+    void paintEvent(QPaintEvent *event) override
+    {
+        painting = true;
+        CollectionListView::paintEvent(event);
+        painting = false;
+    }
+};
+
 } // namespace
 
 class CollectionListViewTest : public ::testing::Test {
@@ -44,7 +60,7 @@ protected:
         model.setSongs(manySongs(100'000));
         view = std::make_unique<CollectionListView>(model);
         controller = std::make_unique<CollectionListController>(
-            model,
+            model, scrollState,
             CollectionListController::SelectionBinding{[this] { return selection; },
                                                        [this](const std::optional<QString> &id) { selection = id; }},
             1, std::nullopt, [this](int row) { activated.append(row); });
@@ -54,6 +70,7 @@ protected:
         controller->attach(view.get());
     }
 
+    ListScrollState scrollState;
     SongRowsModel model{[](TableCellContent &cell, const LocalSong &song, ConfigurationType) {
         cell.title = song.title;
         cell.subtitle = song.artistName.value_or(QString());
@@ -120,6 +137,82 @@ TEST_F(CollectionListViewTest, AfterAWheelScrollTheRowUnderThePointerIsTheHovere
     ASSERT_GT(view->verticalScrollBar()->value(), 0);
     EXPECT_NE(view->rowAt(pointer), 4);
     EXPECT_EQ(view->hoveredRow(), view->rowAt(pointer));
+}
+
+TEST_F(CollectionListViewTest, TheItemViewGeometryReachesFarRowsAndTheSelectionModelIsTheSelection)
+{
+    view->grab();
+    const int far = 60'000;
+    const QModelIndex index = model.index(far, 0);
+    view->scrollTo(index, QAbstractItemView::PositionAtCenter);
+    const QRect rect = view->visualRect(index);
+    EXPECT_TRUE(view->viewport()->rect().contains(rect.center()));
+    EXPECT_EQ(view->indexAt(rect.center()), index);
+    EXPECT_LT(view->measuredRowCount(), 80); // the jump measured the rows around it, no more
+
+    // Selecting through the selection model (as a program or an assistive tool does) is a choice
+    // the controller hears; the keys then move on from that row.
+    view->selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect);
+    EXPECT_EQ(view->selectedRow(), far);
+    EXPECT_EQ(selection, model.itemID(far));
+    view->setFocus();
+    QTest::keyClick(view.get(), Qt::Key_Down);
+    EXPECT_EQ(selection, model.itemID(far + 1));
+    EXPECT_EQ(view->selectionModel()->selectedRows(), QModelIndexList{model.index(far + 1, 0)});
+
+    view->keyboardSearch(QString()); // a new search
+    view->keyboardSearch(QStringLiteral("Song 4"));
+    EXPECT_EQ(model.itemTitle(view->selectedRow()), QStringLiteral("Song 4"));
+}
+
+TEST_F(CollectionListViewTest, PaintingNeverChangesTheScrollRangeAndAResetKeepsTheSelectedRow)
+{
+    PaintWatchingListView watched(model);
+    watched.resize(300, 440);
+    watched.show();
+    watched.reloadData();
+    QScrollBar *bar = watched.verticalScrollBar();
+    int changesWhilePainting = 0;
+    const auto count = [&] { changesWhilePainting += watched.painting ? 1 : 0; };
+    QObject::connect(bar, &QScrollBar::rangeChanged, count);
+    QObject::connect(bar, &QScrollBar::valueChanged, count);
+    watched.grab();
+    watched.selectRow(10);
+
+    // The items are replaced without the controller's reload: the view hears the model's reset.
+    model.setSongs(manySongs(300));
+    EXPECT_EQ(watched.selectedRow(), 10);
+    watched.grab();
+    bar->setValue(bar->maximum() / 2);
+    watched.grab();
+    bar->setValue(bar->maximum());
+    watched.grab();
+    watched.resize(500, 300);
+    watched.grab();
+    EXPECT_EQ(changesWhilePainting, 0);
+    EXPECT_GT(watched.measuredRowCount(), 5);
+    // Still at the end once the rows in view got their heights, above the player's room.
+    const QRect last = watched.rowRect(model.count() - 1);
+    EXPECT_LE(last.bottom(), watched.viewport()->height() - CollectionListView::bottomInset);
+    EXPECT_GT(last.bottom(), watched.viewport()->height() - CollectionListView::bottomInset - 10);
+}
+
+TEST_F(CollectionListViewTest, EachListMeasuresItsRowsWithItsOwnWidth)
+{
+    view->grab();
+    const int twoLines = view->rowRect(2).height(); // the long first song's title wraps
+    CollectionListView wide(model);
+    wide.resize(900, 440);
+    wide.show();
+    wide.reloadData();
+    wide.grab();
+    ASSERT_LT(wide.rowRect(2).height(), twoLines);
+
+    // Squeezed below a usable width (as while a pane slides in), the list keeps measuring at the
+    // width it last had, not at the other list's.
+    view->resize(100, 440);
+    view->grab();
+    EXPECT_EQ(view->rowRect(2).height(), twoLines);
 }
 
 TEST(RowArtworkTest, ALoadThatEndsAtOnceFillsTheRowAndAFailureShowsAsOne)

@@ -19,10 +19,12 @@
 #include "Support/UserDefaults.h"
 #include "TestKit/TestPalettes.h"
 
+#include <QAbstractItemModelTester>
 #include <QAccessible>
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QMenu>
+#include <QSignalSpy>
 #include <QTest>
 #include <QWheelEvent>
 
@@ -373,6 +375,49 @@ TEST_F(NavigatorWindowTest, AScreenReaderReadsTheRowsTheSelectionAndPlaysARow)
     actions->doAction(QAccessibleActionInterface::pressAction());
     ASSERT_TRUE(spinUntil([&] { return player.queue().currentEntry().has_value(); }));
     EXPECT_EQ(player.queue().currentEntry()->title, songs->model().itemTitle(3));
+}
+
+TEST_F(NavigatorWindowTest, TheSongsListFollowsSyncsAsAnItemModelAndKeepsItsSelectedSong)
+{
+    store(FakeMusicService::songs(3, QStringLiteral("lib")));
+    launch(800);
+    main()._selectedContainerKindID.set(QStringLiteral("songs"));
+    ASSERT_TRUE(spinUntil([&] { return list(1) && list(1)->model().count() == 5; }));
+    CollectionListView *songs = list(1);
+    CollectionListModel &rows = songs->model();
+    // Checks the model's contract at every change; dies with the model.
+    new QAbstractItemModelTester(&rows, QAbstractItemModelTester::FailureReportingMode::Fatal, &rows);
+    const QSignalSpy resets(&rows, &QAbstractItemModel::modelReset);
+    songs->setFocus(Qt::TabFocusReason);
+    for (int i = 0; i < 3; ++i)
+        QTest::keyClick(songs, Qt::Key_Down);
+    settle();
+    ASSERT_EQ(songs->selectedRow(), 3);
+    const QString chosen = rows.itemID(3);
+
+    // A sync brings two more songs: the rows are announced anew, and the chosen song stays
+    // selected, in the view's selection model as for a screen reader.
+    store(FakeMusicService::songs(5, QStringLiteral("lib")));
+    main()._libraryVersion.set(main()._libraryVersion() + 1);
+    ASSERT_TRUE(spinUntil([&] { return rows.count() == 7; }));
+    settle();
+    EXPECT_GE(resets.count(), 1);
+    EXPECT_EQ(rows.rowCount(), 7);
+    ASSERT_GE(songs->selectedRow(), 0);
+    EXPECT_EQ(rows.itemID(songs->selectedRow()), chosen);
+    EXPECT_EQ(songs->selectionModel()->selectedRows(), QModelIndexList{rows.index(songs->selectedRow(), 0)});
+    QAccessibleInterface *accessible = QAccessible::queryAccessibleInterface(songs);
+    EXPECT_EQ(accessible->childCount(), 7);
+    EXPECT_TRUE(accessible->child(songs->selectedRow())->state().selected);
+
+    // A sync that removes songs leaves a consistent, smaller list.
+    store(FakeMusicService::songs(1, QStringLiteral("lib")));
+    main()._libraryVersion.set(main()._libraryVersion() + 1);
+    ASSERT_TRUE(spinUntil([&] { return rows.count() == 2; })); // Play and the one song
+    settle();
+    EXPECT_LT(songs->selectedRow(), 2);
+    EXPECT_EQ(accessible->childCount(), 2);
+    songs->grab();
 }
 
 TEST_F(NavigatorWindowTest, AClickMovesOnOnlyAtTheOnePaneWidth)

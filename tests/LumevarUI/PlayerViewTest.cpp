@@ -313,6 +313,7 @@ TEST_F(PlayerViewTest, DraggingRowsInUpNextMovesThemInThePlayer)
     playFrom(songs, songs[0].identifier);
     view->showUpNext();
     UpNextModel *rows = view->upNext()->model();
+    new QAbstractItemModelTester(rows, QAbstractItemModelTester::FailureReportingMode::Fatal, rows);
     // What the list view hands the model when two rows are dropped before the second row.
     std::unique_ptr<QMimeData> dragged(rows->mimeData({rows->index(3), rows->index(4)}));
     ASSERT_TRUE(rows->canDropMimeData(dragged.get(), Qt::MoveAction, 1, 0, {}));
@@ -325,6 +326,17 @@ TEST_F(PlayerViewTest, DraggingRowsInUpNextMovesThemInThePlayer)
     rows->dropMimeData(dragged.get(), Qt::MoveAction, -1, -1, {});
     QCoreApplication::processEvents();
     EXPECT_EQ(titles(player.queue().entries()), (QStringList{"s0", "s4", "s1", "s2", "s3"}));
+
+    // A removal and a track change: the rows follow by removals and moves, the model checker
+    // watching each step.
+    rows->removeEntriesAt({2});
+    QCoreApplication::processEvents();
+    EXPECT_EQ(titles(player.queue().entries()), (QStringList{"s0", "s4", "s2", "s3"}));
+    finish(model->skipToNext());
+    clock.advance(0.1);
+    QCoreApplication::processEvents();
+    ASSERT_EQ(rows->rowCount(), 3); // from the current entry on
+    EXPECT_EQ(rows->data(rows->index(0), Qt::DisplayRole).toString(), player.queue().currentEntry()->title);
 }
 
 TEST_F(PlayerViewTest, UpNextShowsTheEmptyStateWhenNothingIsLeft)

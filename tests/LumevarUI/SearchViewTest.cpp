@@ -8,6 +8,7 @@
 #include "Lumevar/UI/Search/SearchPicker.h"
 #include "Lumevar/UI/Search/SearchView.h"
 
+#include <QAbstractItemModelTester>
 #include <QApplication>
 #include <QLineEdit>
 #include <QListView>
@@ -24,6 +25,9 @@ protected:
             shown.append(sectionNames());
         };
         view->onClose = [this] { ++closes; };
+        // Every search typed in any test below resets the results under the model checker.
+        new QAbstractItemModelTester(view->list()->model(), QAbstractItemModelTester::FailureReportingMode::Fatal,
+                                     view->list()->model());
         view->resize(360, 424);
         view->show();
         QApplication::setActiveWindow(view.get());

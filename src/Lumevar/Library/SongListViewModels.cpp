@@ -2,7 +2,6 @@
 
 #include "Lumevar/Library/SyncThrottle.h"
 #include "Lumevar/Model/ErrorReporting.h"
-#include "Lumevar/Model/ListScrollState.h"
 #include "LumevarCore/LocalDatabase.h"
 #include "LumevarCore/SyncEngine.h"
 #include "Support/Clock.h"
@@ -44,7 +43,7 @@ void DetailSongsViewModel::showDetailSongs(QList<LocalSong> songs, QString id, s
         m_main._selectedDetailSongID.set(SongSelection::playID);
         return;
     }
-    ListScrollState::withScrollRequest([this] { restoreDetailSongSelection(); });
+    m_main.listScrollState().withScrollRequest([this] { restoreDetailSongSelection(); });
 }
 
 void DetailSongsViewModel::restoreDetailSongSelection()

@@ -1,41 +1,15 @@
 #include "Lumevar/Model/ListScrollState.h"
 
-#include <QCoreApplication>
 #include <QMetaObject>
 
-namespace ListScrollState {
-
-QHash<QString, QPointF> &savedScrollPositions()
+void ListScrollState::withScrollRequest(const std::function<void()> &restore)
 {
-    static QHash<QString, QPointF> positions;
-    return positions;
-}
-
-Observable<int> &scrollRequestCount()
-{
-    static Observable<int> count{0};
-    return count;
-}
-
-void withScrollRequest(const std::function<void()> &restore)
-{
-    Observable<int> &count = scrollRequestCount();
-    count.set(count() + 1);
+    ++m_scrollRequestCount;
     restore();
-    QCoreApplication *app = QCoreApplication::instance();
-    if (!app) {
-        count.set(count() - 1);
-        return;
-    }
     // Two hops: the lists' observers run a turn after the writes and apply the selections; only
-    // after that may the counter fall.
+    // after that may the counter fall. The hops die with this object.
     QMetaObject::invokeMethod(
-        app,
-        [app] {
-            QMetaObject::invokeMethod(
-                app, [] { scrollRequestCount().set(scrollRequestCount()() - 1); }, Qt::QueuedConnection);
-        },
+        this,
+        [this] { QMetaObject::invokeMethod(this, [this] { --m_scrollRequestCount; }, Qt::QueuedConnection); },
         Qt::QueuedConnection);
 }
-
-} // namespace ListScrollState

@@ -17,6 +17,7 @@
 // Clock::shared(), UserDefaults::standard(), NotificationCenter::shared() and
 // ErrorReporter::shared(); tests install their own before making the model.
 
+#include "Lumevar/Model/ListScrollState.h"
 #include "Lumevar/Model/NavigationTypes.h"
 #include "LumevarCore/Records.h"
 #include "Platform/Music/ApplicationMusicPlayer.h"
@@ -59,6 +60,9 @@ public:
 
     explicit MainViewModel(QObject *parent = nullptr);
     ~MainViewModel() override;
+
+    // The scroll places and scroll requests of this window's lists.
+    ListScrollState &listScrollState() { return m_listScrollState; }
 
     // ---- Player mirror ----
     Observable<bool> _isPlaying{false};
@@ -113,6 +117,16 @@ public:
 
     bool isShuffled() const;
     void setShuffled(bool shuffled);
+    // The shuffle mode asked of the player; none when nothing was asked yet.
+    std::optional<MusicShuffleMode> shuffleMode() const;
+    // Calls changed (a turn later) whenever the player's shuffle, repeat or status is about to
+    // change; the connection ends with context.
+    QMetaObject::Connection observePlayerModes(QObject *context, std::function<void()> changed) const;
+    // Edits the player's queue by the stable ids of its entries (ids no longer queued are
+    // skipped), then refreshes the queue mirror at once.
+    void removeQueueEntries(const QStringList &entryIDs);
+    // Moves the entries before the entry beforeEntryID, or to the queue's end for none.
+    void moveQueueEntries(const QStringList &entryIDs, const std::optional<QString> &beforeEntryID);
     MusicRepeatMode repeatMode() const;
     void setRepeatMode(MusicRepeatMode mode);
     double currentPlayingTime() const { return _currentPlayingTime(); }
@@ -212,6 +226,7 @@ public:
     QCoro::Task<void> start();
 
 private:
+    ListScrollState m_listScrollState;
     void startArtworkTask(std::optional<PlaybackItem> item);
     void cancelArtworkTask();
     void checkLibrary(PlaybackItem item);

@@ -4,7 +4,6 @@
 #include "Lumevar/Model/MainViewModel.h"
 
 #include "Lumevar/Model/ErrorReporting.h"
-#include "Lumevar/Model/ListScrollState.h"
 #include "Support/Animation.h"
 
 namespace {
@@ -135,8 +134,8 @@ void MainViewModel::snapBack()
     _navigationPath.set(saved->path);
     _activePane.set(saved->activePane);
     // No list goes back to an old scroll offset; each scrolls to its restored selection instead.
-    ListScrollState::savedScrollPositions().clear();
-    ListScrollState::withScrollRequest([this, &saved] { restoreSelections(*saved); });
+    m_listScrollState.savedScrollPositions().clear();
+    m_listScrollState.withScrollRequest([this, &saved] { restoreSelections(*saved); });
 }
 
 void MainViewModel::restoreSelections(const SavedSnapbackState &state)

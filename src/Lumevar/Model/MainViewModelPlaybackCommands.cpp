@@ -13,6 +13,7 @@
 #include "Support/OwnerGuard.h"
 
 #include <QPointer>
+#include <algorithm>
 
 namespace {
 
@@ -188,6 +189,57 @@ void MainViewModel::setShuffled(bool shuffled)
     if (shuffled == isShuffled())
         return;
     player().state().setShuffleMode(shuffled ? MusicShuffleMode::songs : MusicShuffleMode::off);
+}
+
+std::optional<MusicShuffleMode> MainViewModel::shuffleMode() const { return player().state().shuffleMode(); }
+
+QMetaObject::Connection MainViewModel::observePlayerModes(QObject *context, std::function<void()> changed) const
+{
+    // The player's state announces a change before making it: the call waits a turn.
+    return connect(&player().state(), &ApplicationMusicPlayerState::objectWillChange, context, std::move(changed),
+                   Qt::QueuedConnection);
+}
+
+namespace {
+
+// The offsets in the player's whole queue of the entries with these ids.
+QList<int> queueOffsets(const QList<MusicPlayerQueueEntry> &entries, const QStringList &ids)
+{
+    QList<int> offsets;
+    for (int offset = 0; offset < entries.size(); ++offset) {
+        if (ids.contains(entries.at(offset).id))
+            offsets.append(offset);
+    }
+    return offsets;
+}
+
+} // namespace
+
+void MainViewModel::removeQueueEntries(const QStringList &entryIDs)
+{
+    ApplicationMusicPlayer::Queue &queue = player().queue();
+    const QList<int> offsets = queueOffsets(queue.entries(), entryIDs);
+    if (offsets.isEmpty())
+        return;
+    queue.removeEntries(offsets);
+    refreshPlayerEntry();
+}
+
+void MainViewModel::moveQueueEntries(const QStringList &entryIDs, const std::optional<QString> &beforeEntryID)
+{
+    ApplicationMusicPlayer::Queue &queue = player().queue();
+    const QList<MusicPlayerQueueEntry> &entries = queue.entries();
+    const QList<int> offsets = queueOffsets(entries, entryIDs);
+    if (offsets.isEmpty())
+        return;
+    int target = int(entries.size());
+    if (beforeEntryID) {
+        const auto found = std::find_if(entries.begin(), entries.end(), [&](const auto &entry) { return entry.id == *beforeEntryID; });
+        if (found != entries.end())
+            target = int(found - entries.begin());
+    }
+    queue.moveEntries(offsets, target);
+    refreshPlayerEntry();
 }
 
 MusicRepeatMode MainViewModel::repeatMode() const { return player().state().repeatMode().value_or(MusicRepeatMode::none); }

@@ -12,9 +12,10 @@ namespace {
 constexpr double focusAnimationDuration = 0.3;
 }
 
-CollectionListController::CollectionListController(CollectionListModel &model, SelectionBinding selection, int tag,
-                                                   std::optional<QString> autosaveName, std::function<void(int)> doubleClick)
-    : m_model(model), m_selection(std::move(selection)), m_tag(tag), m_autosaveName(std::move(autosaveName)),
+CollectionListController::CollectionListController(CollectionListModel &model, ListScrollState &scrollState,
+                                                   SelectionBinding selection, int tag, std::optional<QString> autosaveName,
+                                                   std::function<void(int)> doubleClick)
+    : m_model(model), m_scrollState(scrollState), m_selection(std::move(selection)), m_tag(tag), m_autosaveName(std::move(autosaveName)),
       m_doubleClick(std::move(doubleClick))
 {
 }
@@ -48,21 +49,21 @@ void CollectionListController::attach(ListTable *table)
         m_table->selectRow(int(ids.indexOf(*selected)));
         --m_suppressSelection;
         if (m_autosaveName) {
-            const auto &saved = ListScrollState::savedScrollPositions();
+            const auto &saved = m_scrollState.savedScrollPositions();
             if (const auto found = saved.constFind(*m_autosaveName); found != saved.constEnd()) {
                 m_table->layoutIfNeeded();
                 m_table->scrollToPoint(*found);
             }
         }
     }
-    if (ListScrollState::scrollRequestCount()() > 0)
+    if (m_scrollState.scrollRequestCount() > 0)
         updateSelection();
 }
 
 void CollectionListController::willDisappear()
 {
     if (m_table && m_autosaveName)
-        ListScrollState::savedScrollPositions().insert(*m_autosaveName, m_table->scrollPosition());
+        m_scrollState.savedScrollPositions().insert(*m_autosaveName, m_table->scrollPosition());
 }
 
 void CollectionListController::didAppear()
@@ -101,7 +102,7 @@ void CollectionListController::updateSelection()
         m_table->selectRow(row);
         --m_suppressSelection;
     }
-    if (ListScrollState::scrollRequestCount()() > 0) {
+    if (m_scrollState.scrollRequestCount() > 0) {
         m_table->layoutIfNeeded();
         m_table->scrollRowToVisible(row);
     }

@@ -7,7 +7,7 @@
 // - Two guards keep the two selections from feeding each other: suppressSelection silences the
 //   table while the controller reloads or selects, and isSelecting silences the model while the
 //   user selects.
-// - The place of a named list is saved in ListScrollState when it leaves the screen and restored
+// - The place of a named list is saved in the window's ListScrollState when it leaves the screen and restored
 //   when it comes back, but only when its selected row still exists. While scrollRequestCount is
 //   above 0, a selection change also scrolls the selected row into view.
 // - Main thread only.
@@ -23,6 +23,7 @@
 #include <vector>
 
 class Clock;
+class ListScrollState;
 class ListTable;
 class ScheduledCall;
 
@@ -40,7 +41,7 @@ public:
     // (a window activation, a focus move by program).
     enum class FocusCause { keyOrMouse, other };
 
-    CollectionListController(CollectionListModel &model, SelectionBinding selection, int tag,
+    CollectionListController(CollectionListModel &model, ListScrollState &scrollState, SelectionBinding selection, int tag,
                              std::optional<QString> autosaveName, std::function<void(int row)> doubleClick);
     ~CollectionListController();
     CollectionListController(const CollectionListController &) = delete;
@@ -90,6 +91,7 @@ private:
     void actuallyReloadVisibleRows();
 
     CollectionListModel &m_model;
+    ListScrollState &m_scrollState;
     SelectionBinding m_selection;
     const int m_tag;
     const std::optional<QString> m_autosaveName;

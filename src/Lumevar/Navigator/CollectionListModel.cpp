@@ -40,6 +40,13 @@ SongRowsModel::SongRowsModel(SongConfigurator configurator, QObject *parent)
 {
 }
 
+void SongRowsModel::setSongs(QList<LocalSong> songs)
+{
+    beginResetModel();
+    m_songs = std::move(songs);
+    endResetModel();
+}
+
 int SongRowsModel::syntheticRowCount() const
 {
     if (m_songs.isEmpty())

@@ -1,8 +1,8 @@
 #pragma once
 // The rows of one navigator list, as an item model that shares its list model's QList (copying a
 // QList of records shares it; nothing is copied per row). Each row has an identifier, a title and
-// a cell configuration; the list controller decides when the table reloads, so replacing the
-// items announces nothing by itself.
+// a cell configuration. Replacing the items resets the model (views drop their per-row state and
+// ask again); the list controller still decides when the table reloads its row heights.
 //
 // ItemListModel<Item> serves the collection lists (containers, playlists, albums, artists,
 // recommendations); SongRowsModel the song lists, whose first rows are Play and Shuffle.
@@ -49,7 +49,12 @@ public:
     }
 
     const QList<Item> &items() const { return m_items; }
-    void setItems(QList<Item> items) { m_items = std::move(items); }
+    void setItems(QList<Item> items)
+    {
+        beginResetModel();
+        m_items = std::move(items);
+        endResetModel();
+    }
     const Item &item(int row) const { return m_items.at(row); }
 
     int count() const override { return int(m_items.size()); }
@@ -73,7 +78,7 @@ public:
     explicit SongRowsModel(SongConfigurator configurator, QObject *parent = nullptr);
 
     const QList<LocalSong> &songs() const { return m_songs; }
-    void setSongs(QList<LocalSong> songs) { m_songs = std::move(songs); }
+    void setSongs(QList<LocalSong> songs);
     // Rows before the first song: none without songs, Play for one, Play and Shuffle for more.
     int syntheticRowCount() const;
     const LocalSong *song(int row) const;

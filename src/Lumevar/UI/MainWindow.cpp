@@ -343,8 +343,7 @@ void MainWindow::observeModel()
                 m_model._lastSavedSnapbackState, m_model._isStopped, m_model._isPlaying,
                 m_model._navigationPath, m_model._isSingleColumn, m_model._isDoubleColumn);
     // Shuffle and repeat live in the player's state, which announces a change before making it.
-    connect(&ApplicationMusicPlayer::shared().state(), &ApplicationMusicPlayerState::objectWillChange, this, &MainWindow::scheduleChrome,
-            Qt::QueuedConnection);
+    m_model.observePlayerModes(this, [this] { scheduleChrome(); });
 
     // The lists follow their own models while their panes are in the path (the navigator).
     m_tokens.push_back(observeChanges(m_model._selectedContainerKindID, [this] { scheduleChrome(); }));

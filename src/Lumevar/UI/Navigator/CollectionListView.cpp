@@ -16,8 +16,10 @@
 #include <QMenu>
 #include <QPainter>
 #include <QScrollBar>
+#include <QScopedValueRollback>
 #include <QSet>
 #include <cmath>
+#include <utility>
 
 namespace {
 
@@ -27,16 +29,28 @@ constexpr int typeSelectTimeout = 1000; // milliseconds between letters of one s
 constexpr int nowPlayingFrameInterval = 33;
 constexpr double stillBarsPose = 0.55;  // seconds into the animation shown while paused
 
-// The width rows were last measured at, shared by every list: a list that is not laid out yet
-// reports a narrow or zero width and measures with this one instead.
-double lastRowWidth = 0;
-
 } // namespace
 
 CollectionListView::CollectionListView(CollectionListModel &model, QWidget *parent)
-    : QAbstractScrollArea(parent), m_model(model), m_artwork(new RowArtwork(this))
+    : QAbstractItemView(parent), m_model(model), m_artwork(new RowArtwork(this))
 {
     CollectionListAccessibility::install();
+    setModel(&model);
+    setSelectionMode(SingleSelection);
+    setSelectionBehavior(SelectRows);
+    setEditTriggers(NoEditTriggers);
+    setAutoScroll(false); // the controller decides when a selected row scrolls into view
+    setVerticalScrollMode(ScrollPerPixel);
+    setHorizontalScrollMode(ScrollPerPixel);
+    // A reset drops the selection; the row selected before it stays selected (the controller
+    // moves it to the selected item's new row when the identifiers changed). It is put back after
+    // the selection model has cleared itself, which it does after the view's own reset.
+    connect(&model, &QAbstractItemModel::modelAboutToBeReset, this, [this] { m_rowBeforeReset = selectedRow(); });
+    connect(&model, &QAbstractItemModel::modelReset, this, [this] {
+        const int selected = std::exchange(m_rowBeforeReset, -1);
+        if (selected >= 0 && selected < m_model.count())
+            setSelectedRow(selected);
+    });
     setFrameShape(QFrame::NoFrame);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
@@ -70,6 +84,17 @@ void CollectionListView::reloadAppearance()
     viewport()->update();
 }
 
+int CollectionListView::selectedRow() const
+{
+    const QItemSelectionModel *selection = selectionModel();
+    if (!selection)
+        return -1;
+    for (const QItemSelectionRange &range : selection->selection())
+        if (range.isValid())
+            return range.top();
+    return -1;
+}
+
 double CollectionListView::rowWidth() const { return std::max(0, viewport()->width() - 2 * horizontalInset); }
 
 double CollectionListView::estimatedRowHeight() const
@@ -83,12 +108,22 @@ void CollectionListView::reloadData()
     m_heights.reset(m_model.count(), estimatedRowHeight());
     m_measuredCount = 0;
     m_measuredWidth = rowWidth();
-    if (m_selectedRow >= m_model.count())
-        m_selectedRow = -1;
+    if (selectedRow() >= m_model.count())
+        setSelectedRow(-1);
     m_hoverRow = -1;
-    updateScrollBar();
+    measureVisibleRows();
     viewport()->update();
     CollectionListAccessibility::rowsReplaced(this);
+}
+
+void CollectionListView::reset()
+{
+    QAbstractItemView::reset();
+    if (m_heights.count() != m_model.count()) {
+        m_heights.reset(m_model.count(), estimatedRowHeight());
+        m_measuredCount = 0;
+        m_hoverRow = -1;
+    }
 }
 
 // Only visible rows are ever painted: repainting the viewport redraws exactly them from the model.
@@ -99,10 +134,10 @@ void CollectionListView::measureRow(int row)
     if (row < 0 || row >= m_heights.count() || m_heights.isMeasured(row))
         return;
     double width = rowWidth();
-    if (width < minimumRowWidth)
-        width = lastRowWidth;
+    if (width >= minimumRowWidth)
+        m_lastRowWidth = width;
     else
-        lastRowWidth = width;
+        width = m_lastRowWidth > 0 ? m_lastRowWidth : minimumRowWidth;
     TableCellContent content;
     m_model.configure(content, row, ConfigurationType::preview);
     m_heights.setMeasured(row, std::round(m_painter.rowHeight(content, width)));
@@ -111,6 +146,9 @@ void CollectionListView::measureRow(int row)
 
 void CollectionListView::measureVisibleRows()
 {
+    if (m_measuring)
+        return;
+    const QScopedValueRollback<bool> measuring(m_measuring, true);
     if (m_heights.count() != m_model.count())
         m_heights.reset(m_model.count(), estimatedRowHeight());
     if (m_measuredWidth != rowWidth()) {
@@ -124,6 +162,8 @@ void CollectionListView::measureVisibleRows()
     // pass can bring new rows into view, so measure until nothing changes (a few passes at most).
     QScrollBar *bar = verticalScrollBar();
     const bool pinnedToEnd = bar->value() > 0 && bar->value() >= bar->maximum();
+    const int measuredAtStart = m_measuredCount;
+    const int scrollAtStart = bar->value();
     for (int pass = 0; pass < 4; ++pass) {
         const int measuredBefore = m_measuredCount;
         const int scroll = bar->value();
@@ -146,6 +186,10 @@ void CollectionListView::measureVisibleRows()
             bar->setValue(scroll + int(std::lround(shift)));
         if (m_measuredCount == measuredBefore)
             break;
+    }
+    if (m_measuredCount != measuredAtStart || bar->value() != scrollAtStart) {
+        updateHover(m_pointer);
+        viewport()->update();
     }
 }
 
@@ -187,7 +231,6 @@ QList<int> CollectionListView::visibleRows() const
 
 void CollectionListView::paintEvent(QPaintEvent *event)
 {
-    measureVisibleRows();
     QPainter painter(viewport());
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setRenderHint(QPainter::TextAntialiasing);
@@ -198,7 +241,13 @@ void CollectionListView::paintEvent(QPaintEvent *event)
     const double elapsed = animates && m_nowPlayingSince.isValid() ? m_nowPlayingSince.elapsed() / 1000.0 : stillBarsPose;
     QSet<QString> shownArtwork;
     TableCellContent content;
+    const int selected = selectedRow();
+    const int rowCount = m_model.count();
+    bool needsLayout = m_measuredWidth != rowWidth() || m_heights.count() != rowCount;
     for (const int row : visibleRows()) {
+        if (row >= rowCount)
+            break;
+        needsLayout = needsLayout || !m_heights.isMeasured(row);
         const QRect rect = rowRect(row);
         if (!rect.intersects(event->rect()))
             continue;
@@ -206,7 +255,7 @@ void CollectionListView::paintEvent(QPaintEvent *event)
         m_model.configure(content, row, ConfigurationType::regular);
         content.isEnabled = content.isEnabled && isEnabled();
         TableCellPainter::RowState state;
-        state.selected = row == m_selectedRow;
+        state.selected = row == selected;
         state.emphasized = state.selected && emphasized;
         state.alternate = appearance.useAlternatingRowColors && (row % 2 == 1);
         state.pointerInArtwork = row == m_hoverRow && m_pointerInArtwork;
@@ -223,6 +272,10 @@ void CollectionListView::paintEvent(QPaintEvent *event)
     }
     m_artwork->retainOnly(shownArtwork);
     syncNowPlayingTimer(anyNowPlaying && animates);
+    // Rows came into view unmeasured (the model changed since the last layout): they were drawn at
+    // their estimate and are measured in the layout that follows, outside the paint.
+    if (needsLayout)
+        scheduleDelayedItemsLayout();
 }
 
 void CollectionListView::syncNowPlayingTimer(bool running)
@@ -237,14 +290,22 @@ void CollectionListView::syncNowPlayingTimer(bool running)
     }
 }
 
+void CollectionListView::updateGeometries()
+{
+    measureVisibleRows();
+    updateScrollBar();
+    QAbstractItemView::updateGeometries();
+}
+
 void CollectionListView::resizeEvent(QResizeEvent *event)
 {
-    QAbstractScrollArea::resizeEvent(event);
-    updateScrollBar();
+    QAbstractItemView::resizeEvent(event); // lays the rows out through updateGeometries
 }
 
 void CollectionListView::scrollContentsBy(int, int)
 {
+    // Rows that come into view get their heights now, before they are painted.
+    measureVisibleRows();
     // The rows move under a pointer that stays: the one it stands on now is the hovered one.
     updateHover(m_pointer);
     viewport()->update();
@@ -252,6 +313,7 @@ void CollectionListView::scrollContentsBy(int, int)
 
 void CollectionListView::layoutIfNeeded()
 {
+    executeDelayedItemsLayout();
     measureVisibleRows();
     updateScrollBar();
 }
@@ -282,17 +344,38 @@ void CollectionListView::selectRow(int row)
 {
     if (row < 0 || row >= m_model.count())
         return;
-    m_selectedRow = row;
+    setSelectedRow(row);
     viewport()->update();
     if (m_controller)
         m_controller->selectionDidChange(row);
     CollectionListAccessibility::selectionMoved(this, row);
 }
 
+void CollectionListView::setSelectedRow(int row)
+{
+    const QScopedValueRollback<int> silent(m_silentSelection, m_silentSelection + 1);
+    if (row < 0)
+        selectionModel()->clear();
+    else
+        selectionModel()->setCurrentIndex(m_model.index(row, 0), QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+}
+
+void CollectionListView::selectionChanged(const QItemSelection &selected, const QItemSelection &deselected)
+{
+    QAbstractItemView::selectionChanged(selected, deselected);
+    if (m_silentSelection > 0 || !m_controller)
+        return;
+    // Someone other than the view chose the row (an assistive tool, a program through the
+    // selection model): it counts as the user's choice.
+    const int row = selectedRow();
+    if (row >= 0 && m_controller->shouldSelectRow(row))
+        m_controller->selectionDidChange(row);
+}
+
 void CollectionListView::activateRow(int row)
 {
     userSelect(row);
-    if (m_selectedRow == row && m_controller)
+    if (selectedRow() == row && m_controller)
         m_controller->activateSelectedRow();
 }
 
@@ -302,9 +385,9 @@ void CollectionListView::userSelect(int row)
         return;
     if (m_controller && !m_controller->shouldSelectRow(row))
         return;
-    if (row == m_selectedRow)
+    if (row == selectedRow())
         return; // no change, no report
-    m_selectedRow = row;
+    setSelectedRow(row);
     viewport()->update();
     if (m_controller)
         m_controller->selectionDidChange(row);
@@ -317,10 +400,12 @@ void CollectionListView::moveSelection(int row)
     scrollRowToVisible(row);
 }
 
-void CollectionListView::typeSelect(const QString &text)
+void CollectionListView::keyboardSearch(const QString &text)
 {
-    if (!m_typedAge.isValid() || m_typedAge.elapsed() > typeSelectTimeout)
+    if (text.isEmpty() || !m_typedAge.isValid() || m_typedAge.elapsed() > typeSelectTimeout)
         m_typed.clear();
+    if (text.isEmpty())
+        return;
     m_typed += text;
     m_typedAge.start();
     const int count = m_model.count();
@@ -332,10 +417,60 @@ void CollectionListView::typeSelect(const QString &text)
     }
 }
 
-void CollectionListView::keyPressEvent(QKeyEvent *event)
+QAbstractItemView::CursorAction CollectionListView::cursorActionOf(int key)
+{
+    switch (key) {
+    case Qt::Key_Up: return MoveUp;
+    case Qt::Key_Down: return MoveDown;
+    case Qt::Key_PageUp: return MovePageUp;
+    case Qt::Key_PageDown: return MovePageDown;
+    case Qt::Key_Home: return MoveHome;
+    default: return MoveEnd;
+    }
+}
+
+int CollectionListView::rowsPerPage() const
+{
+    return std::max(1, int(viewport()->height() / std::max(1.0, estimatedRowHeight())));
+}
+
+QModelIndex CollectionListView::moveCursor(CursorAction action, Qt::KeyboardModifiers)
 {
     const int count = m_model.count();
-    const int rowsPerPage = std::max(1, int(viewport()->height() / std::max(1.0, estimatedRowHeight())));
+    if (count == 0)
+        return {};
+    const int current = selectedRow();
+    int row = current;
+    switch (action) {
+    case MoveUp:
+    case MovePrevious:
+        row = current < 0 ? 0 : current - 1;
+        break;
+    case MoveDown:
+    case MoveNext:
+        row = current < 0 ? 0 : current + 1;
+        break;
+    case MovePageUp:
+        row = std::max(0, current) - rowsPerPage();
+        break;
+    case MovePageDown:
+        row = std::max(0, current) + rowsPerPage();
+        break;
+    case MoveHome:
+        row = 0;
+        break;
+    case MoveEnd:
+        row = count - 1;
+        break;
+    case MoveLeft:
+    case MoveRight:
+        return currentIndex();
+    }
+    return m_model.index(std::clamp(row, 0, count - 1), 0);
+}
+
+void CollectionListView::keyPressEvent(QKeyEvent *event)
+{
     switch (event->key()) {
     case Qt::Key_Return:
     case Qt::Key_Enter:
@@ -349,28 +484,13 @@ void CollectionListView::keyPressEvent(QKeyEvent *event)
         event->ignore(); // the pane strip's keys
         return;
     case Qt::Key_Up:
-        if (count > 0)
-            moveSelection(m_selectedRow < 0 ? 0 : m_selectedRow - 1);
-        return;
     case Qt::Key_Down:
-        if (count > 0)
-            moveSelection(m_selectedRow < 0 ? 0 : m_selectedRow + 1);
-        return;
     case Qt::Key_PageUp:
-        if (count > 0)
-            moveSelection(std::max(0, m_selectedRow) - rowsPerPage);
-        return;
     case Qt::Key_PageDown:
-        if (count > 0)
-            moveSelection(std::max(0, m_selectedRow) + rowsPerPage);
-        return;
     case Qt::Key_Home:
-        if (count > 0)
-            moveSelection(0);
-        return;
     case Qt::Key_End:
-        if (count > 0)
-            moveSelection(count - 1);
+        if (const QModelIndex target = moveCursor(cursorActionOf(event->key()), event->modifiers()); target.isValid())
+            moveSelection(target.row());
         return;
     default:
         break;
@@ -378,9 +498,10 @@ void CollectionListView::keyPressEvent(QKeyEvent *event)
     const QString text = event->text();
     if (!text.isEmpty() && text.at(0).isPrint() && !(event->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier))
         && !(text == QLatin1String(" ") && m_typed.isEmpty())) {
-        typeSelect(text);
+        keyboardSearch(text);
         return;
     }
+    // Past the item view's own keys (copy, select all, edit): the list has none of them.
     QAbstractScrollArea::keyPressEvent(event);
 }
 
@@ -435,7 +556,7 @@ void CollectionListView::mouseReleaseEvent(QMouseEvent *event)
     if (event->button() != Qt::LeftButton || pressed < 0)
         return;
     // A click on a row asks the navigator to move on; a click below the rows does not.
-    if (m_selectedRow == -1 || !isActiveWindow())
+    if (selectedRow() == -1 || !isActiveWindow())
         return;
     NotificationCenter::shared().post(Notifications::navigateRightOnSelection);
 }
@@ -450,7 +571,7 @@ void CollectionListView::mouseMoveEvent(QMouseEvent *event) { updateHover(event-
 
 void CollectionListView::leaveEvent(QEvent *event)
 {
-    QAbstractScrollArea::leaveEvent(event);
+    QAbstractItemView::leaveEvent(event);
     updateHover(QPoint(-1, -1));
 }
 
@@ -458,7 +579,7 @@ bool CollectionListView::viewportEvent(QEvent *event)
 {
     if (event->type() == QEvent::Leave)
         updateHover(QPoint(-1, -1));
-    return QAbstractScrollArea::viewportEvent(event);
+    return QAbstractItemView::viewportEvent(event);
 }
 
 void CollectionListView::contextMenuEvent(QContextMenuEvent *event)
@@ -475,7 +596,7 @@ void CollectionListView::contextMenuEvent(QContextMenuEvent *event)
 
 void CollectionListView::focusInEvent(QFocusEvent *event)
 {
-    QAbstractScrollArea::focusInEvent(event);
+    QAbstractItemView::focusInEvent(event);
     viewport()->update();
     if (!m_controller)
         return;
@@ -487,7 +608,7 @@ void CollectionListView::focusInEvent(QFocusEvent *event)
 
 void CollectionListView::focusOutEvent(QFocusEvent *event)
 {
-    QAbstractScrollArea::focusOutEvent(event);
+    QAbstractItemView::focusOutEvent(event);
     viewport()->update();
 }
 
@@ -501,12 +622,12 @@ void CollectionListView::wheelEvent(QWheelEvent *event)
         return;
     }
     m_pointer = event->position().toPoint();
-    QAbstractScrollArea::wheelEvent(event);
+    QAbstractItemView::wheelEvent(event);
 }
 
 void CollectionListView::changeEvent(QEvent *event)
 {
-    QAbstractScrollArea::changeEvent(event);
+    QAbstractItemView::changeEvent(event);
     if (event->type() == QEvent::PaletteChange) {
         m_colors = ListColors::from(palette());
         viewport()->update();
@@ -515,4 +636,71 @@ void CollectionListView::changeEvent(QEvent *event)
     } else if (event->type() == QEvent::EnabledChange || event->type() == QEvent::ActivationChange) {
         viewport()->update();
     }
+}
+
+// The item-view geometry, answered through the height index: O(log n) per call, whatever the
+// number of rows.
+
+int CollectionListView::verticalOffset() const { return verticalScrollBar()->value(); }
+
+QRect CollectionListView::visualRect(const QModelIndex &index) const
+{
+    if (!index.isValid() || index.row() >= m_heights.count())
+        return {};
+    return rowRect(index.row());
+}
+
+QModelIndex CollectionListView::indexAt(const QPoint &point) const
+{
+    const int row = rowAt(point);
+    return row >= 0 && row < m_model.count() ? m_model.index(row, 0) : QModelIndex();
+}
+
+void CollectionListView::scrollTo(const QModelIndex &index, ScrollHint hint)
+{
+    if (!index.isValid() || index.row() >= m_heights.count())
+        return;
+    const int row = index.row();
+    if (hint == EnsureVisible) {
+        scrollRowToVisible(row);
+        return;
+    }
+    measureRow(row);
+    updateScrollBar();
+    const int top = int(std::lround(m_heights.top(row)));
+    const int bottom = int(std::lround(m_heights.top(row + 1)));
+    const int visibleHeight = viewport()->height() - bottomInset;
+    QScrollBar *bar = verticalScrollBar();
+    if (hint == PositionAtTop)
+        bar->setValue(top);
+    else if (hint == PositionAtBottom)
+        bar->setValue(bottom - visibleHeight);
+    else
+        bar->setValue((top + bottom - visibleHeight) / 2);
+}
+
+void CollectionListView::setSelection(const QRect &rect, QItemSelectionModel::SelectionFlags command)
+{
+    const int count = std::min(m_heights.count(), m_model.count());
+    if (count == 0)
+        return;
+    const int scroll = verticalOffset();
+    const QRect rows = rect.normalized();
+    const int first = std::clamp(m_heights.rowAt(std::max(0, rows.top() + scroll)), 0, count - 1);
+    const int last = std::clamp(m_heights.rowAt(std::max(0, rows.bottom() + scroll)), 0, count - 1);
+    selectionModel()->select(QItemSelection(m_model.index(first, 0), m_model.index(last, 0)), command);
+}
+
+QRegion CollectionListView::visualRegionForSelection(const QItemSelection &selection) const
+{
+    QRegion region;
+    const int count = m_heights.count();
+    for (const QItemSelectionRange &range : selection) {
+        if (!range.isValid() || count == 0)
+            continue;
+        const int first = std::clamp(range.top(), 0, count - 1);
+        const int last = std::clamp(range.bottom(), 0, count - 1);
+        region += QRect(rowRect(first).topLeft(), rowRect(last).bottomRight()) & viewport()->rect();
+    }
+    return region;
 }

@@ -1,8 +1,15 @@
 #pragma once
-// The table of every navigator list: a virtualised one-column view over a CollectionListModel
+// The table of every navigator list: a virtualised one-column item view over a CollectionListModel
 // that measures rows only as they come into view (RowHeightIndex keeps the running height, the
 // others count with an estimate), paints them with TableCellPainter, and reports to its
 // CollectionListController.
+//
+// - The selected row lives in Qt's selection model (single selection); the item-view geometry
+//   (visualRect, indexAt, moveCursor, scrollTo) answers through the height index, so nothing walks
+//   the rows beyond those in view.
+// - Rows are measured when the geometry changes (updateGeometries, after a resize, a reload or a
+//   model reset) and when the list scrolls, never while painting: a paint that meets a row not
+//   measured yet draws it at its estimate and asks for a delayed layout.
 //
 // - Keys: Up and Down move the selection, Page Up/Down, Home and End too; Return and keypad Enter
 //   activate the selected row; letters select by title (type-select); Left and Right are left to
@@ -20,7 +27,7 @@
 #include "Lumevar/UI/Navigator/RowArtwork.h"
 #include "Lumevar/UI/Navigator/TableCellPainter.h"
 
-#include <QAbstractScrollArea>
+#include <QAbstractItemView>
 #include <QElapsedTimer>
 #include <QTimer>
 #include <functional>
@@ -29,7 +36,7 @@ class CollectionListController;
 class CollectionListModel;
 class QMenu;
 
-class CollectionListView : public QAbstractScrollArea, public ListTable {
+class CollectionListView : public QAbstractItemView, public ListTable {
     Q_OBJECT
 public:
     static constexpr int bottomInset = 52;
@@ -61,7 +68,7 @@ public:
     // ListTable
     void reloadData() override;
     void reloadRows(const QList<int> &rows) override;
-    int selectedRow() const override { return m_selectedRow; }
+    int selectedRow() const override;
     void selectRow(int row) override;
     void scrollRowToVisible(int row) override;
     QList<int> visibleRows() const override;
@@ -75,7 +82,25 @@ public:
     // The row under the pointer, which shows the play button over its artwork; -1 for none.
     int hoveredRow() const { return m_hoverRow; }
 
+    // QAbstractItemView
+    QRect visualRect(const QModelIndex &index) const override;
+    void scrollTo(const QModelIndex &index, ScrollHint hint = EnsureVisible) override;
+    QModelIndex indexAt(const QPoint &point) const override;
+    // Selects the first row from the current one (wrapping) whose title starts with the letters
+    // typed within a second of each other.
+    void keyboardSearch(const QString &search) override;
+    void reset() override;
+
 protected:
+    QModelIndex moveCursor(CursorAction cursorAction, Qt::KeyboardModifiers modifiers) override;
+    int horizontalOffset() const override { return 0; }
+    int verticalOffset() const override;
+    bool isIndexHidden(const QModelIndex &) const override { return false; }
+    void setSelection(const QRect &rect, QItemSelectionModel::SelectionFlags command) override;
+    QRegion visualRegionForSelection(const QItemSelection &selection) const override;
+    void updateGeometries() override;
+    void selectionChanged(const QItemSelection &selected, const QItemSelection &deselected) override;
+
     void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
     void scrollContentsBy(int dx, int dy) override;
@@ -100,9 +125,12 @@ private:
     void measureVisibleRows();
     void measureRow(int row);
     void updateScrollBar();
+    int rowsPerPage() const;
+    static CursorAction cursorActionOf(int key); // of a navigation key
+    // Puts row (or none, for -1) into the selection model without reporting it to the controller.
+    void setSelectedRow(int row);
     void userSelect(int row);
     void moveSelection(int row);
-    void typeSelect(const QString &text);
     void updateHover(const QPoint &point);
     void syncNowPlayingTimer(bool anyNowPlaying);
 
@@ -114,7 +142,12 @@ private:
     RowArtwork *m_artwork;
     int m_measuredCount = 0;
     double m_measuredWidth = -1;
-    int m_selectedRow = -1;
+    // The width rows were last measured at: a list that is not laid out yet reports a narrow or
+    // zero width and measures with this one instead.
+    double m_lastRowWidth = 0;
+    int m_silentSelection = 0; // above 0 while the view itself writes the selection model
+    int m_rowBeforeReset = -1;
+    bool m_measuring = false;
     int m_hoverRow = -1;
     QPoint m_pointer{-1, -1}; // where the pointer last was over the rows, in the viewport
     bool m_pointerInArtwork = false;

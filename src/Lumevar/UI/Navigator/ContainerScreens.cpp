@@ -114,7 +114,7 @@ std::unique_ptr<PaneScreen> rootList(NavigatorModels &models)
         });
     auto *rows = model.get();
     rows->setItems(ContainerKind::allCases());
-    auto screen = std::make_unique<PaneScreen>(std::move(model), bind(main._selectedContainerKindID), 0,
+    auto screen = std::make_unique<PaneScreen>(std::move(model), main.listScrollState(), bind(main._selectedContainerKindID), 0,
                                                QStringLiteral("ContainerList"), [](int) {});
     // The root list's selection moves the path: the second item becomes the chosen container,
     // and a container without collections drops a third item.
@@ -161,7 +161,7 @@ std::unique_ptr<PaneScreen> collectionList(NavigatorModels &models, CollectionVi
     auto *rows = model.get();
     rows->setItems(collections._items());
     CollectionViewModel<Kind> *viewModel = &collections;
-    auto screen = std::make_unique<PaneScreen>(std::move(model), bind(main.*Kind::selection), 1, name, [&main, viewModel](int) {
+    auto screen = std::make_unique<PaneScreen>(std::move(model), main.listScrollState(), bind(main.*Kind::selection), 1, name, [&main, viewModel](int) {
         detach(playReportingFailure(main, [viewModel] { return viewModel->playSelected(); }));
     });
     observe<QString, QList<Element>>(*screen, main, main.*Kind::selection, collections._items,
@@ -200,7 +200,7 @@ std::unique_ptr<PaneScreen> recommendationList(NavigatorModels &models, Recommen
     rows->setItems(recommendations._items());
     auto &selection = main.*Kind::selection;
     auto *viewModel = &recommendations;
-    auto screen = std::make_unique<PaneScreen>(std::move(model), bind(selection), 1, name, [rows, viewModel](int row) {
+    auto screen = std::make_unique<PaneScreen>(std::move(model), main.listScrollState(), bind(selection), 1, name, [rows, viewModel](int row) {
         detach(viewModel->play(MusicItemID(rows->itemID(row)), false));
     });
     observe<MusicItemID, QList<Item>>(*screen, main, selection, recommendations._items,
@@ -236,7 +236,7 @@ std::unique_ptr<PaneScreen> songList(NavigatorModels &models, Observable<QList<L
     });
     auto *rows = model.get();
     rows->setSongs(songs());
-    auto screen = std::make_unique<PaneScreen>(std::move(model), bind(selection), tag, std::move(name),
+    auto screen = std::make_unique<PaneScreen>(std::move(model), main.listScrollState(), bind(selection), tag, std::move(name),
                                                [rows, play](int row) { play(rows->itemID(row)); });
     observe<QString, QList<LocalSong>>(*screen, main, selection, songs, [rows](const QList<LocalSong> &list) { rows->setSongs(list); },
                                        {});

@@ -2,9 +2,10 @@
 
 #include "Lumevar/UI/Navigator/CollectionListView.h"
 
-PaneScreen::PaneScreen(std::unique_ptr<CollectionListModel> model, CollectionListController::SelectionBinding selection, int tag,
+PaneScreen::PaneScreen(std::unique_ptr<CollectionListModel> model, ListScrollState &scrollState,
+                       CollectionListController::SelectionBinding selection, int tag,
                        std::optional<QString> autosaveName, std::function<void(int row)> activate)
-    : m_model(std::move(model)), m_controller(*m_model, std::move(selection), tag, std::move(autosaveName), std::move(activate)),
+    : m_model(std::move(model)), m_controller(*m_model, scrollState, std::move(selection), tag, std::move(autosaveName), std::move(activate)),
       m_view(new CollectionListView(*m_model))
 {
     m_view->setController(&m_controller);

@@ -14,7 +14,8 @@ class CollectionListView;
 
 class PaneScreen {
 public:
-    PaneScreen(std::unique_ptr<CollectionListModel> model, CollectionListController::SelectionBinding selection, int tag,
+    PaneScreen(std::unique_ptr<CollectionListModel> model, ListScrollState &scrollState,
+               CollectionListController::SelectionBinding selection, int tag,
                std::optional<QString> autosaveName, std::function<void(int row)> activate);
     ~PaneScreen();
     PaneScreen(const PaneScreen &) = delete;

@@ -46,8 +46,7 @@ PlayerView::PlayerView(MainViewModel &model, QWidget *parent) : QWidget(parent),
 
     m_tokens.push_back(observeChanges(m_model._isPlaying, [this] { refreshModes(); }));
     // Shuffle and repeat live in the player's state, which announces a change before making it.
-    connect(&ApplicationMusicPlayer::shared().state(), &ApplicationMusicPlayerState::objectWillChange, this,
-            &PlayerView::refreshModes, Qt::QueuedConnection);
+    m_model.observePlayerModes(this, [this] { refreshModes(); });
     refreshModes();
 }
 
@@ -73,7 +72,7 @@ void PlayerView::refreshModes()
     m_repeat->setSymbolName(repeat == MusicRepeatMode::one ? QStringLiteral("repeat.1") : QStringLiteral("repeat"));
     m_repeat->setTinted(repeat != MusicRepeatMode::none);
     // Shuffle shows on unless the player was told off: no mode requested counts as on.
-    m_shuffle->setTinted(ApplicationMusicPlayer::shared().state().shuffleMode() != MusicShuffleMode::off);
+    m_shuffle->setTinted(m_model.shuffleMode() != MusicShuffleMode::off);
 }
 
 void PlayerView::showUpNext()

@@ -2,13 +2,11 @@
 
 #include "Lumevar/Model/MainViewModel.h"
 #include "LumevarCore/Records.h"
-#include "Platform/Music/ApplicationMusicPlayer.h"
 
 #include <QDataStream>
 #include <QIODevice>
 #include <QMimeData>
 #include <QSet>
-#include <algorithm>
 
 namespace {
 const QString rowsMimeType = QStringLiteral("application/x-lumevar-up-next-rows");
@@ -150,50 +148,23 @@ bool UpNextModel::dropMimeData(const QMimeData *data, Qt::DropAction action, int
     return false;
 }
 
-QList<int> UpNextModel::playerOffsets(const QStringList &ids) const
-{
-    const QList<MusicPlayerQueueEntry> &entries = ApplicationMusicPlayer::shared().queue().entries();
-    QList<int> offsets;
-    for (int offset = 0; offset < entries.size(); ++offset) {
-        if (ids.contains(entries.at(offset).id))
-            offsets.append(offset);
-    }
-    return offsets;
-}
-
-void UpNextModel::removeEntriesAt(const QList<int> &rows)
+QStringList UpNextModel::entryIDs(const QList<int> &rows) const
 {
     QStringList ids;
     for (const int row : rows) {
         if (row >= 0 && row < m_entries.size())
             ids.append(m_entries.at(row).id);
     }
-    const QList<int> offsets = playerOffsets(ids);
-    if (offsets.isEmpty())
-        return;
-    ApplicationMusicPlayer::shared().queue().removeEntries(offsets);
-    m_model.refreshPlayerEntry();
+    return ids;
 }
+
+void UpNextModel::removeEntriesAt(const QList<int> &rows) { m_model.removeQueueEntries(entryIDs(rows)); }
 
 void UpNextModel::moveEntriesAt(const QList<int> &rows, int destination)
 {
-    QStringList ids;
-    for (const int row : rows) {
-        if (row >= 0 && row < m_entries.size())
-            ids.append(m_entries.at(row).id);
-    }
-    const QList<int> offsets = playerOffsets(ids);
-    if (offsets.isEmpty())
-        return;
-    const QList<MusicPlayerQueueEntry> &entries = ApplicationMusicPlayer::shared().queue().entries();
     // Before the entry shown at `destination`, or after the last shown entry (the queue's end).
-    int target = int(entries.size());
-    if (destination >= 0 && destination < m_entries.size()) {
-        const QString before = m_entries.at(destination).id;
-        const auto found = std::find_if(entries.begin(), entries.end(), [&](const auto &entry) { return entry.id == before; });
-        if (found != entries.end())
-            target = int(found - entries.begin());
-    }
-    ApplicationMusicPlayer::shared().queue().moveEntries(offsets, target);
-    m_model.refreshPlayerEntry();
+    std::optional<QString> before;
+    if (destination >= 0 && destination < m_entries.size())
+        before = m_entries.at(destination).id;
+    m_model.moveQueueEntries(entryIDs(rows), before);
 }

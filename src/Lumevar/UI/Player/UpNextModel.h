@@ -3,7 +3,7 @@
 // row per entry with its title and artwork key. The rows follow the mirror by moves, removals and
 // insertions (a reset only from or to an empty queue), so the view keeps its selection across a
 // track change or an edit. Removing and moving rows (Delete, the context menu, drag and drop)
-// edits the real player queue by the entries' stable ids, then refreshes the mirror at once so
+// edits the real player queue by the entries' stable ids (through the main model), then refreshes the mirror at once so
 // the rows follow.
 
 #include "Platform/Music/MusicTypes.h"
@@ -43,8 +43,8 @@ Q_SIGNALS:
 
 private:
     void reload();
-    // The offsets in the player's whole queue of the entries with these ids.
-    QList<int> playerOffsets(const QStringList &ids) const;
+    // The stable ids of the entries shown in these rows.
+    QStringList entryIDs(const QList<int> &rows) const;
 
     MainViewModel &m_model;
     QList<MusicPlayerQueueEntry> m_entries;

@@ -117,7 +117,16 @@ QAction *MainWindow::action(const QString &name) const { return m_actions.value(
 void MainWindow::buildMenus()
 {
     QMenuBar *bar = menuBar();
+    addApplicationMenu(bar);
+    addFileMenu(bar);
+    addSongMenu(bar);
+    addViewMenu(bar);
+    addControlsMenu(bar);
+    addHelpMenu(bar);
+}
 
+void MainWindow::addApplicationMenu(QMenuBar *bar)
+{
     QMenu *appMenu = bar->addMenu(QStringLiteral("&Lumevar"));
     connect(addAction(appMenu, QStringLiteral("checkForUpdates"), QStringLiteral("Check for Updates…")), &QAction::triggered,
             this, [this] {
@@ -132,7 +141,10 @@ void MainWindow::buildMenus()
     QAction *quit = addAction(appMenu, QStringLiteral("quit"), QStringLiteral("Quit Lumevar"), QKeySequence(Qt::CTRL | Qt::Key_Q));
     quit->setMenuRole(QAction::QuitRole);
     connect(quit, &QAction::triggered, this, &MainWindow::quitRequested);
+}
 
+void MainWindow::addFileMenu(QMenuBar *bar)
+{
     QMenu *file = bar->addMenu(QStringLiteral("&File"));
     // Each entry sets the source first, so that reopening on the other source searches again.
     connect(addAction(file, QStringLiteral("search"), QStringLiteral("Search"), QKeySequence(Qt::CTRL | Qt::Key_F)),
@@ -142,14 +154,20 @@ void MainWindow::buildMenus()
             &QAction::triggered, this, [this] { openSearch(SearchPickerSelection::catalog); });
     connect(addAction(file, QStringLiteral("updateLibrary"), QStringLiteral("Update Library"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R)),
             &QAction::triggered, this, [this] { detach(m_model.updateLibrary()); });
+}
 
+void MainWindow::addSongMenu(QMenuBar *bar)
+{
     QMenu *song = bar->addMenu(QStringLiteral("&Song"));
     connect(addAction(song, QStringLiteral("addToLibrary"), QStringLiteral("Add to Library"), QKeySequence(Qt::CTRL | Qt::Key_S)),
             &QAction::triggered, this, [this] { detach(m_model.addCurrentSongToLibrary()); });
     // Linux has no share sheet: sharing puts the song's web link on the clipboard.
     connect(addAction(song, QStringLiteral("share"), QStringLiteral("Copy Link"), QKeySequence(Qt::CTRL | Qt::Key_Y)),
             &QAction::triggered, this, [this] { detach(copyShareLink()); });
+}
 
+void MainWindow::addViewMenu(QMenuBar *bar)
+{
     QMenu *view = bar->addMenu(QStringLiteral("&View"));
     QAction *back = addAction(view, QStringLiteral("back"), QStringLiteral("Back"), QKeySequence(Qt::CTRL | Qt::Key_BracketLeft));
     back->setIcon(Icons::drawnSymbol(QStringLiteral("chevron.backward")));
@@ -157,7 +175,10 @@ void MainWindow::buildMenus()
     connect(back, &QAction::triggered, this, [this] { m_model.navigateBack(); });
     connect(addAction(view, QStringLiteral("snapBack"), QStringLiteral("Library SnapBack"), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_S)),
             &QAction::triggered, this, [this] { m_model.snapBack(); });
+}
 
+void MainWindow::addControlsMenu(QMenuBar *bar)
+{
     QMenu *controls = bar->addMenu(QStringLiteral("&Controls"));
     QAction *playPause = addAction(controls, QStringLiteral("playPause"), QStringLiteral("Play"), QKeySequence(Qt::Key_Space));
     connect(playPause, &QAction::triggered, this, &MainWindow::playPause);
@@ -191,7 +212,10 @@ void MainWindow::buildMenus()
         const MusicRepeatMode mode = repeats[i].second;
         connect(repeat, &QAction::triggered, this, [this, mode] { m_model.setRepeatMode(mode); });
     }
+}
 
+void MainWindow::addHelpMenu(QMenuBar *bar)
+{
     QMenu *help = bar->addMenu(QStringLiteral("&Help"));
     // Three ways into the same form; each opening is a window of its own.
     for (const auto &[name, text] : {std::pair{"reportIssue", "Report Issue…"}, std::pair{"requestFeature", "Request Feature…"},

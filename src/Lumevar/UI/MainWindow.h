@@ -90,6 +90,13 @@ private:
     // The playing song's link on the clipboard; why there is none in an alert.
     QCoro::Task<void> copyShareLink();
     void buildMenus();
+    // One per menu of the bar, in its order.
+    void addApplicationMenu(QMenuBar *bar);
+    void addFileMenu(QMenuBar *bar);
+    void addSongMenu(QMenuBar *bar);
+    void addViewMenu(QMenuBar *bar);
+    void addControlsMenu(QMenuBar *bar);
+    void addHelpMenu(QMenuBar *bar);
     void buildToolbar();
     void buildCentre();
     void buildSearchPanel();

@@ -5,6 +5,7 @@
 
 #include "LumevarCore/StoreState.h"
 #include "LumevarCore/StoreThread.h"
+#include "Support/CallOutcome.h"
 
 #include <QCoroTask>
 
@@ -33,49 +34,29 @@ public:
     std::shared_ptr<TextKeys::RepeatedTexts> repeatedTexts() const { return m_state.repeatedTexts; }
 
 private:
-    struct Empty {};
-    template <typename Result>
-    using Stored = std::conditional_t<std::is_void_v<Result>, Empty, Result>;
-    template <typename Result>
-    struct Outcome {
-        std::optional<Stored<Result>> value;
-        std::exception_ptr error;
-    };
-
     template <typename Result, typename Job>
     QCoro::Task<Result> runOn(Job job, Access access)
     {
         // Exceptions are caught on the worker and carried as values, so that they arrive as
         // themselves on the awaiting thread.
-        auto outcome = std::make_shared<Outcome<Result>>();
+        auto outcome = std::make_shared<CallOutcome<Result>>();
         HandBack done = m_thread.post([this, job = std::move(job), access, outcome]() mutable {
-            try {
+            const bool succeeded = outcome->capture([&]() -> Result {
                 if (access != Access::unchecked && !m_state.db.isOpen()) {
                     if (m_state.openFailure)
                         throw *m_state.openFailure;
                     throw StoreError(StoreError::notOpen, QStringLiteral("The store is not open"));
                 }
-                if constexpr (std::is_void_v<Result>) {
-                    job(m_state);
-                    outcome->value.emplace();
-                } else {
-                    outcome->value.emplace(job(m_state));
-                }
-            } catch (...) {
-                if (access == Access::write) {
-                    m_state.songs.forget();
-                    m_state.songIndex.forget();
-                }
-                outcome->error = std::current_exception();
+                return job(m_state);
+            });
+            // A write that failed part-way leaves the records and the index in doubt.
+            if (!succeeded && access == Access::write) {
+                m_state.songs.forget();
+                m_state.songIndex.forget();
             }
         });
         co_await done;
-        if (outcome->error)
-            std::rethrow_exception(outcome->error);
-        if constexpr (!std::is_void_v<Result>) {
-            Result result = std::move(*outcome->value);
-            co_return result;
-        }
+        co_return outcome->take();
     }
 
     StoreState m_state;

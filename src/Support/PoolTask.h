@@ -3,44 +3,25 @@
 // event loop (see HandBack): QCoro's own QFuture awaiter resumes through a QFutureWatcher, whose
 // signal never arrives on a thread that runs no event loop. Exceptions arrive as themselves.
 
+#include "Support/CallOutcome.h"
 #include "Support/HandBack.h"
 
 #include <QCoroTask>
 #include <QThreadPool>
 
-#include <exception>
 #include <memory>
-#include <optional>
 #include <type_traits>
 
 template <typename Fn>
 auto runOnPool(QThreadPool &pool, Fn fn) -> QCoro::Task<std::invoke_result_t<Fn &>>
 {
     using Result = std::invoke_result_t<Fn &>;
-    struct Outcome {
-        std::optional<std::conditional_t<std::is_void_v<Result>, bool, Result>> value;
-        std::exception_ptr error;
-    };
-    auto outcome = std::make_shared<Outcome>();
+    auto outcome = std::make_shared<CallOutcome<Result>>();
     HandBack done;
     pool.start([fn = std::move(fn), outcome, done]() mutable {
-        try {
-            if constexpr (std::is_void_v<Result>) {
-                fn();
-                outcome->value.emplace(true);
-            } else {
-                outcome->value.emplace(fn());
-            }
-        } catch (...) {
-            outcome->error = std::current_exception();
-        }
+        outcome->capture(fn);
         done.finish();
     });
     co_await done;
-    if (outcome->error)
-        std::rethrow_exception(outcome->error);
-    if constexpr (!std::is_void_v<Result>) {
-        Result result = std::move(*outcome->value);
-        co_return result;
-    }
+    co_return outcome->take();
 }

@@ -90,8 +90,8 @@ struct MpvAudioEngine::Private {
     MpvAudioEngine::Options options;
     const MpvClient *api = nullptr;
     mpv_handle *mpv = nullptr;
-    // mpv starts at the first load, on a worker thread (loading libmpv and its codecs takes
-    // 0.1-0.3 s); a start that failed is not tried again.
+    // mpv starts at prepare() or the first load, on a worker thread (loading libmpv and its
+    // codecs takes 0.2-0.4 s); a start that failed is not tried again.
     enum class State { idle, starting, running, failed } state = State::idle;
     std::shared_ptr<StartHandOff> handOff;
     QFuture<void> starting;

@@ -301,11 +301,12 @@ void BM_FirstSyncAgainstFloor(benchmark::State &state)
 }
 BENCHMARK(BM_FirstSyncAgainstFloor)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(7);
 
-// From asking to play (the service's ping and stream URL, as the player does) to mpv's position
-// past zero, on a warm engine.
+// From asking to play (the engine's start if it has not, the service's ping and stream URL, as
+// the player does) to mpv's position past zero.
 QCoro::Task<double> playOnce(SubsonicService &service, MpvAudioEngine &engine)
 {
     const auto start = std::chrono::steady_clock::now();
+    engine.prepare();
     const QUrl url = co_await service.playableURL(PlayParameters{MusicItemID(QStringLiteral("tr-1")), QStringLiteral("song")});
     engine.load(url);
     engine.play();
@@ -343,6 +344,35 @@ void BM_PlayToPosition(benchmark::State &state)
     state.counters["ms_max"] = *std::max_element(times.begin(), times.end());
 }
 BENCHMARK(BM_PlayToPosition)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
+
+// The first play of a session whose engine was started ahead (at a song's selection) and has
+// finished starting. Meaningful as the process's first play only: run it alone
+// (--benchmark_filter=BM_FirstPlayPrepared).
+void BM_FirstPlayPrepared(benchmark::State &state)
+{
+    SubsonicService service(SubsonicAccount{fixture().root, QStringLiteral("alice"), QStringLiteral("secret"), {}});
+    run(service.requestAuthorization());
+    MpvAudioEngine::Options options;
+    options.audioOutput = QStringLiteral("null");
+    for (auto _ : state) {
+        MpvAudioEngine engine(options);
+        const auto start = std::chrono::steady_clock::now();
+        engine.prepare();
+        if (!engine.isAvailable()) {
+            state.SkipWithError("mpv did not start");
+            return;
+        }
+        state.counters["engine_start_ms"] = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+        const double ms = run(playOnce(service, engine));
+        if (ms < 0) {
+            state.SkipWithError("no position within 10 s");
+            return;
+        }
+        state.SetIterationTime(ms / 1000);
+        state.counters["first_play_ms"] = ms;
+    }
+}
+BENCHMARK(BM_FirstPlayPrepared)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(1);
 
 } // namespace
 

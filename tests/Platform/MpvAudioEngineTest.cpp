@@ -7,13 +7,16 @@
 #include "fakes/FakeMusicService.h"
 
 #include "Support/Error.h"
+#include "Support/WorkerPools.h"
 #include "TestKit/AsyncTest.h"
 
+#include <QCoreApplication>
 #include <QDataStream>
 #include <QEventLoop>
 #include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QThreadPool>
 #include <QTimer>
 #include <cmath>
 #include <cstdio>
@@ -135,6 +138,38 @@ TEST_F(MpvAudioEngineTest, TheFirstLoadWaitsForMpvToStart)
     EXPECT_FALSE(engine.isPaused());
     ASSERT_TRUE(waitUntil([&] { return engine.position() > 0.1; })) << "a play asked for while mpv started";
     EXPECT_TRUE(failures.isEmpty()) << "the replaced load is never opened";
+}
+
+// An engine started ahead of its first load (a song was selected) hands the running player to
+// that load; one destroyed at any point of its start neither waits for it nor leaves the start
+// touching it (the sanitizer builds catch a use after free or a player ended twice).
+TEST_F(MpvAudioEngineTest, AnEngineStartedAheadServesTheFirstLoadOrIsLetGo)
+{
+    const QUrl tone = writeSineWav(path("tone.wav"), 1.0);
+    {
+        // Gone while the start runs: the start ends its own player.
+        MpvAudioEngine engine(nullOutput());
+        engine.prepare();
+    }
+    {
+        // Gone after the start finished but before the main thread took the player.
+        MpvAudioEngine engine(nullOutput());
+        engine.prepare();
+        WorkerPools::background().waitForDone();
+    }
+    // The hand-overs queued for the two engines above find them gone.
+    QCoreApplication::processEvents();
+
+    MpvAudioEngine engine(nullOutput());
+    QSignalSpy loaded(&engine, &AudioEngine::loaded);
+    engine.prepare();
+    engine.prepare();
+    WorkerPools::background().waitForDone();
+    QCoreApplication::processEvents();
+    engine.play();
+    engine.load(tone);
+    ASSERT_TRUE(waitUntil([&] { return loaded.count() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return engine.position() > 0.1; }));
 }
 
 TEST_F(MpvAudioEngineTest, PlaysAFileWhoseNameIsNotUtf8)

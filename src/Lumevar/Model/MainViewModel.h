@@ -133,6 +133,10 @@ public:
     // Seeks: writes the mirror first, then the player.
     void setCurrentPlayingTime(double seconds);
 
+    // The user chose something playable (a song, an album, a station): the player's engine
+    // starts now rather than at the play that likely follows. Not at launch: a started engine
+    // holds about 40 MB, which a session that only browses does without.
+    void expectPlayback();
     QCoro::Task<void> pausePlayback();
     QCoro::Task<void> resumePlayback();
     // Stops and leaves no trace of the song, artwork included.

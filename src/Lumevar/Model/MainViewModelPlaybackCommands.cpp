@@ -52,6 +52,8 @@ void MainViewModel::setPlayerQueue(QList<LocalSong> songs, std::optional<MusicSh
     musicPlayer.state().setShuffleMode(shuffleMode);
 }
 
+void MainViewModel::expectPlayback() { player().prepareEngine(); }
+
 void MainViewModel::beginPlayback()
 {
     Log::info(Log::playback(), "Setting eager entries for playback");

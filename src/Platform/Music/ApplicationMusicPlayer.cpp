@@ -268,6 +268,8 @@ QCoro::Task<LoadResult> ApplicationMusicPlayer::Private::loadCurrent(bool startP
 // Expands and loads the current entry unless it is loaded; false when a newer command took over.
 QCoro::Task<bool> ApplicationMusicPlayer::Private::prepare(bool startPlaying)
 {
+    // The engine starts (the first time) while the service expands the queue and finds the URL.
+    engine.prepare();
     QPointer<ApplicationMusicPlayer> self(q);
     const auto generation = queueGeneration;
     co_await expandSource();
@@ -563,6 +565,8 @@ void ApplicationMusicPlayer::setPlaybackTime(double seconds)
 }
 
 QCoro::Task<void> ApplicationMusicPlayer::prepareToPlay() { co_await d->prepare(false); }
+
+void ApplicationMusicPlayer::prepareEngine() { d->engine.prepare(); }
 
 QCoro::Task<void> ApplicationMusicPlayer::play()
 {

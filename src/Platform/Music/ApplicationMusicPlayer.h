@@ -143,6 +143,8 @@ public:
 
     QCoro::Task<void> prepareToPlay();
     QCoro::Task<void> play();
+    // Starts the audio engine ahead of a play that is likely soon, without loading anything.
+    void prepareEngine();
     void pause();
     void stop();
     QCoro::Task<void> skipToNextEntry();

@@ -12,6 +12,10 @@ public:
     using QObject::QObject;
     ~AudioEngine() override = default;
 
+    // A play is likely soon: an engine that takes a while to start (loading its libraries,
+    // opening its output) starts now, off the calling thread, so that the first load need not
+    // wait for it. Does nothing by default and for an engine that runs.
+    virtual void prepare() {}
     // Replaces whatever was loaded; playback starts when play() is called (or at once if playing).
     virtual void load(const QUrl &url) = 0;
     virtual void play() = 0;

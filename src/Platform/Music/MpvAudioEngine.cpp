@@ -6,6 +6,7 @@
 #include "Support/WorkerPools.h"
 
 #include <QByteArray>
+#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QMetaObject>
 #include <QPointer>
@@ -13,6 +14,8 @@
 #include <algorithm>
 #include <atomic>
 #include <clocale>
+#include <memory>
+#include <mutex>
 
 namespace {
 
@@ -48,6 +51,15 @@ mpv_handle *createPlayer(const MpvAudioEngine::Options &options, bool paused)
     setOption("osc", "no");
     setOption("ytdl", "no");
     setOption("load-scripts", "no");
+    // mpv's built-in scripts (console, stats, auto profiles): mpv waits for them to start before
+    // it opens the first file, and the console sets up the on-screen fonts (fontconfig), about
+    // 20 ms of CPU and up to 70 ms of wall time in all, for nothing an audio player shows.
+    setOption("load-osd-console", "no");
+    setOption("load-stats-overlay", "no");
+    setOption("load-auto-profiles", "no");
+    // No subtitle or cover files looked up beside a local song: no listing of its folder.
+    setOption("sub-auto", "no");
+    setOption("cover-art-auto", "no");
     setOption("audio-client-name", "Lumevar");
     setOption("pause", paused ? "yes" : "no");
     setOption("volume", QByteArray::number(std::clamp(options.volume, 0, 100)));
@@ -61,6 +73,16 @@ mpv_handle *createPlayer(const MpvAudioEngine::Options &options, bool paused)
     return mpv;
 }
 
+// What a start made, handed from the worker thread to the engine. The engine lets go of it when
+// it is destroyed before taking the player: a start still running then ends the player itself,
+// so that a quit never waits for mpv.
+struct StartHandOff {
+    std::mutex mutex;
+    MpvAudioEngine *engine = nullptr; // null once the engine is gone
+    bool finished = false;
+    mpv_handle *handle = nullptr;
+};
+
 } // namespace
 
 struct MpvAudioEngine::Private {
@@ -68,10 +90,11 @@ struct MpvAudioEngine::Private {
     MpvAudioEngine::Options options;
     const MpvClient *api = nullptr;
     mpv_handle *mpv = nullptr;
-    // mpv starts at the first load, on a worker thread (loading libmpv and its codecs takes
-    // 0.1-0.3 s); a start that failed is not tried again.
+    // mpv starts at prepare() or the first load, on a worker thread (loading libmpv and its
+    // codecs takes 0.2-0.4 s); a start that failed is not tried again.
     enum class State { idle, starting, running, failed } state = State::idle;
-    QFuture<mpv_handle *> starting;
+    std::shared_ptr<StartHandOff> handOff;
+    QFuture<void> starting;
     QElapsedTimer startTimer;
     // A load asked for while mpv starts, of url.
     bool loadWaiting = false;
@@ -144,8 +167,14 @@ MpvAudioEngine::MpvAudioEngine(Options options, QObject *parent) : AudioEngine(p
 MpvAudioEngine::~MpvAudioEngine()
 {
     if (d->state == Private::State::starting) {
-        // The start's continuation dies with this object: the player it made is ended here.
-        if (mpv_handle *handle = d->starting.result())
+        mpv_handle *handle = nullptr;
+        {
+            const std::lock_guard lock(d->handOff->mutex);
+            d->handOff->engine = nullptr;
+            handle = std::exchange(d->handOff->handle, nullptr);
+        }
+        // Made but not yet taken; a start still running ends its player on its own thread.
+        if (handle)
             MpvClient::shared()->terminate_destroy(handle);
         return;
     }
@@ -162,8 +191,48 @@ void MpvAudioEngine::start()
         return;
     d->state = Private::State::starting;
     d->startTimer.start();
-    d->starting = QtConcurrent::run(&WorkerPools::background(), &createPlayer, d->options, d->paused);
-    d->starting.then(this, [this](mpv_handle *handle) { started(handle); });
+    auto handOff = std::make_shared<StartHandOff>();
+    handOff->engine = this;
+    d->handOff = handOff;
+    d->starting = QtConcurrent::run(&WorkerPools::background(), [handOff, options = d->options, paused = d->paused] {
+        mpv_handle *handle = createPlayer(options, paused);
+        {
+            const std::lock_guard lock(handOff->mutex);
+            if (handOff->engine) {
+                handOff->handle = handle;
+                handOff->finished = true;
+                handle = nullptr;
+            }
+        }
+        if (handle) {
+            MpvClient::shared()->terminate_destroy(handle);
+            return;
+        }
+        // On the main thread, where the engine is destroyed: it is either still there or has
+        // cleared engine (and ended the player) before this runs.
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(),
+            [handOff] {
+                if (MpvAudioEngine *engine = handOff->engine)
+                    engine->takeStartedPlayer();
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void MpvAudioEngine::takeStartedPlayer()
+{
+    if (d->state != Private::State::starting)
+        return;
+    mpv_handle *handle = nullptr;
+    {
+        const std::lock_guard lock(d->handOff->mutex);
+        if (!d->handOff->finished)
+            return;
+        handle = std::exchange(d->handOff->handle, nullptr);
+    }
+    d->handOff.reset();
+    started(handle);
 }
 
 void MpvAudioEngine::started(mpv_handle *handle)
@@ -190,10 +259,14 @@ void MpvAudioEngine::started(mpv_handle *handle)
 bool MpvAudioEngine::isAvailable()
 {
     start();
-    if (d->state == Private::State::starting)
-        return d->starting.result() != nullptr;
+    if (d->state == Private::State::starting) {
+        d->starting.waitForFinished();
+        takeStartedPlayer();
+    }
     return d->state == Private::State::running;
 }
+
+void MpvAudioEngine::prepare() { start(); }
 
 void MpvAudioEngine::load(const QUrl &url)
 {

@@ -28,8 +28,10 @@ public:
     };
 
     // Must be created on the main thread after the Qt application object exists. libmpv is loaded
-    // and started on a worker thread at the first load (or isAvailable()), and that load opens its
-    // file once mpv runs; when the start fails, the engine logs why and every load fails.
+    // and started on a worker thread at prepare() or the first load (or isAvailable()), and a load
+    // asked for meanwhile opens its file once mpv runs; when the start fails, the engine logs why
+    // and every load fails. Destroyed while mpv starts, the engine does not wait: the start ends
+    // its player on the worker thread.
     explicit MpvAudioEngine(Options options, QObject *parent = nullptr);
     explicit MpvAudioEngine(QObject *parent = nullptr);
     ~MpvAudioEngine() override;
@@ -37,6 +39,8 @@ public:
     // Whether mpv runs or can: starts it if nothing has yet, and waits for the start.
     bool isAvailable();
 
+    // Starts mpv unless it runs, has started or failed to.
+    void prepare() override;
     void load(const QUrl &url) override;
     void play() override;
     void pause() override;
@@ -50,6 +54,8 @@ public:
 private:
     // Loads libmpv and starts the player on a worker thread, once; started() takes the result.
     void start();
+    // Takes the player a finished start made, on the main thread; started() sets it up.
+    void takeStartedPlayer();
     void started(mpv_handle *handle);
     // Opens the file of the current load in the running player.
     void loadFile();

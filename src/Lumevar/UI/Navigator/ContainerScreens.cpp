@@ -60,6 +60,18 @@ SelectionBinding bind(Observable<std::optional<T>> &field)
     return {[&field] { return text(field()); }, [&field](const std::optional<QString> &id) { field.set(valueOf<T>(id)); }};
 }
 
+// The binding of a list of playable rows: a row the user selects is likely played next.
+template <typename T>
+SelectionBinding bindPlayable(Observable<std::optional<T>> &field, MainViewModel &main)
+{
+    SelectionBinding binding = bind(field);
+    binding.set = [&main, set = std::move(binding.set)](const std::optional<QString> &id) {
+        set(id);
+        main.expectPlayback();
+    };
+    return binding;
+}
+
 QMenu *menuOf(const QList<std::pair<QString, std::function<void()>>> &entries)
 {
     auto *menu = new QMenu;
@@ -161,7 +173,7 @@ std::unique_ptr<PaneScreen> collectionList(NavigatorModels &models, CollectionVi
     auto *rows = model.get();
     rows->setItems(collections._items());
     CollectionViewModel<Kind> *viewModel = &collections;
-    auto screen = std::make_unique<PaneScreen>(std::move(model), main.listScrollState(), bind(main.*Kind::selection), 1, name, [&main, viewModel](int) {
+    auto screen = std::make_unique<PaneScreen>(std::move(model), main.listScrollState(), bindPlayable(main.*Kind::selection, main), 1, name, [&main, viewModel](int) {
         detach(playReportingFailure(main, [viewModel] { return viewModel->playSelected(); }));
     });
     observe<QString, QList<Element>>(*screen, main, main.*Kind::selection, collections._items,
@@ -200,7 +212,7 @@ std::unique_ptr<PaneScreen> recommendationList(NavigatorModels &models, Recommen
     rows->setItems(recommendations._items());
     auto &selection = main.*Kind::selection;
     auto *viewModel = &recommendations;
-    auto screen = std::make_unique<PaneScreen>(std::move(model), main.listScrollState(), bind(selection), 1, name, [rows, viewModel](int row) {
+    auto screen = std::make_unique<PaneScreen>(std::move(model), main.listScrollState(), bindPlayable(selection, main), 1, name, [rows, viewModel](int row) {
         detach(viewModel->play(MusicItemID(rows->itemID(row)), false));
     });
     observe<MusicItemID, QList<Item>>(*screen, main, selection, recommendations._items,
@@ -236,7 +248,7 @@ std::unique_ptr<PaneScreen> songList(NavigatorModels &models, Observable<QList<L
     });
     auto *rows = model.get();
     rows->setSongs(songs());
-    auto screen = std::make_unique<PaneScreen>(std::move(model), main.listScrollState(), bind(selection), tag, std::move(name),
+    auto screen = std::make_unique<PaneScreen>(std::move(model), main.listScrollState(), bindPlayable(selection, main), tag, std::move(name),
                                                [rows, play](int row) { play(rows->itemID(row)); });
     observe<QString, QList<LocalSong>>(*screen, main, selection, songs, [rows](const QList<LocalSong> &list) { rows->setSongs(list); },
                                        {});

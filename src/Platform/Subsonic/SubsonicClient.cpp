@@ -14,6 +14,7 @@
 #include <QNetworkReply>
 #include <QPointer>
 #include <QRandomGenerator>
+#include <QSslError>
 #include <memory>
 
 namespace {
@@ -364,6 +365,14 @@ QCoro::Task<void> SubsonicClient::send(QString method, QUrlQuery parameters, Aut
     request.setTransferTimeout(m_timeoutMilliseconds);
     std::unique_ptr<QNetworkReply, void (*)(QNetworkReply *)> reply(m_network->get(request),
                                                                    [](QNetworkReply *r) { r->deleteLater(); });
+    // Why a certificate was refused goes to the log (the user's message only says that it was):
+    // what is wrong with it is what the server's owner needs to know.
+    connect(reply.get(), &QNetworkReply::sslErrors, this, [host = hostOf(m_account.server)](const QList<QSslError> &errors) {
+        QStringList reasons;
+        for (const QSslError &error : errors)
+            reasons.append(error.errorString());
+        Log::error(Log::sync(), "The certificate of the server at %@ is not trusted: %@", host, reasons.join(QStringLiteral("; ")));
+    });
     co_await reply.get();
     if (!self)
         throw CancellationError();

@@ -150,6 +150,7 @@ Artist platformArtist(const LocalArtist &artist)
 QCoro::Task<void> syncWholeLibrary(LocalDatabase &database, MusicService &service, CancellationToken token,
                                    QPointer<Progress> guard)
 {
+    service.beginLibraryListing();
     {
         ShareReporter reporter(guard, playlistsShare);
         co_await syncList<Playlist>(database, LocalDatabase::LibraryKind::playlists, "playlists", token,

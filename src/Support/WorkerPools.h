@@ -10,7 +10,8 @@ class QThreadPool;
 
 namespace WorkerPools {
 
-// The local library: reading tags, digesting and grouping the library index (one thread a core).
+// The library backend's work: reading tags, digesting and grouping the library index; decoding a
+// server's answers into items (one thread a core).
 QThreadPool &library();
 // The store's side work: preparing a sync's songs while the store writes (one thread a core).
 QThreadPool &store();

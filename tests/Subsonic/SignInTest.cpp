@@ -6,10 +6,13 @@
 #include "SupysonicServer.h"
 
 #include "Lumevar/App/ServerSignIn.h"
+#include "LumevarCore/LocalDatabase.h"
+#include "LumevarCore/SyncEngine.h"
 #include "Lumevar/Settings/MusicSourceSettings.h"
 #include "Lumevar/UI/Settings/SourceSettingsView.h"
 #include "Lumevar/UI/SignInWindow.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 #include "Support/UserDefaults.h"
 #include "TestKit/AsyncTest.h"
 
@@ -20,6 +23,9 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSignalSpy>
+#include <QSslKey>
+#include <QSslServer>
+#include <QSslSocket>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -81,6 +87,51 @@ void signIn(SignInWindow &window, const QString &address, const QString &user, c
     }
     QTest::mouseClick(window.signInButton(), Qt::LeftButton);
     ASSERT_TRUE(waitUntil([&] { return window.signInButton()->isEnabled(); }));
+}
+
+// A server on loopback that speaks TLS with a self-signed certificate (committed beside the tests)
+// and answers every request as a Subsonic server would, so that a client that took the
+// certificate would sign in.
+class SelfSignedPeer {
+public:
+    SelfSignedPeer()
+    {
+        QFile certificate(QString::fromUtf8(LUMEVAR_TEST_TLS_DIR "/loopback.crt"));
+        QFile key(QString::fromUtf8(LUMEVAR_TEST_TLS_DIR "/loopback.key"));
+        if (!certificate.open(QIODevice::ReadOnly) || !key.open(QIODevice::ReadOnly))
+            return;
+        QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+        configuration.setLocalCertificate(QSslCertificate(certificate.readAll()));
+        configuration.setPrivateKey(QSslKey(key.readAll(), QSsl::Rsa));
+        configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
+        m_server.setSslConfiguration(configuration);
+        QObject::connect(&m_server, &QSslServer::pendingConnectionAvailable, &m_server, [this] {
+            while (QTcpSocket *socket = m_server.nextPendingConnection()) {
+                QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket] {
+                    if (!socket->readAll().contains("\r\n\r\n"))
+                        return;
+                    ++m_answered;
+                    socket->write(ScriptedPeer::ok(R"("x":0)"));
+                });
+            }
+        });
+        m_server.listen(QHostAddress::LocalHost);
+    }
+    bool isListening() const { return m_server.isListening(); }
+    QUrl root() const { return QUrl(QStringLiteral("https://127.0.0.1:%1").arg(m_server.serverPort())); }
+    int answered() const { return m_answered; }
+
+private:
+    QSslServer m_server;
+    int m_answered = 0;
+};
+
+bool loggedAnError(const QString &words)
+{
+    for (const LogStore::Entry &entry : LogStore::shared().entries())
+        if (entry.message.contains(words))
+            return true;
+    return false;
 }
 
 // One supysonic for the whole program: starting one costs seconds.
@@ -297,4 +348,63 @@ TEST_F(SignIn, TheSettingsSourceChoiceShowsTheStoredServerAndStoresTheChoiceButN
     EXPECT_EQ(signInRequests.size(), 1);
     QTest::mouseClick(view.signInButton(), Qt::LeftButton);
     EXPECT_EQ(signInRequests.size(), 2);
+}
+
+TEST_F(SignIn, AServerWhoseCertificateDoesNotVerifyIsSaidInTheWindowAndTheLogAndLeavesTheMirrorWhole)
+{
+    if (!QSslSocket::supportsSsl())
+        GTEST_SKIP() << "Qt has no TLS backend here";
+    SelfSignedPeer peer;
+    ASSERT_TRUE(peer.isListening());
+    const QString verifyWords = QStringLiteral("could not be verified");
+
+    // The Sign In window says it, nothing is kept, and the log says why.
+    LogStore::shared().clear();
+    FakeKeyring keyring;
+    SignInWindow window;
+    window.setPasswordKeeper(keyring.keeper());
+    signIn(window, peer.root().toString(), QStringLiteral("alice"), QStringLiteral("secret"));
+    EXPECT_TRUE(window.errorText().contains(verifyWords)) << window.errorText().toStdString();
+    EXPECT_TRUE(window.errorText().contains(QStringLiteral("127.0.0.1:%1").arg(peer.root().port())));
+    EXPECT_TRUE(keyring.kept.isEmpty());
+    EXPECT_FALSE(MusicSourceSettings::serverAccount());
+    EXPECT_TRUE(loggedAnError(QStringLiteral("self-signed"))) << "no log line names what is wrong with the certificate";
+    EXPECT_TRUE(loggedAnError(verifyWords));
+    EXPECT_EQ(peer.answered(), 0);
+
+    // A library mirrored from the server before its certificate changed stays whole: the launch's
+    // sign-in gives the unavailable screen the words, and a sync fails with them.
+    ScriptedPeer before([](const QString &path, const QUrlQuery &) -> std::optional<QByteArray> {
+        if (path.endsWith(u"/getAlbumList2.view"))
+            return ScriptedPeer::ok(R"("albumList2":{"album":[{"id":"al1","name":"One","songCount":2}]})");
+        if (path.endsWith(u"/getAlbum.view"))
+            return ScriptedPeer::ok(R"("album":{"id":"al1","name":"One","song":[{"id":"s1","title":"a","track":1},{"id":"s2","title":"b","track":2}]})");
+        if (path.endsWith(u"/getArtists.view"))
+            return ScriptedPeer::ok(R"("artists":{"index":[]})");
+        if (path.endsWith(u"/getPlaylists.view"))
+            return ScriptedPeer::ok(R"("playlists":{})");
+        return ScriptedPeer::ok();
+    });
+    QTemporaryDir dir;
+    LocalDatabase database(dir.filePath(QStringLiteral("local.db")));
+    runTask(database.open());
+    SubsonicService plain(SubsonicAccount{before.root(), QStringLiteral("alice"), QStringLiteral("secret"), {}});
+    SyncEngine first(database, plain);
+    runTask(first.syncAll(nullptr));
+    ASSERT_EQ(runTask(database.allLibrarySongs({LocalSong::SortKey::title})).size(), 2);
+
+    SubsonicService secure(SubsonicAccount{peer.root(), QStringLiteral("alice"), QStringLiteral("secret"), {}});
+    EXPECT_EQ(runTask(secure.requestAuthorization()), MusicAuthorizationStatus::denied);
+    EXPECT_TRUE(secure.unavailableReason().contains(verifyWords)) << secure.unavailableReason().toStdString();
+    SyncEngine again(database, secure);
+    try {
+        runTask(again.syncAll(nullptr));
+        ADD_FAILURE() << "synced from a server whose certificate does not verify";
+    } catch (const MusicError &error) {
+        EXPECT_TRUE(error.localizedDescription().contains(verifyWords)) << error.localizedDescription().toStdString();
+    }
+    EXPECT_EQ(runTask(database.allLibrarySongs({LocalSong::SortKey::title})).size(), 2);
+    EXPECT_EQ(runTask(database.allAlbums({LocalAlbum::SortKey::title})).size(), 1);
+    EXPECT_EQ(peer.answered(), 0);
+    runTask(database.close());
 }

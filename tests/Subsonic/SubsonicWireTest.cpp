@@ -11,6 +11,7 @@
 #include "TestKit/AsyncTest.h"
 
 #include <QCryptographicHash>
+#include <QTimeZone>
 #include <QTimer>
 #include <gtest/gtest.h>
 #include <vector>
@@ -392,5 +393,99 @@ TEST(SubsonicWire, SongPagesAreHandedOutAsTheirAlbumsArriveAndPlaylistsAreFetche
         ADD_FAILURE() << "a page of unanswered albums was handed out";
     } catch (const MusicError &error) {
         EXPECT_TRUE(error.localizedDescription().contains(QStringLiteral("did not answer in time"))) << error.localizedDescription().toStdString();
+    }
+}
+
+TEST(SubsonicWire, AWholeListingAsksForEachListOnceHoweverManyWaitForItAndAFailedListIsAskedForAgain)
+{
+    QHash<QString, int> asked;
+    bool albumsFail = true;
+    ScriptedPeer peer([&asked, &albumsFail](const QString &path, const QUrlQuery &query) -> std::optional<QByteArray> {
+        const QString method = path.section(u'/', -1).section(u'.', 0, 0);
+        ++asked[method];
+        if (method == u"ping")
+            return ScriptedPeer::ok();
+        if (method == u"getPlaylists")
+            return ScriptedPeer::ok(R"("playlists":{"playlist":[{"id":"p1","name":"One"}]})");
+        if (method == u"getPlaylist")
+            return ScriptedPeer::ok(R"("playlist":{"id":"p1","entry":[{"id":"s1-1","title":"t"}]})");
+        if (method == u"getArtists")
+            return ScriptedPeer::ok(R"("artists":{"index":[{"name":"A","artist":[{"id":"ar1","name":"Ann"}]}]})");
+        if (method == u"getAlbumList2")
+            return albumsFail ? ScriptedPeer::failed(0, "busy") : ScriptedPeer::ok(R"("albumList2":{"album":[{"id":"al1","name":"One","songCount":2},{"id":"al2","name":"Two","songCount":1}]})");
+        if (method == u"getAlbum") {
+            const QByteArray id = query.queryItemValue(QStringLiteral("id")).toUtf8();
+            return ScriptedPeer::ok(R"("album":{"id":")" + id + R"(","song":[{"id":"s)" + id + R"(-1","title":"t"})" +
+                                    (id == "al1" ? R"(,{"id":"sal1-2","title":"t","track":2})" : "") + "]}");
+        }
+        return ScriptedPeer::failed(0, "unexpected");
+    });
+    SubsonicService service(accountOf(peer));
+    ASSERT_EQ(runTask(service.requestAuthorization()), MusicAuthorizationStatus::authorized);
+
+    // The songs' listing needs the albums', which fails: it says so, and the failure is not kept:
+    // the next call asks anew.
+    service.beginLibraryListing();
+    EXPECT_THROW(runTask(service.librarySongs(0, 10)), MusicError);
+    EXPECT_EQ(asked.value(QStringLiteral("getAlbumList2")), 1);
+    EXPECT_THROW(runTask(service.libraryAlbums(0, 10)), MusicError);
+    EXPECT_EQ(asked.value(QStringLiteral("getAlbumList2")), 2);
+
+    // Asked again, each list is fetched once, though the songs and the sync both wait for albums.
+    albumsFail = false;
+    service.beginLibraryListing();
+    const LibraryPage<Song> songs = runTask(service.librarySongs(0, 10));
+    ASSERT_EQ(songs.items.size(), 3);
+    EXPECT_EQ(songs.items[1].id.rawValue(), QStringLiteral("sal1-2"));
+    EXPECT_EQ(songs.items[2].id.rawValue(), QStringLiteral("sal2-1"));
+    EXPECT_EQ(runTask(service.libraryAlbums(0, 10)).items.size(), 2);
+    EXPECT_EQ(runTask(service.libraryArtists(0, 10)).items.first().name, QStringLiteral("Ann"));
+    EXPECT_EQ(runTask(service.libraryPlaylists(0, 10)).items.first().name, QStringLiteral("One"));
+    Playlist one;
+    one.id = MusicItemID(QStringLiteral("p1"));
+    EXPECT_EQ(runTask(service.tracks(one)).size(), 1);
+    EXPECT_EQ(asked.value(QStringLiteral("getAlbumList2")), 3);
+    EXPECT_EQ(asked.value(QStringLiteral("getAlbum")), 2);
+    EXPECT_EQ(asked.value(QStringLiteral("getArtists")), 1);
+    EXPECT_EQ(asked.value(QStringLiteral("getPlaylists")), 1);
+    EXPECT_EQ(asked.value(QStringLiteral("getPlaylist")), 1);
+}
+
+TEST(SubsonicWire, DatesAndCoverURLsReadAsTheGeneralReadersReadThemWhateverFormTheServerWrites)
+{
+    const QUrl server(QStringLiteral("https://music.example.org/sub"));
+    // What Qt's general ISO reader makes of a time, a zone-less one taken as UTC.
+    const auto general = [](const QString &text) -> std::optional<QDateTime> {
+        QDateTime parsed = QDateTime::fromString(text, Qt::ISODateWithMs);
+        if (!parsed.isValid())
+            return std::nullopt;
+        if (parsed.timeSpec() == Qt::LocalTime)
+            parsed.setTimeZone(QTimeZone::utc());
+        return parsed.toUTC();
+    };
+    for (const char *text : {"2024-03-01T10:00:00Z", "2024-03-01T10:00:00.123Z", "2024-03-01T10:00:00.5+02:00",
+                             "2024-03-01T23:30:00-01:30", "2024-03-01T10:00:00+0530", "2024-03-01T10:00:00",
+                             "2024-03-01T10:00:00.123456Z", "2024-12-31T23:59:59.999-12:00", "2024-02-30T10:00:00Z",
+                             "2024-03-01T25:00:00Z", "2024-03-01T10:00:00.Z", "2024-03-01T10:00:00+02", "2024-03-01",
+                             "2024-03-01T10:00", "not a date"}) {
+        QJsonObject child{{QStringLiteral("id"), QStringLiteral("s1")}, {QStringLiteral("created"), QString::fromLatin1(text)}};
+        const Song song = SubsonicItems::song(child, server);
+        const std::optional<QDateTime> expected = general(QString::fromLatin1(text));
+        ASSERT_EQ(song.libraryAddedDate.has_value(), expected.has_value()) << text;
+        if (expected) {
+            EXPECT_EQ(song.libraryAddedDate->toMSecsSinceEpoch(), expected->toMSecsSinceEpoch()) << text;
+        }
+    }
+    const Song dated = SubsonicItems::song(QJsonObject{{QStringLiteral("year"), 1999}}, server);
+    EXPECT_EQ(dated.releaseDate, QDateTime(QDate(1999, 1, 1), QTime(0, 0), QTimeZone::utc()));
+
+    // Cover URLs as a QUrl makes them, whether or not the id needs encoding.
+    for (const char *id : {"al-3_x.y~z", "a b&c=d#e", "ü/ö?", "mf-1:2"}) {
+        QUrl url = server;
+        url.setPath(url.path() + QStringLiteral("/rest/getCoverArt.view"));
+        url.setQuery(QUrlQuery{{QStringLiteral("id"), QString::fromUtf8(id)}});
+        EXPECT_EQ(SubsonicItems::artwork(server, QString::fromUtf8(id))->urlTemplate(),
+                  url.toString(QUrl::FullyEncoded) + QStringLiteral("&size={w}"))
+            << id;
     }
 }

@@ -58,6 +58,9 @@ public:
     // whole library). Empty when the two are equal.
     virtual QCoro::Task<std::optional<QList<LibraryChange>>> libraryChanges(QString since, QString until);
 
+    // A whole listing follows (playlists, albums, artists, songs, each from its first page): a
+    // backend that fetches its lists from far away may ask for them all at once.
+    virtual void beginLibraryListing() {}
     // The library, in pages of at most limit items, in a stable order.
     virtual QCoro::Task<LibraryPage<Playlist>> libraryPlaylists(int offset, int limit) = 0;
     virtual QCoro::Task<LibraryPage<Album>> libraryAlbums(int offset, int limit) = 0;

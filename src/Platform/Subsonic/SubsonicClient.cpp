@@ -2,6 +2,8 @@
 
 #include "Support/Error.h"
 #include "Support/Log.h"
+#include "Support/PoolTask.h"
+#include "Support/WorkerPools.h"
 
 #include <QCoroNetworkReply>
 #include <QCryptographicHash>
@@ -12,6 +14,7 @@
 #include <QNetworkReply>
 #include <QPointer>
 #include <QRandomGenerator>
+#include <QSslError>
 #include <memory>
 
 namespace {
@@ -102,6 +105,31 @@ public:
     const char *what() const noexcept override { return "subsonic error reply"; }
     ServerFailure failure;
 };
+
+// The "subsonic-response" object of a successful answer; throws for anything else. Runs on a
+// worker thread: it touches nothing but its arguments.
+QJsonObject successfulResponse(const QByteArray &body, int status, const QString &host, const QString &method)
+{
+    QJsonParseError parseError;
+    const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
+    QJsonObject response = document.object().value(QStringLiteral("subsonic-response")).toObject();
+    if (response.isEmpty()) {
+        // JSON that is cut short or lacks the envelope is a broken answer; anything else (a web
+        // page, an error page) means the address is not a Subsonic server's.
+        if (status < 400 && body.trimmed().startsWith('{'))
+            throw DecodingError(QStringLiteral("%1's answer to %2 is not a Subsonic response: %3")
+                                    .arg(host, method, parseError.error == QJsonParseError::NoError ? QStringLiteral("no envelope")
+                                                                                                     : parseError.errorString()));
+        throw MusicError(MusicError::serviceFailed,
+                         QStringLiteral("%1 does not answer as a Subsonic server (HTTP %2). Check the address.").arg(host).arg(status));
+    }
+    if (response.value(QStringLiteral("status")).toString() != u"ok") {
+        const QJsonObject error = response.value(QStringLiteral("error")).toObject();
+        throw ServerFailureError({error.value(QStringLiteral("code")).toInt(-1), error.value(QStringLiteral("message")).toString(),
+                                  response.value(QStringLiteral("version")).toString()});
+    }
+    return response;
+}
 
 } // namespace
 
@@ -234,7 +262,7 @@ QCoro::Task<void> SubsonicClient::signIn()
                     hostOf(server));
     }
     QPointer self(this);
-    QJsonObject answer;
+    auto answer = std::make_shared<QJsonObject>();
     // The forms from the strongest the account allows; a server that does not know a form says
     // so with one of a few codes, and the next is tried.
     QList<AuthForm> forms;
@@ -250,7 +278,8 @@ QCoro::Task<void> SubsonicClient::signIn()
             const QString ping = QStringLiteral("ping");
             const QUrlQuery none;
             const AuthForm form = forms[i];
-            answer = co_await send(ping, none, form);
+            Reader keep = [answer](const QJsonObject &response) { *answer = response; };
+            co_await send(ping, none, form, std::move(keep));
             if (!self)
                 throw CancellationError();
             m_form = forms[i];
@@ -269,8 +298,8 @@ QCoro::Task<void> SubsonicClient::signIn()
                       hostOf(server), code);
         }
     }
-    m_serverVersion = answer.value(QStringLiteral("version")).toString(m_serverVersion);
-    m_openSubsonic = answer.value(QStringLiteral("openSubsonic")).toBool();
+    m_serverVersion = answer->value(QStringLiteral("version")).toString(m_serverVersion);
+    m_openSubsonic = answer->value(QStringLiteral("openSubsonic")).toBool();
     Log::info(Log::sync(), "Signed in to %@ (API %@%@)", hostOf(server), m_serverVersion,
               m_openSubsonic ? QStringLiteral(", OpenSubsonic") : QString());
 }
@@ -288,17 +317,26 @@ void SubsonicClient::endTurn()
     QMetaObject::invokeMethod(this, [next] { next.resume(); }, Qt::QueuedConnection);
 }
 
-QCoro::Task<QJsonObject> SubsonicClient::call(QString method, QUrlQuery parameters)
+QCoro::Task<void> SubsonicClient::call(QString method, QUrlQuery parameters, Reader read)
 {
+    const SubsonicAccount account = m_account;
     try {
         const AuthForm form = m_form;
-        co_return co_await send(method, parameters, form);
+        co_await send(method, parameters, form, std::move(read));
     } catch (const ServerFailureError &refused) {
-        throw serverError(refused.failure, m_account);
+        throw serverError(refused.failure, account);
     }
 }
 
-QCoro::Task<QJsonObject> SubsonicClient::send(QString method, QUrlQuery parameters, AuthForm form)
+QCoro::Task<QJsonObject> SubsonicClient::call(QString method, QUrlQuery parameters)
+{
+    auto answer = std::make_shared<QJsonObject>();
+    Reader keep = [answer](const QJsonObject &response) { *answer = response; };
+    co_await call(std::move(method), std::move(parameters), std::move(keep));
+    co_return std::move(*answer);
+}
+
+QCoro::Task<void> SubsonicClient::send(QString method, QUrlQuery parameters, AuthForm form, Reader read)
 {
     QPointer self(this);
     // A bounded number in flight: the others wait their turn, first come first served; an ending
@@ -327,6 +365,14 @@ QCoro::Task<QJsonObject> SubsonicClient::send(QString method, QUrlQuery paramete
     request.setTransferTimeout(m_timeoutMilliseconds);
     std::unique_ptr<QNetworkReply, void (*)(QNetworkReply *)> reply(m_network->get(request),
                                                                    [](QNetworkReply *r) { r->deleteLater(); });
+    // Why a certificate was refused goes to the log (the user's message only says that it was):
+    // what is wrong with it is what the server's owner needs to know.
+    connect(reply.get(), &QNetworkReply::sslErrors, this, [host = hostOf(m_account.server)](const QList<QSslError> &errors) {
+        QStringList reasons;
+        for (const QSslError &error : errors)
+            reasons.append(error.errorString());
+        Log::error(Log::sync(), "The certificate of the server at %@ is not trusted: %@", host, reasons.join(QStringLiteral("; ")));
+    });
     co_await reply.get();
     if (!self)
         throw CancellationError();
@@ -344,24 +390,10 @@ QCoro::Task<QJsonObject> SubsonicClient::send(QString method, QUrlQuery paramete
         const bool timedOut = reply->error() == QNetworkReply::OperationCanceledError || reply->error() == QNetworkReply::TimeoutError;
         throw transferError(reply->error(), m_account.server, timedOut);
     }
-    const QByteArray body = reply->readAll();
-    QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
-    const QJsonObject response = document.object().value(QStringLiteral("subsonic-response")).toObject();
-    if (response.isEmpty()) {
-        // JSON that is cut short or lacks the envelope is a broken answer; anything else (a web
-        // page, an error page) means the address is not a Subsonic server's.
-        if (status < 400 && body.trimmed().startsWith('{'))
-            throw DecodingError(QStringLiteral("%1's answer to %2 is not a Subsonic response: %3")
-                                    .arg(host, method, parseError.error == QJsonParseError::NoError ? QStringLiteral("no envelope")
-                                                                                                     : parseError.errorString()));
-        throw MusicError(MusicError::serviceFailed,
-                         QStringLiteral("%1 does not answer as a Subsonic server (HTTP %2). Check the address.").arg(host).arg(status));
-    }
-    if (response.value(QStringLiteral("status")).toString() != u"ok") {
-        const QJsonObject error = response.value(QStringLiteral("error")).toObject();
-        throw ServerFailureError({error.value(QStringLiteral("code")).toInt(-1), error.value(QStringLiteral("message")).toString(),
-                                  response.value(QStringLiteral("version")).toString()});
-    }
-    co_return response;
+    // The answer is decoded and read on a worker, its place in flight already handed on.
+    QCoro::Task<void> decoding = runOnPool(WorkerPools::library(), [body = reply->readAll(), status, host, method, read = std::move(read)] {
+        read(successfulResponse(body, status, host, method));
+    });
+    reply.reset();
+    co_await std::move(decoding);
 }

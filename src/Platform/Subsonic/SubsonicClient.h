@@ -16,6 +16,7 @@
 #include <QUrlQuery>
 #include <coroutine>
 #include <deque>
+#include <functional>
 
 class QNetworkAccessManager;
 
@@ -53,9 +54,16 @@ public:
     // MusicError::serviceFailed for something that is not a Subsonic server.
     QCoro::Task<void> signIn();
 
-    // Calls a method ("getAlbum") with its parameters and returns the "subsonic-response" object
-    // of a successful answer. Failures throw as signIn() does; a server error reply throws
-    // MusicError (notFound for error 70).
+    // Reads the "subsonic-response" object of a successful answer on a worker thread, where the
+    // answer is decoded: a page of songs takes longer to decode and turn into items than to
+    // fetch, and the main thread paints. It may use only what it holds itself.
+    using Reader = std::function<void(const QJsonObject &response)>;
+
+    // Calls a method ("getAlbum") with its parameters and hands the answer to read. Failures
+    // throw as signIn() does; a server error reply throws MusicError (notFound for error 70);
+    // what read throws arrives as itself.
+    QCoro::Task<void> call(QString method, QUrlQuery parameters, Reader read);
+    // The same, returning the "subsonic-response" object.
     QCoro::Task<QJsonObject> call(QString method, QUrlQuery parameters = {});
 
     // The URL of a method with the credentials in it, for a reader that cannot add them itself
@@ -77,7 +85,7 @@ public:
 private:
     void endTurn();
     QUrlQuery credentials(AuthForm form) const;
-    QCoro::Task<QJsonObject> send(QString method, QUrlQuery parameters, AuthForm form);
+    QCoro::Task<void> send(QString method, QUrlQuery parameters, AuthForm form, Reader read);
 
     SubsonicAccount m_account;
     QNetworkAccessManager *m_network;

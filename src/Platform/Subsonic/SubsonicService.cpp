@@ -50,27 +50,28 @@ struct Arrivals {
     }
 };
 
-// The library's songs as they arrive, in their final order; the expected count comes from the
-// albums' song counts until the listing ends.
 } // namespace
 
-struct SubsonicService::SongFeed : Arrivals {
-    QList<Song> songs;
+// A list fetched in the background; its items are final once it is done.
+template <typename T>
+struct SubsonicService::Pending : Arrivals {
+    QList<T> items;
+};
+
+// The library's songs as they arrive, in their final order; the expected count comes from the
+// albums' song counts until the listing ends.
+struct SubsonicService::SongFeed : Pending<Song> {
     int expected = 0;
 };
 
-struct SubsonicService::PlaylistFetch : Arrivals {
-    QList<Song> songs;
-};
-
 struct SubsonicService::Listing {
-    std::optional<QList<Playlist>> playlists;
-    std::optional<QList<Artist>> artists;
-    std::optional<QList<Album>> albums;
+    std::shared_ptr<Pending<Playlist>> playlists;
+    std::shared_ptr<Pending<Album>> albums;
+    std::shared_ptr<Pending<Artist>> artists;
     std::shared_ptr<SongFeed> songs;
     // Every playlist's songs, fetched as soon as the playlists are listed, so that a sync's
     // playlist step finds them ready instead of asking one at a time.
-    QHash<QString, std::shared_ptr<PlaylistFetch>> playlistSongs;
+    QHash<QString, std::shared_ptr<Pending<Song>>> playlistSongs;
 };
 
 namespace {
@@ -110,6 +111,15 @@ QUrlQuery query(const Texts &...texts)
     for (size_t i = 0; i + 1 < sizeof...(texts); i += 2)
         result.addQueryItem(items[i], items[i + 1]);
     return result;
+}
+
+// Makes the items of type T listed at answer[key][listKey], on the thread that decodes the answer.
+template <typename T>
+std::function<QList<T>(const QJsonObject &)> itemsAt(QString key, QString listKey, QUrl server, T (*make)(const QJsonObject &, const QUrl &))
+{
+    return [key = std::move(key), listKey = std::move(listKey), server = std::move(server), make](const QJsonObject &answer) {
+        return all<T>(answer.value(key).toObject(), listKey, server, make);
+    };
 }
 
 // A song listed inside an album carries the album's artist as album artist when it has none.
@@ -186,27 +196,43 @@ QCoro::Task<MusicAuthorizationStatus> SubsonicService::requestAuthorization()
     co_return m_status;
 }
 
-QCoro::Task<QJsonObject> SubsonicService::call(const char *method) { return request(QString::fromLatin1(method), QUrlQuery()); }
+QCoro::Task<QJsonObject> SubsonicService::call(const char *method) { return call(method, QUrlQuery()); }
 
 QCoro::Task<QJsonObject> SubsonicService::call(const char *method, const QUrlQuery &parameters)
 {
-    return request(QString::fromLatin1(method), parameters);
+    std::function<QJsonObject(const QJsonObject &)> keep = [](const QJsonObject &answer) { return answer; };
+    return fetch<QJsonObject>(method, parameters, std::move(keep));
 }
 
-QCoro::Task<QJsonObject> SubsonicService::request(QString method, QUrlQuery parameters)
+template <typename T>
+QCoro::Task<T> SubsonicService::fetch(const char *method, QUrlQuery parameters, std::function<T(const QJsonObject &)> make)
+{
+    auto made = std::make_shared<std::optional<T>>();
+    SubsonicClient::Reader read = [made, make = std::move(make)](const QJsonObject &answer) { made->emplace(make(answer)); };
+    co_await request(QString::fromLatin1(method), std::move(parameters), std::move(read));
+    co_return std::move(**made);
+}
+
+QCoro::Task<void> SubsonicService::signedIn()
+{
+    if (m_signedIn)
+        co_return;
+    QPointer self(this);
+    co_await m_client->signIn();
+    if (self)
+        m_signedIn = true;
+}
+
+QCoro::Task<void> SubsonicService::request(QString method, QUrlQuery parameters, SubsonicClient::Reader read)
 {
     QPointer self(this);
     try {
-        if (!m_signedIn) {
-            co_await m_client->signIn();
-            if (!self)
-                throw CancellationError();
-            m_signedIn = true;
-        }
-        const QJsonObject answer = co_await m_client->call(method, parameters);
+        co_await signedIn();
+        if (!self)
+            throw CancellationError();
+        co_await m_client->call(method, parameters, std::move(read));
         if (self)
             m_lastFailure.clear();
-        co_return answer;
     } catch (...) {
         if (self)
             noteFailure(std::current_exception());
@@ -308,36 +334,67 @@ std::shared_ptr<SubsonicService::Listing> SubsonicService::listing()
     return m_listing;
 }
 
-QCoro::Task<LibraryPage<Playlist>> SubsonicService::libraryPlaylists(int offset, int limit)
+void SubsonicService::beginLibraryListing()
 {
-    std::shared_ptr<Listing> listed = listing();
-    if (!listed->playlists) {
-        const QJsonObject answer = co_await call("getPlaylists");
-        listed->playlists = all<Playlist>(answer.value(QStringLiteral("playlists")).toObject(), QStringLiteral("playlist"),
-                                          m_client->account().server, &SubsonicItems::playlist);
-        for (const Playlist &playlist : *listed->playlists) {
-            auto fetch = std::make_shared<PlaylistFetch>();
-            listed->playlistSongs.insert(playlist.id.rawValue(), fetch);
-            detach(prefetchPlaylist(playlist.id.rawValue(), fetch));
-        }
-    }
-    co_return pageOf(*listed->playlists, offset, limit);
+    // Every list is asked for at once, in the order a sync stores them: the requests queue in
+    // the client (bounded in flight), so the server is kept busy while the store writes.
+    const std::shared_ptr<Listing> listed = listing();
+    startPlaylists(listed);
+    startAlbums(listed);
+    startArtists(listed);
+    startSongs(listed);
 }
 
-QCoro::Task<LibraryPage<Artist>> SubsonicService::libraryArtists(int offset, int limit)
+void SubsonicService::startPlaylists(const std::shared_ptr<Listing> &listed)
 {
-    std::shared_ptr<Listing> listed = listing();
-    if (!listed->artists) {
-        const QJsonObject answer = co_await call("getArtists");
-        QList<Artist> artists;
-        for (const QJsonValue &index : list(answer.value(QStringLiteral("artists")).toObject(), QStringLiteral("index")))
-            artists += all<Artist>(index.toObject(), QStringLiteral("artist"), m_client->account().server, &SubsonicItems::artist);
-        listed->artists = std::move(artists);
+    if (!listed->playlists) {
+        listed->playlists = std::make_shared<Pending<Playlist>>();
+        detach(listPlaylists(listed, listed->playlists));
     }
-    co_return pageOf(*listed->artists, offset, limit);
+}
+
+void SubsonicService::startAlbums(const std::shared_ptr<Listing> &listed)
+{
+    if (!listed->albums) {
+        listed->albums = std::make_shared<Pending<Album>>();
+        detach(listAlbums(listed->albums));
+    }
+}
+
+void SubsonicService::startArtists(const std::shared_ptr<Listing> &listed)
+{
+    if (!listed->artists) {
+        listed->artists = std::make_shared<Pending<Artist>>();
+        detach(listArtists(listed->artists));
+    }
+}
+
+void SubsonicService::startSongs(const std::shared_ptr<Listing> &listed)
+{
+    if (!listed->songs) {
+        listed->songs = std::make_shared<SongFeed>();
+        detach(listSongs(listed, listed->songs));
+    }
 }
 
 namespace {
+
+// Waits until a background fetch has ended. A failed one is let go of (the next call fetches
+// anew rather than meeting the same failure) and its failure thrown.
+template <typename P>
+QCoro::Task<void> ended(std::shared_ptr<P> &slot, std::shared_ptr<P> pending, QPointer<QObject> owner)
+{
+    while (!pending->done) {
+        co_await pending->next(false);
+        if (!owner)
+            throw CancellationError();
+    }
+    if (pending->failure) {
+        if (slot == pending)
+            slot.reset();
+        std::rethrow_exception(pending->failure);
+    }
+}
 
 // A server that ignores the offset answers its first page again and again: the listing stops at
 // a page that starts as the last one did, rather than growing without end.
@@ -353,52 +410,123 @@ bool repeatsLastPage(const QList<T> &page, const QList<T> &listed, qsizetype las
 
 } // namespace
 
+QCoro::Task<LibraryPage<Playlist>> SubsonicService::libraryPlaylists(int offset, int limit)
+{
+    const std::shared_ptr<Listing> listed = listing();
+    startPlaylists(listed);
+    const std::shared_ptr<Pending<Playlist>> pending = listed->playlists;
+    co_await ended(listed->playlists, pending, QPointer<QObject>(this));
+    co_return pageOf(pending->items, offset, limit);
+}
+
 QCoro::Task<LibraryPage<Album>> SubsonicService::libraryAlbums(int offset, int limit)
 {
-    std::shared_ptr<Listing> listed = listing();
-    if (!listed->albums) {
+    const std::shared_ptr<Listing> listed = listing();
+    startAlbums(listed);
+    const std::shared_ptr<Pending<Album>> pending = listed->albums;
+    co_await ended(listed->albums, pending, QPointer<QObject>(this));
+    co_return pageOf(pending->items, offset, limit);
+}
+
+QCoro::Task<LibraryPage<Artist>> SubsonicService::libraryArtists(int offset, int limit)
+{
+    const std::shared_ptr<Listing> listed = listing();
+    startArtists(listed);
+    const std::shared_ptr<Pending<Artist>> pending = listed->artists;
+    co_await ended(listed->artists, pending, QPointer<QObject>(this));
+    co_return pageOf(pending->items, offset, limit);
+}
+
+QCoro::Task<void> SubsonicService::listPlaylists(std::shared_ptr<Listing> listed, std::shared_ptr<Pending<Playlist>> pending)
+{
+    QPointer self(this);
+    try {
+        auto read = itemsAt<Playlist>(QStringLiteral("playlists"), QStringLiteral("playlist"), server(), &SubsonicItems::playlist);
+        QList<Playlist> playlists = co_await fetch<QList<Playlist>>("getPlaylists", QUrlQuery(), std::move(read));
+        if (!self)
+            co_return;
+        for (const Playlist &playlist : playlists) {
+            auto fetch = std::make_shared<Pending<Song>>();
+            listed->playlistSongs.insert(playlist.id.rawValue(), fetch);
+            detach(prefetchPlaylist(playlist.id.rawValue(), fetch));
+        }
+        pending->items = std::move(playlists);
+        pending->finish(this);
+    } catch (...) {
+        if (self)
+            pending->finish(this, std::current_exception());
+    }
+}
+
+QCoro::Task<void> SubsonicService::listAlbums(std::shared_ptr<Pending<Album>> pending)
+{
+    QPointer self(this);
+    try {
         QList<Album> albums;
         for (;;) {
             const QUrlQuery parameters = query(u"type", u"alphabeticalByName", u"size", QString::number(albumPageSize), u"offset",
                                                QString::number(albums.size()));
-            const QJsonObject answer = co_await call("getAlbumList2", parameters);
-            const QList<Album> page = all<Album>(answer.value(QStringLiteral("albumList2")).toObject(), QStringLiteral("album"),
-                                                 m_client->account().server, &SubsonicItems::album);
+            auto read = itemsAt<Album>(QStringLiteral("albumList2"), QStringLiteral("album"), server(), &SubsonicItems::album);
+            QList<Album> page = co_await fetch<QList<Album>>("getAlbumList2", parameters, std::move(read));
+            if (!self)
+                co_return;
             if (albums.size() >= albumPageSize && repeatsLastPage(page, albums, albums.size() - albumPageSize, "albums"))
                 break;
-            albums += page;
-            if (page.size() < albumPageSize)
+            const bool last = page.size() < albumPageSize;
+            albums += std::move(page);
+            if (last)
                 break;
         }
-        listed->albums = std::move(albums);
+        pending->items = std::move(albums);
+        pending->finish(this);
+    } catch (...) {
+        if (self)
+            pending->finish(this, std::current_exception());
     }
-    co_return pageOf(*listed->albums, offset, limit);
+}
+
+QCoro::Task<void> SubsonicService::listArtists(std::shared_ptr<Pending<Artist>> pending)
+{
+    QPointer self(this);
+    try {
+        std::function<QList<Artist>(const QJsonObject &)> read = [server = server()](const QJsonObject &answer) {
+            QList<Artist> artists;
+            for (const QJsonValue &index : list(answer.value(QStringLiteral("artists")).toObject(), QStringLiteral("index")))
+                artists += all<Artist>(index.toObject(), QStringLiteral("artist"), server, &SubsonicItems::artist);
+            return artists;
+        };
+        QList<Artist> artists = co_await fetch<QList<Artist>>("getArtists", QUrlQuery(), std::move(read));
+        if (!self)
+            co_return;
+        pending->items = std::move(artists);
+        pending->finish(this);
+    } catch (...) {
+        if (self)
+            pending->finish(this, std::current_exception());
+    }
 }
 
 QCoro::Task<LibraryPage<Song>> SubsonicService::librarySongs(int offset, int limit)
 {
     QPointer self(this);
     std::shared_ptr<Listing> listed = listing();
-    if (!listed->songs) {
-        // Listed in the background; each page is handed out as soon as its songs are in, so the
-        // store writes one page while the next is still being fetched.
-        listed->songs = std::make_shared<SongFeed>();
-        detach(listSongs(listed, listed->songs));
-    }
+    // Listed in the background; each page is handed out as soon as its songs are in, so the
+    // store writes one page while the next is still being fetched.
+    startSongs(listed);
     const std::shared_ptr<SongFeed> feed = listed->songs;
     const qsizetype needed = qsizetype(offset) + std::max(limit, 0);
-    while (!feed->done && feed->songs.size() < needed) {
+    while (!feed->done && feed->items.size() < needed) {
         co_await feed->next(false);
         if (!self)
             throw CancellationError();
     }
-    if (feed->failure && feed->songs.size() < needed) {
+    if (feed->failure && feed->items.size() < needed) {
         // The next sync lists anew rather than meeting the same failure.
         if (listed->songs == feed)
             listed->songs.reset();
         std::rethrow_exception(feed->failure);
     }
-    LibraryPage<Song> page = pageOf(feed->songs, offset, limit);
+    LibraryPage<Song> page = pageOf(feed->items, offset, limit);
     // While songs are still arriving there is at least one more page to ask for.
     if (!feed->done)
         page.totalCount = std::max<qsizetype>({qsizetype(feed->expected), page.offset + page.items.size() + 1, qsizetype(page.totalCount)});
@@ -409,42 +537,46 @@ QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed, st
 {
     QPointer self(this);
     try {
-        const QUrl server = m_client->account().server;
+        // Which way songs are listed is known once signed in.
+        co_await signedIn();
+        if (!self)
+            co_return;
         if (m_client->isOpenSubsonic()) {
             // OpenSubsonic servers list every song for an empty query, in pages.
             for (;;) {
                 const QUrlQuery parameters = query(u"query", QString(), u"artistCount", u"0", u"albumCount", u"0", u"songCount",
-                                                   QString::number(songPageSize), u"songOffset", QString::number(feed->songs.size()));
-                const QJsonObject answer = co_await call("search3", parameters);
+                                                   QString::number(songPageSize), u"songOffset", QString::number(feed->items.size()));
+                auto read = itemsAt<Song>(QStringLiteral("searchResult3"), QStringLiteral("song"), server(), &SubsonicItems::song);
+                QList<Song> page = co_await fetch<QList<Song>>("search3", parameters, std::move(read));
                 if (!self)
                     co_return;
-                const QList<Song> page = all<Song>(answer.value(QStringLiteral("searchResult3")).toObject(), QStringLiteral("song"),
-                                                   server, &SubsonicItems::song);
-                if (feed->songs.size() >= songPageSize &&
-                    repeatsLastPage(page, feed->songs, feed->songs.size() - songPageSize, "songs"))
+                if (feed->items.size() >= songPageSize &&
+                    repeatsLastPage(page, feed->items, feed->items.size() - songPageSize, "songs"))
                     break;
-                feed->songs += page;
-                if (page.size() < songPageSize)
+                const bool last = page.size() < songPageSize;
+                feed->items += std::move(page);
+                if (last)
                     break;
-                feed->expected = int(feed->songs.size()) + songPageSize;
+                feed->expected = int(feed->items.size()) + songPageSize;
                 feed->wake(this);
             }
             feed->finish(this);
             co_return;
         }
         // Album by album, a window of requests at once, kept in the albums' order.
-        if (!listed->albums)
-            co_await libraryAlbums(0, 0);
+        startAlbums(listed);
+        const std::shared_ptr<Pending<Album>> albumsListed = listed->albums;
+        co_await ended(listed->albums, albumsListed, QPointer<QObject>(this));
         if (!self)
             co_return;
-        const QList<Album> albums = listed->albums.value_or(QList<Album>());
+        const QList<Album> albums = albumsListed->items;
         for (const Album &album : albums)
             feed->expected += album.trackCount;
         std::deque<QCoro::Task<QList<Song>>> window;
         auto takeFront = [&window, feed]() -> QCoro::Task<void> {
             QCoro::Task<QList<Song>> front = std::move(window.front());
             window.pop_front();
-            feed->songs += co_await std::move(front);
+            feed->items += co_await std::move(front);
         };
         for (const Album &album : albums) {
             const QString albumID = album.id.rawValue();
@@ -469,16 +601,14 @@ QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed, st
     }
 }
 
-QCoro::Task<void> SubsonicService::prefetchPlaylist(QString playlistID, std::shared_ptr<PlaylistFetch> fetch)
+QCoro::Task<void> SubsonicService::prefetchPlaylist(QString playlistID, std::shared_ptr<Pending<Song>> fetch)
 {
     QPointer self(this);
     try {
-        const QUrlQuery parameters = query(u"id", playlistID);
-        const QJsonObject answer = co_await call("getPlaylist", parameters);
+        QList<Song> songs = co_await playlistEntries(playlistID);
         if (!self)
             co_return;
-        fetch->songs = all<Song>(answer.value(QStringLiteral("playlist")).toObject(), QStringLiteral("entry"), m_client->account().server,
-                                 &SubsonicItems::song);
+        fetch->items = std::move(songs);
         fetch->finish(this);
     } catch (...) {
         if (self)
@@ -486,19 +616,27 @@ QCoro::Task<void> SubsonicService::prefetchPlaylist(QString playlistID, std::sha
     }
 }
 
+QCoro::Task<QList<Song>> SubsonicService::playlistEntries(QString playlistID)
+{
+    const QUrlQuery parameters = query(u"id", playlistID);
+    auto read = itemsAt<Song>(QStringLiteral("playlist"), QStringLiteral("entry"), server(), &SubsonicItems::song);
+    co_return co_await fetch<QList<Song>>("getPlaylist", parameters, std::move(read));
+}
+
 QCoro::Task<QList<Song>> SubsonicService::albumSongs(QString albumID)
 {
     const QUrlQuery parameters = query(u"id", albumID);
-    const QJsonObject answer = co_await call("getAlbum", parameters);
-    co_return songsOfAlbum(answer.value(QStringLiteral("album")).toObject(), m_client->account().server);
+    std::function<QList<Song>(const QJsonObject &)> read = [server = server()](const QJsonObject &answer) {
+        return songsOfAlbum(answer.value(QStringLiteral("album")).toObject(), server);
+    };
+    co_return co_await fetch<QList<Song>>("getAlbum", parameters, std::move(read));
 }
 
 QCoro::Task<QList<Album>> SubsonicService::albumList(QString type, int size)
 {
     const QUrlQuery parameters = query(u"type", type, u"size", QString::number(size));
-    const QJsonObject answer = co_await call("getAlbumList2", parameters);
-    co_return all<Album>(answer.value(QStringLiteral("albumList2")).toObject(), QStringLiteral("album"),
-                         m_client->account().server, &SubsonicItems::album);
+    auto read = itemsAt<Album>(QStringLiteral("albumList2"), QStringLiteral("album"), server(), &SubsonicItems::album);
+    co_return co_await fetch<QList<Album>>("getAlbumList2", parameters, std::move(read));
 }
 
 QCoro::Task<QList<Song>> SubsonicService::librarySongsAdded(QDateTime since)
@@ -537,19 +675,16 @@ QCoro::Task<QList<Song>> SubsonicService::tracks(Playlist playlist)
     }
     // The songs fetched when the playlists were listed, unless that fetch failed.
     QPointer self(this);
-    if (const std::shared_ptr<PlaylistFetch> fetch = listing()->playlistSongs.value(id)) {
+    if (const std::shared_ptr<Pending<Song>> fetch = listing()->playlistSongs.value(id)) {
         while (!fetch->done) {
             co_await fetch->next(false);
             if (!self)
                 throw CancellationError();
         }
         if (!fetch->failure)
-            co_return fetch->songs;
+            co_return fetch->items;
     }
-    const QUrlQuery parameters = query(u"id", id);
-    const QJsonObject answer = co_await call("getPlaylist", parameters);
-    co_return all<Song>(answer.value(QStringLiteral("playlist")).toObject(), QStringLiteral("entry"),
-                        m_client->account().server, &SubsonicItems::song);
+    co_return co_await playlistEntries(id);
 }
 
 QCoro::Task<QList<Song>> SubsonicService::tracks(Album album) { return albumSongs(album.id.rawValue()); }

@@ -6,7 +6,9 @@
 // The library is listed once per sync and served in pages from that listing: playlists and
 // artists in one request each, albums through getAlbumList2 in pages, songs through the
 // OpenSubsonic empty-query search3 in pages where the server offers it, else album by album
-// (getAlbum, several at once). Songs are listed in the background and each page is handed out as
+// (getAlbum, several at once). A sync asks for every list at its start (beginLibraryListing), so
+// they are fetched while the store writes the first ones; answers are decoded and made into items
+// on a worker thread. Songs are listed in the background and each page is handed out as
 // soon as its songs are in, so the store writes while later albums are fetched; every playlist's
 // songs are fetched as soon as the playlists are listed, several at once. A listing is kept for a
 // short while, so that one sync's lists come from the same moment, and dropped by Update Library. While the server cannot be reached
@@ -51,6 +53,7 @@ public:
     QString playFailureAdvice() const override { return playFailureText(); }
 
     QCoro::Task<std::optional<QString>> libraryRevision() override;
+    void beginLibraryListing() override;
     QCoro::Task<void> readLibraryAgain() override;
 
     QCoro::Task<LibraryPage<Playlist>> libraryPlaylists(int offset, int limit) override;
@@ -80,16 +83,32 @@ public:
 
 private:
     struct Listing;
+    template <typename T>
+    struct Pending;
     struct SongFeed;
-    struct PlaylistFetch;
 
     // Signs in first when not signed in yet; a call that fails for the network arms the retry.
     QCoro::Task<QJsonObject> call(const char *method);
     QCoro::Task<QJsonObject> call(const char *method, const QUrlQuery &parameters);
-    QCoro::Task<QJsonObject> request(QString method, QUrlQuery parameters);
+    // What make turns the answer into, made on the worker thread that decodes it.
+    template <typename T>
+    QCoro::Task<T> fetch(const char *method, QUrlQuery parameters, std::function<T(const QJsonObject &)> make);
+    QCoro::Task<void> signedIn();
+    QCoro::Task<void> request(QString method, QUrlQuery parameters, SubsonicClient::Reader read);
+    QUrl server() const { return m_client->account().server; }
+
+    // The listing and its lists, each fetched once in the background and awaited by any caller.
     std::shared_ptr<Listing> listing();
-    QCoro::Task<void> listSongs(std::shared_ptr<Listing> listing, std::shared_ptr<SongFeed> feed);
-    QCoro::Task<void> prefetchPlaylist(QString playlistID, std::shared_ptr<PlaylistFetch> fetch);
+    void startPlaylists(const std::shared_ptr<Listing> &listed);
+    void startAlbums(const std::shared_ptr<Listing> &listed);
+    void startArtists(const std::shared_ptr<Listing> &listed);
+    void startSongs(const std::shared_ptr<Listing> &listed);
+    QCoro::Task<void> listPlaylists(std::shared_ptr<Listing> listed, std::shared_ptr<Pending<Playlist>> pending);
+    QCoro::Task<void> listAlbums(std::shared_ptr<Pending<Album>> pending);
+    QCoro::Task<void> listArtists(std::shared_ptr<Pending<Artist>> pending);
+    QCoro::Task<void> listSongs(std::shared_ptr<Listing> listed, std::shared_ptr<SongFeed> feed);
+    QCoro::Task<void> prefetchPlaylist(QString playlistID, std::shared_ptr<Pending<Song>> fetch);
+    QCoro::Task<QList<Song>> playlistEntries(QString playlistID);
     QCoro::Task<QList<Song>> albumSongs(QString albumID);
     QCoro::Task<QList<Album>> albumList(QString type, int size);
     void noteFailure(const std::exception_ptr &error);

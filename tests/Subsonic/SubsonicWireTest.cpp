@@ -449,6 +449,14 @@ TEST(SubsonicWire, AWholeListingAsksForEachListOnceHoweverManyWaitForItAndAFaile
     EXPECT_EQ(asked.value(QStringLiteral("getArtists")), 1);
     EXPECT_EQ(asked.value(QStringLiteral("getPlaylists")), 1);
     EXPECT_EQ(asked.value(QStringLiteral("getPlaylist")), 1);
+
+    // A service that has not signed in yet when every list is asked for signs in once for all.
+    asked.clear();
+    SubsonicService fresh(accountOf(peer));
+    fresh.beginLibraryListing();
+    EXPECT_EQ(runTask(fresh.librarySongs(0, 10)).items.size(), 3);
+    EXPECT_EQ(runTask(fresh.libraryPlaylists(0, 10)).items.size(), 1);
+    EXPECT_EQ(asked.value(QStringLiteral("ping")), 1);
 }
 
 TEST(SubsonicWire, DatesAndCoverURLsReadAsTheGeneralReadersReadThemWhateverFormTheServerWrites)

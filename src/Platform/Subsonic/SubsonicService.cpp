@@ -64,6 +64,8 @@ struct SubsonicService::SongFeed : Pending<Song> {
     int expected = 0;
 };
 
+struct SubsonicService::SignInAttempt : Arrivals {};
+
 struct SubsonicService::Listing {
     std::shared_ptr<Pending<Playlist>> playlists;
     std::shared_ptr<Pending<Album>> albums;
@@ -161,6 +163,7 @@ void SubsonicService::setPassword(const QString &password)
     account.password = password;
     m_client = std::make_unique<SubsonicClient>(std::move(account));
     m_signedIn = false;
+    m_signingIn.reset();
 }
 
 QCoro::Task<MusicAuthorizationStatus> SubsonicService::requestAuthorization()
@@ -175,6 +178,7 @@ QCoro::Task<MusicAuthorizationStatus> SubsonicService::requestAuthorization()
                 throw CancellationError();
             auto client = std::make_unique<SubsonicClient>(std::move(withPassword));
             m_client = std::move(client);
+            m_signingIn.reset();
         }
         co_await m_client->signIn();
         if (!self)
@@ -217,10 +221,34 @@ QCoro::Task<void> SubsonicService::signedIn()
 {
     if (m_signedIn)
         co_return;
+    std::shared_ptr<SignInAttempt> attempt = m_signingIn;
+    if (!attempt) {
+        attempt = m_signingIn = std::make_shared<SignInAttempt>();
+        detach(signIn(attempt));
+    }
+    while (!attempt->done)
+        co_await attempt->next(attempt->done);
+    if (attempt->failure)
+        std::rethrow_exception(attempt->failure);
+}
+
+QCoro::Task<void> SubsonicService::signIn(std::shared_ptr<SignInAttempt> attempt)
+{
     QPointer self(this);
-    co_await m_client->signIn();
-    if (self)
-        m_signedIn = true;
+    std::exception_ptr failure;
+    try {
+        co_await m_client->signIn();
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    if (!self)
+        co_return;
+    if (m_signingIn == attempt) {
+        m_signingIn.reset();
+        if (!failure)
+            m_signedIn = true;
+    }
+    attempt->finish(this, failure);
 }
 
 QCoro::Task<void> SubsonicService::request(QString method, QUrlQuery parameters, SubsonicClient::Reader read)

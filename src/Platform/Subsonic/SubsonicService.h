@@ -86,6 +86,7 @@ private:
     template <typename T>
     struct Pending;
     struct SongFeed;
+    struct SignInAttempt;
 
     // Signs in first when not signed in yet; a call that fails for the network arms the retry.
     QCoro::Task<QJsonObject> call(const char *method);
@@ -93,7 +94,10 @@ private:
     // What make turns the answer into, made on the worker thread that decodes it.
     template <typename T>
     QCoro::Task<T> fetch(const char *method, QUrlQuery parameters, std::function<T(const QJsonObject &)> make);
+    // Signs in when not signed in yet. Calls made meanwhile wait on the one attempt under way, so
+    // a sync that asks for every list at once signs in once and reports a failure once.
     QCoro::Task<void> signedIn();
+    QCoro::Task<void> signIn(std::shared_ptr<SignInAttempt> attempt);
     QCoro::Task<void> request(QString method, QUrlQuery parameters, SubsonicClient::Reader read);
     QUrl server() const { return m_client->account().server; }
 
@@ -120,6 +124,7 @@ private:
     QString m_unavailableReason;
     QString m_lastFailure; // the words of the last request's failure; empty after a success
     bool m_signedIn = false;
+    std::shared_ptr<SignInAttempt> m_signingIn; // the attempt under way, if any
     std::shared_ptr<Listing> m_listing;
     QElapsedTimer m_listingAge;
     int m_listingLifetime = 120000;

@@ -195,7 +195,7 @@ TEST(LocalLibraryScan, NamesThatAreNotUtf8AreFoundShownAndResolvedToTheirBytes)
     // Shown with a replacement character, never dropped.
     const ScanResult scan = library.scan();
     ASSERT_EQ(scan.tracks.size(), 3);
-    EXPECT_TRUE(scan.tracks.first().relativePath.contains(QChar(0xFFFD)));
+    EXPECT_TRUE(scan.tracks.first().path().contains(QChar(0xFFFD)));
 
     // QTemporaryDir cannot name these to remove them.
     ::unlink(latin1.constData());

@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     }
     const QByteArray file = FuzzKit::write(QStringLiteral("track.") + QLatin1String(extensions[choice]), body);
     ArtworkExtractor artwork(FuzzKit::scratch() + QStringLiteral("/artwork"));
-    TrackReader::read(file, QFile::encodeName(FuzzKit::scratch()), artwork);
+    TrackReader::read(file, artwork);
     FuzzKit::clear(QStringLiteral("artwork"));
     return 0;
 }

@@ -63,7 +63,7 @@ TEST(FullDisk, EmbeddedArtworkThatCannotBeWrittenLeavesNoPartFileAndIsWrittenLat
     const QString folder = disk.filePath(QStringLiteral("artwork"));
     const auto read = [&] {
         ArtworkExtractor artwork(folder);
-        return TrackReader::read(QFile::encodeName(music.filePath(QStringLiteral("a.mp3"))), QFile::encodeName(music.path()), artwork);
+        return TrackReader::read(QFile::encodeName(music.filePath(QStringLiteral("a.mp3"))), artwork);
     };
     QDir().mkpath(folder);
     disk.fill();

@@ -81,7 +81,7 @@ TEST(InputLimits, TagTextsAreCutToTheBoundOnceNamingTheFile)
     ArtworkExtractor artwork(dir.filePath(QStringLiteral("art")));
     LoggedErrors errors;
     const std::optional<ScannedTrack> track =
-        TrackReader::read(QFile::encodeName(dir.filePath(QStringLiteral("long.mp3"))), QFile::encodeName(dir.path()), artwork);
+        TrackReader::read(QFile::encodeName(dir.filePath(QStringLiteral("long.mp3"))), artwork);
     ASSERT_TRUE(track);
     EXPECT_EQ(track->title, QString(TagText::maxLength, u'T'));
     EXPECT_EQ(track->artist, QString(TagText::maxLength, u'A'));
@@ -106,7 +106,7 @@ TEST(InputLimits, AnEmbeddedPictureOverTheBoundIsPassedOver)
     ArtworkExtractor artwork(dir.filePath(QStringLiteral("art")));
     LoggedErrors errors;
     const auto read = [&](const char *name) {
-        return TrackReader::read(QFile::encodeName(dir.filePath(QString::fromUtf8(name))), QFile::encodeName(dir.path()), artwork);
+        return TrackReader::read(QFile::encodeName(dir.filePath(QString::fromUtf8(name))), artwork);
     };
     const std::optional<ScannedTrack> big = read("big cover.mp3");
     ASSERT_TRUE(big);

@@ -39,8 +39,8 @@ TEST(LocalLibraryDemo, TheDemoLibraryReadsBackWhole)
     }
     EXPECT_EQ(withArtwork, summary.albums - 1); // one album is left without a cover
     for (const ScannedTrack &track : scan.tracks) {
-        EXPECT_GE(track.duration, 9.5) << track.path.toStdString();
-        EXPECT_LE(track.duration, 21.0) << track.path.toStdString();
+        EXPECT_GE(track.duration, 9.5) << track.path().toStdString();
+        EXPECT_LE(track.duration, 21.0) << track.path().toStdString();
         EXPECT_FALSE(track.artist.isEmpty());
     }
     // A compilation is one album under "Various Artists", its track artists listed as artists.
@@ -60,9 +60,9 @@ TEST(LocalLibraryDemo, TheDemoLibraryReadsBackWhole)
     DemoTags::Tags tags;
     tags.title = first.title;
     tags.artist = first.artist;
-    const QString rewritten = again.path() + QStringLiteral("/rewritten.") + QFileInfo(first.path).suffix();
+    const QString rewritten = again.path() + QStringLiteral("/rewritten.") + QFileInfo(first.path()).suffix();
     ASSERT_TRUE(DemoLibrary::writeTrack(rewritten, tags, 7, 2.0));
-    const QString rewrittenAgain = again.path() + QStringLiteral("/rewritten-again.") + QFileInfo(first.path).suffix();
+    const QString rewrittenAgain = again.path() + QStringLiteral("/rewritten-again.") + QFileInfo(first.path()).suffix();
     ASSERT_TRUE(DemoLibrary::writeTrack(rewrittenAgain, tags, 7, 2.0));
     QFile a(rewritten), b(rewrittenAgain);
     ASSERT_TRUE(a.open(QIODevice::ReadOnly) && b.open(QIODevice::ReadOnly));

@@ -50,6 +50,15 @@ QStringList titlesOf(const ScanResult &scan)
     return titles;
 }
 
+// The files and identities of a scan's tracks, in its order.
+QList<std::pair<QByteArray, QByteArray>> filesOf(const ScanResult &scan)
+{
+    QList<std::pair<QByteArray, QByteArray>> files;
+    for (const ScannedTrack &track : scan.tracks)
+        files.append({track.fileName, track.identity});
+    return files;
+}
+
 void renameBytes(const QByteArray &from, const QByteArray &to) { ASSERT_EQ(std::rename(from.constData(), to.constData()), 0); }
 
 } // namespace
@@ -74,6 +83,7 @@ TEST(LocalLibraryScan, ALaterScanReadsOnlyNewAndChangedFilesAndTheRevisionFollow
     EXPECT_EQ(unchanged.skippedFiles, 1);
     EXPECT_EQ(unchanged.revision, first.revision);
     EXPECT_EQ(LibraryIndex(unchanged).songs(), LibraryIndex(first).songs());
+    EXPECT_EQ(filesOf(unchanged), filesOf(first));
 
     // A retagged file and a new one are read; a deleted one leaves.
     writeTrack(f, QStringLiteral("a/2.flac"), tags(QStringLiteral("Two (Live)"), QStringLiteral("A"), QStringLiteral("Album")));
@@ -83,6 +93,12 @@ TEST(LocalLibraryScan, ALaterScanReadsOnlyNewAndChangedFilesAndTheRevisionFollow
     EXPECT_EQ(changed.readFiles, 2);
     EXPECT_NE(changed.revision, first.revision);
     EXPECT_EQ(titlesOf(changed), (QStringList{"Four", "One", "Two (Live)"}));
+    // The tracks read now are named by where they stand among the tracks handed out, which the
+    // unreadable file before the new one does not shift.
+    QStringList readNow;
+    for (const qsizetype index : changed.readTracks)
+        readNow.append(changed.tracks.value(index).title);
+    EXPECT_EQ(readNow, (QStringList{"Two (Live)", "Four"}));
     // A retagged file is still the same song.
     EXPECT_EQ(songTitled(LibraryIndex(changed), QStringLiteral("Two (Live)"))->id,
               songTitled(LibraryIndex(first), QStringLiteral("Two"))->id);
@@ -117,6 +133,27 @@ TEST(LocalLibraryScan, ARenamedOrMovedFileKeepsItsIdentifier)
     EXPECT_EQ(songTitled(again, QStringLiteral("Moved"))->id, before);
     EXPECT_NE(songTitled(again, QStringLiteral("Newcomer"))->id, before);
     EXPECT_EQ(again.songs().size(), 3);
+}
+
+TEST(LocalLibraryScan, AScanTakesTheCachesEntriesOutOfMemoryOnlyWhenItsFileHoldsThem)
+{
+    Library library;
+    const QString f = library.folder();
+    writeTrack(f, QStringLiteral("a/1.mp3"), tags(QStringLiteral("One"), QStringLiteral("A")));
+    library.scan();
+
+    ScanCache cache(QFile::encodeName(f), library.cacheFile());
+    ASSERT_TRUE(cache.load());
+    EXPECT_EQ(cache.takeEntries().size(), 1);
+    EXPECT_FALSE(cache.isLoaded());
+    // The file still answers for its folders.
+    ASSERT_TRUE(cache.readFolders({QFile::encodeName(f + QStringLiteral("/a"))}));
+
+    // Entries not written yet are the only copy: they stay.
+    cache.replace(cache.readFolders({QFile::encodeName(f + QStringLiteral("/a"))}).value());
+    EXPECT_EQ(cache.takeEntries().size(), 1);
+    EXPECT_EQ(cache.entries().size(), 1);
+    EXPECT_TRUE(cache.isDirty());
 }
 
 TEST(LocalLibraryScan, TheCacheSharesTheRepeatedTextsItReads)
@@ -195,7 +232,7 @@ TEST(LocalLibraryScan, NamesThatAreNotUtf8AreFoundShownAndResolvedToTheirBytes)
     // Shown with a replacement character, never dropped.
     const ScanResult scan = library.scan();
     ASSERT_EQ(scan.tracks.size(), 3);
-    EXPECT_TRUE(scan.tracks.first().relativePath.contains(QChar(0xFFFD)));
+    EXPECT_TRUE(scan.tracks.first().path().contains(QChar(0xFFFD)));
 
     // QTemporaryDir cannot name these to remove them.
     ::unlink(latin1.constData());

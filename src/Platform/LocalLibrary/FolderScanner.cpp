@@ -80,6 +80,7 @@ bool isBelow(const QByteArray &path, const QSet<QByteArray> &folders)
 // The files of a listing: audio files to read, the rest (playlists) by path.
 void sortFiles(QList<FolderWalk::Entry> &files, QList<FolderWalk::Entry> &audio, QList<QByteArray> &playlistFiles)
 {
+    audio.reserve(audio.size() + files.size());
     for (FolderWalk::Entry &entry : files) {
         const qsizetype slash = entry.path.lastIndexOf('/');
         if (FolderScanner::isAudioFileName(entry.path.mid(slash + 1)))
@@ -142,7 +143,7 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache, 
     sortFiles(listing.files, reading.audio, playlistFiles);
     listing.files.clear();
     if (cache)
-        reading.previous = cache->entries();
+        reading.previous = cache->takeEntries();
     read(reading, stop);
     ScanResult result = std::move(reading.result);
     if (stop && stop->load())
@@ -261,15 +262,17 @@ namespace {
 // identities already taken, and the songs whose files are gone, by what a moved file keeps (its
 // inode, size and time), so that a file found elsewhere keeps its song's identity.
 struct ReadPlan {
-    QList<std::optional<ScannedTrack>> tracks;
+    // A slot per audio file, holding a track where readable says so. The scan's result is made in
+    // this list, so a library's tracks are never held twice.
+    QList<ScannedTrack> tracks;
+    std::vector<quint8> readable; // bytes, not bits: workers set their files' side by side
     QList<qsizetype> toRead;
     QSet<QByteArray> identities;
     QHash<MoveKey, QByteArray> vanished;
     QList<QByteArray> goneIdentities;
 };
 
-ReadPlan planReading(const QList<FolderWalk::Entry> &audio, const ScanCache::Entries &previous, bool rereadTags,
-                     qsizetype rootLength)
+ReadPlan planReading(const QList<FolderWalk::Entry> &audio, const ScanCache::Entries &previous, bool rereadTags)
 {
     ReadPlan plan;
     // What the last scan read and still holds: files with the same size and time are taken as
@@ -286,6 +289,7 @@ ReadPlan planReading(const QList<FolderWalk::Entry> &audio, const ScanCache::Ent
     }
 
     plan.tracks.resize(audio.size());
+    plan.readable.resize(size_t(audio.size()), false);
     // The songs of one album share their picture: each picture file is looked for once.
     QHash<QString, bool> pictureExists;
     const auto pictureIsThere = [&pictureExists](const QString &path) {
@@ -301,12 +305,12 @@ ReadPlan planReading(const QList<FolderWalk::Entry> &audio, const ScanCache::Ent
                                cached->modifiedNs == entry.modifiedNs;
         // A reused track whose extracted picture was cleaned away is read again to restore it.
         if (unchanged && cached->track && (cached->track->artworkPath.isEmpty() || pictureIsThere(cached->track->artworkPath))) {
-            std::optional<ScannedTrack> &track = plan.tracks[i];
-            track = cached->track;
-            // The cache keeps the path as bytes only; its text forms are made again here.
-            track->path = FolderWalk::displayName(entry.path);
-            track->relativePath = FolderWalk::displayName(entry.path.mid(rootLength));
-            plan.identities.insert(cached->track->identity);
+            ScannedTrack &track = plan.tracks[i];
+            track = *cached->track;
+            // The listing's bytes, so that the cache's copy leaves with the cache.
+            track.fileName = entry.path;
+            plan.readable[size_t(i)] = true;
+            plan.identities.insert(track.identity);
         } else if (!unchanged || cached->track) {
             plan.toRead.append(i);
             if (cached != previous.cend() && cached->track)
@@ -319,7 +323,7 @@ ReadPlan planReading(const QList<FolderWalk::Entry> &audio, const ScanCache::Ent
 // Reading tags is most of the work: contiguous runs of the sorted paths go to the worker threads,
 // so the files of one directory mostly share one extractor (and its cover lookup). Embedded
 // pictures are named by their content, so two workers may store the same one safely.
-void readTags(ReadPlan &plan, const QList<FolderWalk::Entry> &audio, const QByteArray &root, const QString &artworkFolder,
+void readTags(ReadPlan &plan, const QList<FolderWalk::Entry> &audio, const QString &artworkFolder,
               const std::atomic<bool> *stop)
 {
     constexpr qsizetype filesPerWorkerAtLeast = 64;
@@ -332,12 +336,18 @@ void readTags(ReadPlan &plan, const QList<FolderWalk::Entry> &audio, const QByte
         const qsizetype end = toRead.size() * (w + 1) / workers;
         runs.append(toRead.mid(begin, end - begin));
     }
+    // Each worker writes only its own files' slots.
+    ScannedTrack *const tracks = plan.tracks.data();
+    quint8 *const readable = plan.readable.data();
     const auto readRun = [&](const QList<qsizetype> &indexes) {
         ArtworkExtractor artwork(artworkFolder);
         for (const qsizetype index : indexes) {
             if (stop && stop->load(std::memory_order_relaxed))
                 break;
-            plan.tracks[index] = TrackReader::read(audio[index].path, root, artwork);
+            if (std::optional<ScannedTrack> track = TrackReader::read(audio[index].path, artwork)) {
+                tracks[index] = std::move(*track);
+                readable[size_t(index)] = true;
+            }
         }
         return 0;
     };
@@ -353,21 +363,30 @@ void FolderScanner::read(Reading &reading, const std::atomic<bool> *stop) const
 {
     const auto stopped = [stop] { return stop && stop->load(std::memory_order_relaxed); };
     const QList<FolderWalk::Entry> &audio = reading.audio;
-    const ScanCache::Entries &previous = reading.previous;
-    const qsizetype rootLength = reading.rootLength;
-    ReadPlan plan = planReading(audio, previous, reading.rereadTags, rootLength);
-    readTags(plan, audio, QFile::encodeName(m_folder), m_artworkCacheFolder, stop);
-    QList<std::optional<ScannedTrack>> &tracks = plan.tracks;
+    ScanCache::Entries &previous = reading.previous;
+    ReadPlan plan = planReading(audio, previous, reading.rereadTags);
     const QList<qsizetype> &toRead = plan.toRead;
-    QSet<QByteArray> &identities = plan.identities;
     QHash<MoveKey, QByteArray> &vanished = plan.vanished;
+    // Only a folder that changed rewrites the cache; an unchanged one (the usual launch) does not
+    // even build the new entries, and its tracks are all taken already: the last scan's entries
+    // leave memory before the result is made.
+    const bool changed = !toRead.isEmpty() || !vanished.isEmpty() || audio.size() != previous.size();
+    reading.changed = changed;
+    if (!changed)
+        previous = ScanCache::Entries();
+
+    readTags(plan, audio, m_artworkCacheFolder, stop);
+    QList<ScannedTrack> &tracks = plan.tracks;
+    const std::vector<quint8> &readable = plan.readable;
+    QSet<QByteArray> &identities = plan.identities;
     QList<QByteArray> &goneIdentities = plan.goneIdentities;
+    const qsizetype rootLength = reading.rootLength;
 
     // Tracks read now share their repeated texts (those taken from the cache already do).
     SharedTexts texts;
     for (const qsizetype index : std::as_const(toRead)) {
-        if (tracks[index])
-            texts.shareRepeated(*tracks[index]);
+        if (readable[size_t(index)])
+            texts.shareRepeated(tracks[index]);
     }
 
     // An identity is taken when a track of this scan has it, or a song elsewhere in the library
@@ -381,21 +400,19 @@ void FolderScanner::read(Reading &reading, const std::atomic<bool> *stop) const
 
     ScanResult &result = reading.result;
     result.readFiles = int(toRead.size());
-    result.tracks.reserve(reading.everyTrack ? audio.size() : toRead.size());
-    // Only a folder that changed rewrites the cache; an unchanged one (the usual launch) does not
-    // even build the new entries.
-    const bool changed = !toRead.isEmpty() || !vanished.isEmpty() || audio.size() != previous.size();
-    reading.changed = changed;
     ScanCache::Entries &entries = reading.entries;
     if (changed)
         entries.reserve(audio.size());
     std::vector<bool> readNow(size_t(audio.size()), false);
     for (const qsizetype index : std::as_const(toRead))
         readNow[size_t(index)] = true;
+    // The tracks handed out move to the front of the list, in order; the rest is cut off after.
+    qsizetype handedOut = 0;
     for (qsizetype i = 0; i < audio.size(); ++i) {
         const FolderWalk::Entry &entry = audio[i];
-        std::optional<ScannedTrack> &track = tracks[i];
-        if (track && track->identity.isEmpty()) {
+        const bool isTrack = readable[size_t(i)];
+        ScannedTrack &track = tracks[i];
+        if (isTrack && track.identity.isEmpty()) {
             // A file read again keeps its identity; one read for the first time was moved from a
             // vanished path, or is new at its own path.
             const auto cached = previous.constFind(entry.path);
@@ -406,27 +423,23 @@ void FolderScanner::read(Reading &reading, const std::atomic<bool> *stop) const
             // A new file at a path that a moved one still uses as its identity.
             while (taken(identity))
                 identity += '~';
-            track->identity = identity;
+            track.identity = identity;
             identities.insert(identity);
         }
-        const bool handOut = track && (reading.everyTrack || readNow[size_t(i)]);
-        if (handOut && readNow[size_t(i)])
-            result.readTracks.append(result.tracks.size());
-        if (!track)
+        if (!isTrack)
             ++result.skippedFiles;
-        else if (handOut && !changed)
-            result.tracks.append(std::move(*track));
-        else if (handOut)
-            result.tracks.append(*track);
-        if (changed && (!stopped() || track)) {
-            // Without the text forms of the path: a third of a track's size, made again on reuse.
-            std::optional<ScannedTrack> kept = std::move(track);
-            if (kept) {
-                kept->path.clear();
-                kept->relativePath.clear();
-            }
-            entries.insert(entry.path, {entry.size, entry.modifiedNs, entry.inode, std::move(kept)});
-        }
+        if (changed && (!stopped() || isTrack))
+            entries.insert(entry.path, {entry.size, entry.modifiedNs, entry.inode,
+                                        isTrack ? std::optional<ScannedTrack>(track) : std::nullopt});
+        if (!isTrack || !(reading.everyTrack || readNow[size_t(i)]))
+            continue;
+        if (readNow[size_t(i)])
+            result.readTracks.append(handedOut);
+        if (handedOut != i)
+            tracks[handedOut] = std::move(track);
+        ++handedOut;
     }
+    tracks.resize(handedOut);
+    result.tracks = std::move(tracks);
     result.goneIdentities = std::move(goneIdentities);
 }

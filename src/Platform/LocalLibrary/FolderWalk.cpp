@@ -66,10 +66,14 @@ Listing list(const QList<QByteArray> &roots, bool (*keep)(const QByteArray &name
             // Hidden files and folders (".Trash", "._x.mp3" of macOS) are not music.
             if (name[0] == '.')
                 continue;
-            QByteArray path = folder;
+            // Made at its size: a library's paths are kept for as long as its tracks.
+            const qsizetype nameLength = qsizetype(std::strlen(name));
+            QByteArray path;
+            path.reserve(folder.size() + 1 + nameLength);
+            path.append(folder);
             if (!path.endsWith('/'))
                 path.append('/');
-            path.append(name);
+            path.append(name, nameLength);
             struct stat info {};
             // stat, not lstat: a link counts as what it points to. Relative to the open folder,
             // so the path is not resolved again from the root for every file.
@@ -77,7 +81,7 @@ Listing list(const QList<QByteArray> &roots, bool (*keep)(const QByteArray &name
                 continue; // a dangling link
             if (S_ISDIR(info.st_mode)) {
                 pending.append(path);
-            } else if (S_ISREG(info.st_mode) && keep(QByteArray::fromRawData(name, qsizetype(std::strlen(name))))) {
+            } else if (S_ISREG(info.st_mode) && keep(QByteArray::fromRawData(name, nameLength))) {
                 listing.files.append({path, qint64(info.st_size),
                                       qint64(info.st_mtim.tv_sec) * 1000000000 + qint64(info.st_mtim.tv_nsec),
                                       quint64(info.st_ino)});

@@ -5,7 +5,6 @@
 #include "Support/Log.h"
 #include "Support/WorkerPools.h"
 
-#include <QFile>
 #include <QUrl>
 #include <QtConcurrent>
 #include <algorithm>
@@ -20,15 +19,7 @@ std::optional<QString> optionalText(const QString &text)
     return text.isEmpty() ? std::nullopt : std::optional<QString>(text);
 }
 
-quint64 songDigestOf(const ScannedTrack &track)
-{
-    return track.identity.isEmpty() ? LocalIdentifiers::digest(track.relativePath) : LocalIdentifiers::songDigest(track.identity);
-}
-
-QByteArray fileOf(const ScannedTrack &track)
-{
-    return track.fileName.isEmpty() ? QFile::encodeName(track.path) : track.fileName;
-}
+quint64 songDigestOf(const ScannedTrack &track) { return LocalIdentifiers::songDigest(track.identity); }
 
 qint64 millisecondsOf(const std::optional<QDateTime> &date, qint64 none)
 {
@@ -167,7 +158,7 @@ LibraryIndex::StoredSong LibraryIndex::storedOf(const ScannedTrack &track, quint
     StoredSong stored;
     stored.id = id;
     stored.title = packer.text(track.title.toUtf8());
-    stored.file = packer.text(fileOf(track));
+    stored.file = packer.text(track.fileName);
     stored.artistName = packer.name(track.artist);
     stored.albumTitle = packer.name(track.album);
     stored.albumArtistName = packer.name(track.albumArtist);

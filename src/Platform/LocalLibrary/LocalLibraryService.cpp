@@ -55,6 +55,17 @@ auto pageOf(qsizetype count, int offset, int limit, Make make)
     return page;
 }
 
+// The folders in blocks of their own. A scan names its folders among its files; kept for the
+// library's life, those names would hold every page of the files' freed names in memory.
+ScannedFolders packedCopy(const ScannedFolders &folders)
+{
+    ScannedFolders copy;
+    copy.reserve(folders.size());
+    for (auto it = folders.cbegin(); it != folders.cend(); ++it)
+        copy.insert(QByteArray(it.key().constData(), it.key().size()), it.value());
+    return copy;
+}
+
 } // namespace
 
 QUrl LocalLibraryService::localFileURL(const QByteArray &path)
@@ -201,12 +212,13 @@ void LocalLibraryService::startScan(QSet<QByteArray> changedFolders, bool reread
         Log::debug(Log::collection(), "Library %s in %d ms, recommendations in %d ms", base ? "updated" : "built",
                    int(indexed), int(timer.elapsed() - indexed));
         snapshot->revision = scan.revision;
-        snapshot->folders = std::move(scan.folders);
         snapshot->playlistFiles = std::move(scan.playlistFiles);
-        if (!stop->load())
-            *lastBuilt = snapshot;
+        const ScannedFolders folders = std::move(scan.folders);
         // The scan's own lists go with this job; what it leaves is the snapshot and the cache.
         scan = ScanResult();
+        snapshot->folders = packedCopy(folders);
+        if (!stop->load())
+            *lastBuilt = snapshot;
         return std::shared_ptr<const Snapshot>(std::move(snapshot));
     });
     // The library is handed out first and the scan cache written after it, before any later scan

@@ -59,7 +59,7 @@ void readTexts(QDataStream &in, QStringList &texts)
 
 void writeTrack(QDataStream &out, const ScannedTrack &t)
 {
-    out << t.fileName << t.path << t.relativePath << t.identity << t.title << t.artist << t.artists << t.album
+    out << t.identity << t.title << t.artist << t.artists << t.album
         << t.albumArtist << t.genre;
     writeOptional(out, t.releaseDate);
     writeOptional(out, t.trackNumber);
@@ -67,9 +67,10 @@ void writeTrack(QDataStream &out, const ScannedTrack &t)
     out << t.duration << t.modified << t.artworkPath;
 }
 
+// The track's file is the entry's path, not stored twice.
 void readTrack(QDataStream &in, ScannedTrack &t)
 {
-    in >> t.fileName >> t.path >> t.relativePath >> t.identity >> t.title >> t.artist;
+    in >> t.identity >> t.title >> t.artist;
     readTexts(in, t.artists);
     in >> t.album >> t.albumArtist >> t.genre;
     readOptional(in, t.releaseDate);
@@ -92,6 +93,7 @@ QByteArray readEntry(QDataStream &in, ScanCache::Entry &entry)
     in >> path >> entry.size >> entry.modifiedNs >> entry.inode >> readable;
     if (readable) {
         entry.track.emplace();
+        entry.track->fileName = path;
         readTrack(in, *entry.track);
     }
     return path;
@@ -244,6 +246,14 @@ bool ScanCache::load()
     m_entries = std::move(entries);
     m_fileCurrent = true;
     return true;
+}
+
+ScanCache::Entries ScanCache::takeEntries()
+{
+    if (m_dirty)
+        return m_entries;
+    m_loaded = false;
+    return std::exchange(m_entries, Entries());
 }
 
 void ScanCache::release()

@@ -45,6 +45,10 @@ public:
     bool save();
 
     const Entries &entries() const { return m_entries; }
+    // The loaded entries, for a scan that reads each once. When the file holds them as well they
+    // leave the cache (which then counts as not loaded), so they leave memory as soon as the scan
+    // is done with them; entries not written yet stay.
+    Entries takeEntries();
     void replace(Entries entries)
     {
         m_entries = std::move(entries);
@@ -69,7 +73,7 @@ public:
     const QString &file() const { return m_file; }
 
     // Raised whenever what the reader takes from a file changes, so older caches are read anew.
-    static constexpr quint32 formatVersion = 4;
+    static constexpr quint32 formatVersion = 5;
 
 private:
     bool saveAll();

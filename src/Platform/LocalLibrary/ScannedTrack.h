@@ -15,8 +15,6 @@
 
 struct ScannedTrack {
     QByteArray fileName;  // absolute, as the file system has it: what is opened and played
-    QString path;         // the same, shown as text (bytes that are not UTF-8 become U+FFFD)
-    QString relativePath; // to the library folder, as text
     // The relative path under which the file was first seen, as bytes: the key of the song's
     // identifier, kept when the file is renamed or moved within the folder.
     QByteArray identity;
@@ -32,6 +30,10 @@ struct ScannedTrack {
     double duration = 0; // seconds
     QDateTime modified;
     QString artworkPath; // an embedded picture written to the cache, or a cover image beside the file
+
+    // The file shown as text (bytes that are not UTF-8 become U+FFFD). Made when asked: a library
+    // holds a hundred thousand tracks, and only log lines and tests show their paths.
+    QString path() const { return FolderWalk::displayName(fileName); }
 };
 
 struct ScannedPlaylist {

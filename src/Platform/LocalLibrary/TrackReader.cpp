@@ -5,7 +5,6 @@
 #include "Platform/LocalLibrary/TagText.h"
 #include "Support/Log.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -121,7 +120,7 @@ std::optional<int> parseLeadingNumber(const QString &text)
     return int(std::min<qlonglong>(number, TagText::largestNumber));
 }
 
-std::optional<ScannedTrack> read(const QByteArray &fileName, const QByteArray &libraryFolder, ArtworkExtractor &artwork)
+std::optional<ScannedTrack> read(const QByteArray &fileName, ArtworkExtractor &artwork)
 {
     const QString path = FolderWalk::displayName(fileName);
     TagLib::FileRef ref(fileName.constData(), true, TagLib::AudioProperties::Average);
@@ -137,10 +136,6 @@ std::optional<ScannedTrack> read(const QByteArray &fileName, const QByteArray &l
 
     ScannedTrack track;
     track.fileName = fileName;
-    track.path = path;
-    const qsizetype rootLength = libraryFolder.size() + (libraryFolder.endsWith('/') ? 0 : 1);
-    track.relativePath = fileName.startsWith(libraryFolder) ? FolderWalk::displayName(fileName.mid(rootLength))
-                                                            : QDir(FolderWalk::displayName(libraryFolder)).relativeFilePath(path);
     track.duration = milliseconds / 1000.0;
     struct stat info {};
     if (::stat(fileName.constData(), &info) == 0)

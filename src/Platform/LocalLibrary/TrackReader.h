@@ -10,9 +10,8 @@ class ArtworkExtractor;
 namespace TrackReader {
 
 // The track, or nothing (with one log line) when TagLib cannot read the file or finds no audio.
-// libraryFolder is the cleaned absolute path of the scanned folder.
-// fileName and libraryFolder are absolute paths as bytes. The identity is left for the scanner.
-std::optional<ScannedTrack> read(const QByteArray &fileName, const QByteArray &libraryFolder, ArtworkExtractor &artwork);
+// fileName is an absolute path as bytes. The identity is left for the scanner.
+std::optional<ScannedTrack> read(const QByteArray &fileName, ArtworkExtractor &artwork);
 
 // "2019-05-03", "2019-05", "2019" or "2019-05-03T10:00:00" as a UTC date; nothing when unreadable.
 std::optional<QDateTime> parseReleaseDate(const QString &text);

@@ -3,13 +3,14 @@
 #include "Platform/Music/MpvClient.h"
 
 #include "Support/Log.h"
+#include "Support/PoolJobs.h"
+#include "Support/Task.h"
 #include "Support/WorkerPools.h"
 
 #include <QByteArray>
 #include <QElapsedTimer>
 #include <QMetaObject>
 #include <QPointer>
-#include <QtConcurrent>
 #include <algorithm>
 #include <atomic>
 #include <clocale>
@@ -71,7 +72,7 @@ struct MpvAudioEngine::Private {
     // mpv starts at the first load, on a worker thread (loading libmpv and its codecs takes
     // 0.1-0.3 s); a start that failed is not tried again.
     enum class State { idle, starting, running, failed } state = State::idle;
-    QFuture<mpv_handle *> starting;
+    PoolResult<mpv_handle *> starting;
     QElapsedTimer startTimer;
     // A load asked for while mpv starts, of url.
     bool loadWaiting = false;
@@ -102,7 +103,9 @@ struct MpvAudioEngine::Private {
         auto *self = static_cast<Private *>(context);
         if (self->drainQueued.exchange(true))
             return;
-        QMetaObject::invokeMethod(self->q, [engine = self->q] { engine->drainEvents(); }, Qt::QueuedConnection);
+        // By name: a functor would be copied into Qt's queue here and read on the main thread,
+        // a hand-over inside Qt that a thread sanitizer cannot see.
+        QMetaObject::invokeMethod(self->q, "drainEvents", Qt::QueuedConnection);
     }
 
     // Reports a failed load on the next turn of the event loop, as mpv's own failures arrive.
@@ -145,7 +148,7 @@ MpvAudioEngine::~MpvAudioEngine()
 {
     if (d->state == Private::State::starting) {
         // The start's continuation dies with this object: the player it made is ended here.
-        if (mpv_handle *handle = d->starting.result())
+        if (mpv_handle *handle = d->starting.get())
             MpvClient::shared()->terminate_destroy(handle);
         return;
     }
@@ -162,8 +165,15 @@ void MpvAudioEngine::start()
         return;
     d->state = Private::State::starting;
     d->startTimer.start();
-    d->starting = QtConcurrent::run(&WorkerPools::background(), &createPlayer, d->options, d->paused);
-    d->starting.then(this, [this](mpv_handle *handle) { started(handle); });
+    d->starting = PoolResult<mpv_handle *>::start(WorkerPools::background(), [options = d->options, paused = d->paused] {
+        return createPlayer(options, paused);
+    });
+    // Resumed on this thread once mpv has started; an engine gone by then ended the player itself.
+    detach([](QPointer<MpvAudioEngine> engine, PoolResult<mpv_handle *> starting) -> QCoro::Task<void> {
+        co_await starting.ended();
+        if (engine)
+            engine->started(starting.get());
+    }(this, d->starting));
 }
 
 void MpvAudioEngine::started(mpv_handle *handle)
@@ -191,7 +201,7 @@ bool MpvAudioEngine::isAvailable()
 {
     start();
     if (d->state == Private::State::starting)
-        return d->starting.result() != nullptr;
+        return d->starting.get() != nullptr;
     return d->state == Private::State::running;
 }
 

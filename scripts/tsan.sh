@@ -13,8 +13,9 @@
 # threads (suppressed or uninstrumented), and code these three binaries do not run (the window,
 # the models, the Subsonic client, telemetry).
 #
-# Not in CI: on the shared two-core machine building the three targets from a warm ccache took
-# 7-11 min (23 min cold) and the run about 6 min, against the 15 min CI has left under its hour.
+# Not in CI: on the shared, loaded two-core machine building the three targets took 23 min from
+# a cold cache and 7-11 min after a change to Support or Platform, and the run 2.5-6 min: up to
+# half an hour against the 15 min CI has left under its hour.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

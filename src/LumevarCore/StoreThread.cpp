@@ -1,5 +1,7 @@
 #include "LumevarCore/StoreThread.h"
 
+#include "Support/ThreadSanitizer.h"
+
 #include <QCoreApplication>
 #include <QEvent>
 #include <QObject>
@@ -34,6 +36,8 @@ StoreThread::~StoreThread()
     }
     QCoreApplication::postEvent(m_worker, new QEvent(QEvent::User));
     m_thread->wait();
+    // The thread's end reaches wait() inside Qt: what the thread did is now ours.
+    ThreadSanitizer::acquire(this);
     delete m_worker;
 }
 
@@ -59,8 +63,10 @@ void StoreThread::runQueued()
         {
             const std::lock_guard lock(m_mutex);
             if (m_jobs.empty()) {
-                if (m_stopping)
+                if (m_stopping) {
+                    ThreadSanitizer::release(this);
                     QThread::currentThread()->quit();
+                }
                 return;
             }
             job = std::move(m_jobs.front());

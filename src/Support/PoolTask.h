@@ -5,6 +5,7 @@
 
 #include "Support/CallOutcome.h"
 #include "Support/HandBack.h"
+#include "Support/PoolJobs.h"
 
 #include <QCoroTask>
 #include <QThreadPool>
@@ -18,7 +19,7 @@ auto runOnPool(QThreadPool &pool, Fn fn) -> QCoro::Task<std::invoke_result_t<Fn 
     using Result = std::invoke_result_t<Fn &>;
     auto outcome = std::make_shared<CallOutcome<Result>>();
     HandBack done;
-    pool.start([fn = std::move(fn), outcome, done]() mutable {
+    startOnPool(pool, [fn = std::move(fn), outcome, done]() mutable {
         outcome->capture(fn);
         done.finish();
     });

@@ -1,11 +1,11 @@
 #include "DemoLibrary/DemoLibrary.h"
 
 #include "DemoLibrary/DemoAudio.h"
+#include "Support/PoolJobs.h"
 
 #include <QDir>
 #include <QFile>
 #include <QSaveFile>
-#include <QtConcurrent>
 #include <QFileInfo>
 
 namespace DemoLibrary {
@@ -219,11 +219,12 @@ bool generate(const QString &folder, Summary *summary, QString *error, const std
     }
 
     // Encoding is most of the work: one track per core.
-    const QList<QString> failures = QtConcurrent::blockingMapped(jobs, [](const TrackJob &job) {
-        QString failure;
-        if (writeTrack(job.path, job.tags, job.seed, job.seconds, job.cover, &failure))
+    QList<QString> failures(jobs.size());
+    QString *failure = failures.data();
+    forEachOnPool(*QThreadPool::globalInstance(), jobs.size(), [&](qsizetype i) {
+        const TrackJob &job = std::as_const(jobs)[i];
+        if (writeTrack(job.path, job.tags, job.seed, job.seconds, job.cover, &failure[i]))
             setAddedDate(job.path, job.addedDay);
-        return failure;
     });
     for (qsizetype i = 0; i < jobs.size(); ++i) {
         if (!failures[i].isEmpty()) {

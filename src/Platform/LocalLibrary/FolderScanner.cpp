@@ -8,6 +8,7 @@
 #include "Platform/LocalLibrary/ListingDigest.h"
 #include "Platform/LocalLibrary/TrackReader.h"
 #include "Support/Log.h"
+#include "Support/PoolJobs.h"
 #include "Support/WorkerPools.h"
 
 #include <QDir>
@@ -16,7 +17,6 @@
 #include <QFileInfo>
 #include <QSet>
 #include <QThread>
-#include <QtConcurrent>
 #include <algorithm>
 
 namespace {
@@ -349,12 +349,8 @@ void readTags(ReadPlan &plan, const QList<FolderWalk::Entry> &audio, const QStri
                 readable[size_t(index)] = true;
             }
         }
-        return 0;
     };
-    if (runs.size() == 1)
-        readRun(runs.first());
-    else
-        QtConcurrent::blockingMapped<QList<int>>(&WorkerPools::library(), runs, readRun);
+    forEachOnPool(WorkerPools::library(), runs.size(), [&](qsizetype run) { readRun(runs[run]); });
 }
 
 } // namespace

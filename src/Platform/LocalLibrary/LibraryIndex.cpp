@@ -3,10 +3,10 @@
 #include "Platform/LocalLibrary/LocalIdentifiers.h"
 #include "Platform/Music/LibraryChange.h"
 #include "Support/Log.h"
+#include "Support/PoolJobs.h"
 #include "Support/WorkerPools.h"
 
 #include <QUrl>
-#include <QtConcurrent>
 #include <algorithm>
 
 namespace {
@@ -282,7 +282,9 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
 {
     // The songs' identifiers, parallel to scan.tracks. They are digests of the tracks' identities,
     // the costly part of a song, so they are made on every core.
-    const QList<quint64> trackIDs = QtConcurrent::blockingMapped<QList<quint64>>(&WorkerPools::library(), scan.tracks, &songDigestOf);
+    QList<quint64> trackIDs(scan.tracks.size());
+    quint64 *ids = trackIDs.data();
+    forEachOnPool(WorkerPools::library(), scan.tracks.size(), [&](qsizetype i) { ids[i] = songDigestOf(scan.tracks[i]); });
     {
         Packer packer(m_texts);
         m_songs.reserve(size_t(scan.tracks.size()));
@@ -301,7 +303,7 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
     // Albums and artists only read the songs: they are grouped side by side, each into runs of
     // its own.
     Runs artistRuns;
-    QFuture<void> artists = QtConcurrent::run(&WorkerPools::library(), [this, &inScanOrder, &artistRuns] {
+    const auto groupArtists = [this, &inScanOrder, &artistRuns] {
         LibraryNames names;
         QHash<quint64, SongRefs> songsByArtist;
         std::vector<quint64> order;
@@ -326,9 +328,9 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
             m_artists.push_back(makeArtist(id, members.front()->artistName, members, names, artistRuns));
         }
         sortByID(m_artists);
-    });
+    };
     Runs albumRuns;
-    {
+    const auto groupAlbums = [this, &inScanOrder, &albumRuns] {
         LibraryNames names;
         QHash<quint64, SongRefs> songsByAlbum;
         std::vector<quint64> order;
@@ -345,8 +347,8 @@ LibraryIndex::LibraryIndex(const ScanResult &scan)
         for (const quint64 id : order)
             m_albums.push_back(makeAlbum(id, songsByAlbum[id], albumRuns));
         sortByID(m_albums);
-    }
-    artists.waitForFinished();
+    };
+    forEachOnPool(WorkerPools::library(), 2, [&](qsizetype group) { group == 0 ? groupArtists() : groupAlbums(); });
     adopt(albumRuns, m_albums);
     adopt(artistRuns, m_artists);
     if (!scan.playlists.isEmpty())

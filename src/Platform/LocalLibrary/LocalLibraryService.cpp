@@ -22,7 +22,6 @@
 #include <QPointer>
 #include <QRandomGenerator>
 #include <QStandardPaths>
-#include <QtConcurrent>
 #include <algorithm>
 #include <unistd.h>
 
@@ -164,9 +163,10 @@ void LocalLibraryService::startScan(QSet<QByteArray> changedFolders, bool reread
 {
     const int generation = ++m_scanGeneration;
     Log::debug(Log::collection(), "Scanning %@ (scan %d, %d changed folders)", m_folder, generation, int(changedFolders.size()));
-    m_scan = QtConcurrent::run(&m_scanPool, [folder = m_folder, cache = m_artworkCacheFolder, stop = m_stopScan,
-                                             scanCache = m_scanCache, lastBuilt = m_lastBuilt,
-                                             changedFolders = std::move(changedFolders), rereadTags] {
+    using Scan = PoolResult<std::shared_ptr<const Snapshot>>;
+    m_scan = Scan::start(m_scanPool, [folder = m_folder, cache = m_artworkCacheFolder, stop = m_stopScan,
+                                      scanCache = m_scanCache, lastBuilt = m_lastBuilt,
+                                      changedFolders = std::move(changedFolders), rereadTags] {
         // The library of the scan before this one, from the same cache: what this scan finds
         // changed is applied to it. Cleared while the scan runs, so that a scan that fails or
         // stops leaves the next one to build the library whole.
@@ -227,7 +227,7 @@ void LocalLibraryService::startScan(QSet<QByteArray> changedFolders, bool reread
     // even while the service closes. Its entries then leave memory.
     // Then the heap the scan freed goes back to the system: done here, after the hand-out, a trim
     // of a few hundred megabytes of heap costs the waiting callers nothing.
-    m_scanPool.start([scanCache = m_scanCache] {
+    startOnPool(m_scanPool, [scanCache = m_scanCache] {
         if (scanCache->isDirty())
             scanCache->save();
         scanCache->release();
@@ -247,16 +247,16 @@ QCoro::Task<std::shared_ptr<const LocalLibraryService::Snapshot>> LocalLibrarySe
         startScan();
     }
 
-    const QFuture<std::shared_ptr<const Snapshot>> scan = *m_scan;
+    const PoolResult<std::shared_ptr<const Snapshot>> scan = *m_scan;
     const int generation = m_scanGeneration;
     QPointer self(this);
-    co_await QFuture<void>(scan);
+    co_await scan.ended();
     if (!self)
         throw CancellationError();
 
     std::shared_ptr<const Snapshot> snapshot;
     try {
-        snapshot = scan.result();
+        snapshot = scan.get();
     } catch (...) {
         const Error error = errorFromCurrentException();
         if (generation == m_scanGeneration)

@@ -10,8 +10,8 @@
 // follows in place and remembers what changed, so the store can apply just that.
 
 #include "Platform/Music/MusicService.h"
+#include "Support/PoolJobs.h"
 
-#include <QFuture>
 #include <QHash>
 #include <QSet>
 #include <QObject>
@@ -120,7 +120,7 @@ private:
     std::shared_ptr<std::shared_ptr<const Snapshot>> m_lastBuilt;
     FolderWatcher *m_watcher = nullptr;
     std::shared_ptr<const Snapshot> m_snapshot;
-    std::optional<QFuture<std::shared_ptr<const Snapshot>>> m_scan;
+    std::optional<PoolResult<std::shared_ptr<const Snapshot>>> m_scan;
     int m_scanGeneration = 0;
     // What each station still has to play before it reshuffles.
     QHash<MusicItemID, QList<MusicItemID>> m_stationQueues;

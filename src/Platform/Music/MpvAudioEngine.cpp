@@ -3,6 +3,7 @@
 #include "Platform/Music/MpvClient.h"
 
 #include "Support/Log.h"
+#include "Support/PoolJobs.h"
 #include "Support/WorkerPools.h"
 
 #include <QByteArray>
@@ -10,10 +11,10 @@
 #include <QElapsedTimer>
 #include <QMetaObject>
 #include <QPointer>
-#include <QtConcurrent>
 #include <algorithm>
 #include <atomic>
 #include <clocale>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 
@@ -78,6 +79,7 @@ mpv_handle *createPlayer(const MpvAudioEngine::Options &options, bool paused)
 // so that a quit never waits for mpv.
 struct StartHandOff {
     std::mutex mutex;
+    std::condition_variable finishedChanged;
     MpvAudioEngine *engine = nullptr; // null once the engine is gone
     bool finished = false;
     mpv_handle *handle = nullptr;
@@ -94,7 +96,6 @@ struct MpvAudioEngine::Private {
     // codecs takes 0.2-0.4 s); a start that failed is not tried again.
     enum class State { idle, starting, running, failed } state = State::idle;
     std::shared_ptr<StartHandOff> handOff;
-    QFuture<void> starting;
     QElapsedTimer startTimer;
     // A load asked for while mpv starts, of url.
     bool loadWaiting = false;
@@ -125,7 +126,9 @@ struct MpvAudioEngine::Private {
         auto *self = static_cast<Private *>(context);
         if (self->drainQueued.exchange(true))
             return;
-        QMetaObject::invokeMethod(self->q, [engine = self->q] { engine->drainEvents(); }, Qt::QueuedConnection);
+        // By name: a functor would be copied into Qt's queue here and read on the main thread,
+        // a hand-over inside Qt that a thread sanitizer cannot see.
+        QMetaObject::invokeMethod(self->q, "drainEvents", Qt::QueuedConnection);
     }
 
     // Reports a failed load on the next turn of the event loop, as mpv's own failures arrive.
@@ -194,7 +197,7 @@ void MpvAudioEngine::start()
     auto handOff = std::make_shared<StartHandOff>();
     handOff->engine = this;
     d->handOff = handOff;
-    d->starting = QtConcurrent::run(&WorkerPools::background(), [handOff, options = d->options, paused = d->paused] {
+    startOnPool(WorkerPools::background(), [handOff, options = d->options, paused = d->paused] {
         mpv_handle *handle = createPlayer(options, paused);
         {
             const std::lock_guard lock(handOff->mutex);
@@ -202,6 +205,7 @@ void MpvAudioEngine::start()
                 handOff->handle = handle;
                 handOff->finished = true;
                 handle = nullptr;
+                handOff->finishedChanged.notify_all();
             }
         }
         if (handle) {
@@ -260,7 +264,10 @@ bool MpvAudioEngine::isAvailable()
 {
     start();
     if (d->state == Private::State::starting) {
-        d->starting.waitForFinished();
+        {
+            std::unique_lock lock(d->handOff->mutex);
+            d->handOff->finishedChanged.wait(lock, [this] { return d->handOff->finished; });
+        }
         takeStartedPlayer();
     }
     return d->state == Private::State::running;

@@ -59,7 +59,8 @@ private:
     void started(mpv_handle *handle);
     // Opens the file of the current load in the running player.
     void loadFile();
-    void drainEvents();
+    // Invoked by name from mpv's threads (see Private::wakeup).
+    Q_INVOKABLE void drainEvents();
     struct Private;
     std::unique_ptr<Private> d;
 };

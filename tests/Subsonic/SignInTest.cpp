@@ -12,36 +12,20 @@
 #include "Support/Error.h"
 #include "Support/UserDefaults.h"
 #include "TestKit/AsyncTest.h"
+#include "TestKit/Waits.h"
 
 #include <QApplication>
-#include <QEventLoop>
 #include <QFile>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 #include <functional>
 #include <gtest/gtest.h>
 
 namespace {
-
-bool waitUntil(const std::function<bool()> &condition, int deadlineMs = 20000)
-{
-    QEventLoop loop;
-    QTimer poll;
-    QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
-        if (condition())
-            loop.quit();
-    });
-    poll.start(5);
-    QTimer::singleShot(deadlineMs, &loop, &QEventLoop::quit);
-    if (!condition())
-        loop.exec();
-    return condition();
-}
 
 void forgetSource()
 {
@@ -83,21 +67,6 @@ void signIn(SignInWindow &window, const QString &address, const QString &user, c
     ASSERT_TRUE(waitUntil([&] { return window.signInButton()->isEnabled(); }));
 }
 
-// One supysonic for the whole program: starting one costs seconds.
-SupysonicServer *realServer(QString *why)
-{
-    static QTemporaryDir music;
-    static SupysonicServer server;
-    static QString failure = [] {
-        if (QString missing = SupysonicServer::missingReason(); !missing.isEmpty())
-            return missing;
-        QString error;
-        return server.start(music.path(), &error) ? QString() : error;
-    }();
-    *why = failure;
-    return failure.isEmpty() ? &server : nullptr;
-}
-
 class SignIn : public ::testing::Test {
 protected:
     void SetUp() override { forgetSource(); }
@@ -109,7 +78,7 @@ protected:
 TEST_F(SignIn, ARealServerRefusesAWrongPasswordThenTakesTheRightOneWhichReachesTheKeyringAndNotTheSettings)
 {
     QString why;
-    SupysonicServer *server = realServer(&why);
+    SupysonicServer *server = SupysonicServer::shared(&why);
     if (!server)
         GTEST_SKIP() << "No Subsonic server to test against: " << why.toStdString();
     FakeKeyring keyring;
@@ -148,7 +117,7 @@ TEST_F(SignIn, ARealServerRefusesAWrongPasswordThenTakesTheRightOneWhichReachesT
 TEST_F(SignIn, TheRunningServiceOfTheSameAccountTakesTheCheckedPasswordLiveAndAnotherAccountDoesNot)
 {
     QString why;
-    SupysonicServer *server = realServer(&why);
+    SupysonicServer *server = SupysonicServer::shared(&why);
     if (!server)
         GTEST_SKIP() << "No Subsonic server to test against: " << why.toStdString();
     // The launch's service, refused for a stale password.

@@ -38,6 +38,7 @@ function(lumevar_test name)
   if(ARG_REALTIME)
     set(labels LABELS realtime)
   endif()
+  # The labels come first: the discovery passes the properties on as one flat list.
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-    PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8" TIMEOUT 60 ${labels})
+    PROPERTIES ${labels} ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8" TIMEOUT 60)
 endfunction()

@@ -2,7 +2,7 @@
 // Waiting in tests for work that ends on the event loop (a store call's answer, a coalesced
 // observer, a queued refresh, a layout): the event loop runs until a condition holds. The limit
 // only ends a wait that hangs and is no measure of speed; it stays under CTest's time-out per test,
-// so that a failed wait is reported as such. A wait that fails says what it waited for. Between
+// so that a failed wait is reported as such rather than as a killed test. A wait that fails says what it waited for. Between
 // events the thread sleeps instead of spinning.
 
 #include <gtest/gtest.h>

@@ -21,6 +21,7 @@
 #include "Common/LargeFolder.h"
 
 #include "Lumevar/App/LumevarApp.h"
+#include "Lumevar/App/SharedInstances.h"
 #include "Lumevar/Navigator/CollectionListModel.h"
 #include "Lumevar/UI/MainWindow.h"
 #include "Lumevar/UI/Navigator/CollectionListView.h"
@@ -96,12 +97,11 @@ int firstImport(int argc, char **argv, const QString &folder, int songs)
 
     // As main.cpp composes the application.
     LocalLibraryService service(folder);
-    MusicService::setShared(&service);
     MpvAudioEngine::Options audio;
     audio.audioOutput = QStringLiteral("null");
     MpvAudioEngine engine(audio);
     ApplicationMusicPlayer player(engine, service);
-    ApplicationMusicPlayer::setShared(&player);
+    const SharedInstances shared({.service = &service, .player = &player});
     LumevarApp root;
     MainViewModel &model = root.mainViewModel();
     MainWindow window(root);

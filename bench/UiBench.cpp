@@ -14,6 +14,7 @@
 #include "Common/BenchLibrary.h"
 
 #include "Lumevar/App/LumevarApp.h"
+#include "Lumevar/App/SharedInstances.h"
 #include "Lumevar/Navigator/CollectionListModel.h"
 #include "Lumevar/UI/MainWindow.h"
 #include "Lumevar/UI/Navigator/CollectionListView.h"
@@ -54,22 +55,22 @@ struct World {
     std::unique_ptr<ApplicationMusicPlayer> player;
     QTemporaryDir folder;
     std::unique_ptr<LocalDatabase> store;
+    std::unique_ptr<SharedInstances> shared;
 };
 
 World &world()
 {
     static World *instance = [] {
         auto *made = new World;
-        MusicService::setShared(&made->service);
         MpvAudioEngine::Options audio;
         audio.audioOutput = QStringLiteral("null");
         made->engine = std::make_unique<MpvAudioEngine>(audio);
         made->player = std::make_unique<ApplicationMusicPlayer>(*made->engine, made->service);
-        ApplicationMusicPlayer::setShared(made->player.get());
         made->store = std::make_unique<LocalDatabase>(made->folder.filePath(QStringLiteral("local.db")));
+        made->shared = std::make_unique<SharedInstances>(
+            SharedInstances::Parts{.service = &made->service, .player = made->player.get(), .store = made->store.get()});
         awaitVoid(made->store->open());
         awaitVoid(SyncEngine(*made->store, made->service).syncAll(nullptr));
-        LocalDatabase::setShared(made->store.get());
         // A launch after the first sync, with every list synced today: the panes read the store.
         UserDefaults &defaults = UserDefaults::standard();
         defaults.set(MainViewModel::performedFullSyncKey, true);

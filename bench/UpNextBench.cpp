@@ -5,6 +5,7 @@
 //
 //   cmake --build build/default --target UpNextBench && QT_QPA_PLATFORM=offscreen build/default/bench/UpNextBench
 
+#include "Lumevar/App/SharedInstances.h"
 #include "Lumevar/Model/MainViewModel.h"
 #include "Lumevar/UI/Player/UpNextModel.h"
 #include "Lumevar/UI/Player/UpNextView.h"
@@ -21,6 +22,7 @@
 #include <QStringListModel>
 #include <QTemporaryDir>
 #include <benchmark/benchmark.h>
+#include <optional>
 
 namespace {
 
@@ -30,12 +32,9 @@ constexpr int queueLength = 2500;
 struct World {
     World()
     {
-        Clock::setShared(&clock);
-        MusicService::setShared(&service);
-        ApplicationMusicPlayer::setShared(&player);
         database = std::make_unique<LocalDatabase>(directory.filePath(QStringLiteral("local.db")));
+        shared.emplace(SharedInstances::Parts{.service = &service, .player = &player, .store = database.get(), .clock = &clock});
         runTask(database->open());
-        LocalDatabase::setShared(database.get());
         model = std::make_unique<MainViewModel>();
         player.setQueue(FakeMusicService::songs(queueLength));
         model->refreshPlayerEntry();
@@ -46,10 +45,7 @@ struct World {
         model.reset();
         QCoreApplication::processEvents();
         runTask(database->close());
-        LocalDatabase::setShared(nullptr);
-        ApplicationMusicPlayer::setShared(nullptr);
-        MusicService::setShared(nullptr);
-        Clock::setShared(nullptr);
+        shared.reset();
     }
 
     ManualClock clock;
@@ -58,6 +54,7 @@ struct World {
     ApplicationMusicPlayer player{engine, service};
     QTemporaryDir directory;
     std::unique_ptr<LocalDatabase> database;
+    std::optional<SharedInstances> shared;
     std::unique_ptr<MainViewModel> model;
 };
 

@@ -17,9 +17,11 @@ endfunction()
 
 # A test executable registered with CTest, one CTest entry per GoogleTest case. WIDGETS gives it a
 # QApplication; otherwise it runs under a QGuiApplication on the offscreen platform.
-# Without SOURCES it takes every .cpp below the calling folder.
+# Without SOURCES it takes every .cpp below the calling folder. REALTIME labels its entries
+# "realtime": they wait for other processes, servers or real files to play, so they take real
+# time (`ctest -LE realtime` leaves them out; every other test runs on the manual clock).
 function(lumevar_test name)
-  cmake_parse_arguments(ARG "WIDGETS" "" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "WIDGETS;REALTIME" "" "SOURCES;LIBS" ${ARGN})
   if(NOT ARG_SOURCES)
     file(GLOB_RECURSE ARG_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp ${CMAKE_CURRENT_SOURCE_DIR}/*.h)
   endif()
@@ -32,6 +34,11 @@ function(lumevar_test name)
   target_link_libraries(${name} PRIVATE ${ARG_LIBS} ${main} TestKit GTest::gtest GTest::gmock)
   target_compile_options(${name} PRIVATE -include ${PROJECT_SOURCE_DIR}/tests/TestKit/QtPrinters.h)
   lumevar_warnings(${name})
+  set(labels)
+  if(ARG_REALTIME)
+    set(labels LABELS realtime)
+  endif()
+  # The labels come first: the discovery passes the properties on as one flat list.
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-    PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8" TIMEOUT 60)
+    PROPERTIES ${labels} ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8" TIMEOUT 60)
 endfunction()

@@ -11,6 +11,7 @@
 
 #include "Lumevar/App/LumevarApp.h"
 #include "Lumevar/App/ServerSignIn.h"
+#include "Lumevar/App/SharedInstances.h"
 #include "Lumevar/App/SingleInstance.h"
 #include "Lumevar/Feedback/AutomaticFeedbackReport.h"
 #include "Lumevar/Mpris/MprisService.h"
@@ -103,16 +104,15 @@ int main(int argc, char *argv[])
         Log::info(Log::app(), "Library folder: %@", folder->folder());
     }
     MusicService &service = server ? static_cast<MusicService &>(*server) : *folder;
-    MusicService::setShared(&service);
     MpvAudioEngine::Options audio;
     audio.audioOutput = parser.value(audioOutputOption);
     MpvAudioEngine engine(audio);
     ApplicationMusicPlayer player(engine, service);
-    ApplicationMusicPlayer::setShared(&player);
 
     // A decoding failure is reported to the makers, when the build or environment gives a token.
     AutomaticFeedbackReport automaticReport(FeedbackConfiguration::current());
-    ErrorReporter::shared().setFeedbackOutlet(&automaticReport);
+    // Installed until the end of main(), after everything made below has gone.
+    const SharedInstances shared({.service = &service, .player = &player, .feedback = &automaticReport});
 
     LumevarApp root;
     MainViewModel &model = root.mainViewModel();
@@ -157,7 +157,6 @@ int main(int argc, char *argv[])
     } catch (...) {
         Log::error(Log::app(), "Failed to close the local store: %@", errorFromCurrentException());
     }
-    ErrorReporter::shared().setFeedbackOutlet(nullptr);
     if (relaunch) {
         // The profile is let go first, so that the new process takes it instead of handing over.
         // The source comes from the settings there, so --library and --server are not passed on.

@@ -9,7 +9,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTcpServer>
 #include <gtest/gtest.h>
 
 namespace {
@@ -114,11 +113,7 @@ TEST_F(FeedbackSenderTest, AReplyWithoutANumericErrorCodeIsADecodingFailure)
 
 TEST_F(FeedbackSenderTest, ARefusedConnectionIsATransportError)
 {
-    QTcpServer closed;
-    ASSERT_TRUE(closed.listen(QHostAddress::LocalHost));
-    const quint16 port = closed.serverPort();
-    closed.close();
-    FeedbackSender sender(QUrl(QStringLiteral("http://127.0.0.1:%1").arg(port)));
+    FeedbackSender sender(LoopbackHttpServer::refusingURL());
     try {
         runTask(sender.send(token, support, {}, {}, QStringLiteral("Lumevar"), QStringLiteral("The list jumps."), {}));
         FAIL() << "must throw";

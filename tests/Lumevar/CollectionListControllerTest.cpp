@@ -8,8 +8,8 @@
 #include "Lumevar/Navigator/ListTable.h"
 #include "TestKit/ManualClock.h"
 #include "TestKit/QtPrinters.h"
+#include "TestKit/Waits.h"
 
-#include <QCoreApplication>
 #include <gtest/gtest.h>
 
 namespace {
@@ -156,8 +156,7 @@ TEST_F(CollectionListControllerTest, TheUsersSelectionIsWrittenOnceAndNeverOverr
     EXPECT_EQ(table.selected, 0);
     EXPECT_EQ(selection, QStringLiteral("a"));
     EXPECT_EQ(activated, (QList<int>{2}));
-    QCoreApplication::processEvents();
-    EXPECT_EQ(activated, (QList<int>{2, 0}));
+    ASSERT_TRUE(waitUntil([&] { return activated == QList<int>{2, 0}; }));
     controller->playRequest(0);
     EXPECT_EQ(activated, (QList<int>{2, 0, 0}));
 }
@@ -212,8 +211,7 @@ TEST_F(CollectionListControllerTest, TheActivePaneTakesTheKeysAsItAppearsNotAfte
     EXPECT_TRUE(table.focused);
     EXPECT_FALSE(loaded);
     clock.advance(5);
-    QCoreApplication::processEvents();
-    EXPECT_TRUE(loaded);
+    EXPECT_TRUE(waitUntil([&] { return loaded; }));
 }
 
 TEST_F(CollectionListControllerTest, ProgrammaticMovesScrollTheSelectionIntoViewUntilTheCounterFalls)
@@ -228,9 +226,7 @@ TEST_F(CollectionListControllerTest, ProgrammaticMovesScrollTheSelectionIntoView
     controller->updateSelection();
     controller->updateSelection(); // already selected: scrolled again all the same
     EXPECT_EQ(table.scrolledTo, (QList<int>{2, 2}));
-    for (int i = 0; i < 3; ++i)
-        QCoreApplication::processEvents();
-    EXPECT_EQ(scrollState.scrollRequestCount(), 0);
+    EXPECT_TRUE(waitUntil([&] { return scrollState.scrollRequestCount() == 0; }));
 }
 
 TEST_F(CollectionListControllerTest, RepaintsOfVisibleRowsAreCoalesced)

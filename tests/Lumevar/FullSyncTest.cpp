@@ -10,7 +10,6 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 
@@ -37,13 +36,7 @@ TEST_F(FullSyncTest, FirstLaunchSyncsBeforeThePlaylistsAndASecondDoesNot)
     EXPECT_TRUE(model->_navigationPath().isEmpty()); // the launch waits for the mirror
 
     // The store works in real time on its own thread: turn the event loop while time advances.
-    QElapsedTimer timer;
-    timer.start();
-    while (!*done && timer.elapsed() < 5000) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        clock.advance(0.1);
-    }
-    ASSERT_TRUE(*done);
+    ASSERT_TRUE(advanceUntil([&] { return *done; }, "the first launch's end", 0.1));
     EXPECT_FALSE(model->_showSyncingToast());
     EXPECT_EQ(model->_syncProgress().get(), progress); // the finished progress stays
     EXPECT_TRUE(UserDefaults::standard().boolValue(QStringLiteral("performedFullSync")));
@@ -58,7 +51,7 @@ TEST_F(FullSyncTest, FirstLaunchSyncsBeforeThePlaylistsAndASecondDoesNot)
     const auto secondDone = launch(second.start());
     EXPECT_FALSE(second._showSyncingToast());
     EXPECT_FALSE(second._syncProgress());
-    spinUntil([&] { return *secondDone; });
+    ASSERT_TRUE(waitUntil([&] { return *secondDone; }));
     EXPECT_TRUE(*secondDone);
     EXPECT_EQ(service.callCount(Op::libraryPlaylists), 0);
     EXPECT_EQ(second._navigationPath().size(), 2);
@@ -75,7 +68,7 @@ TEST_F(FullSyncTest, ARelaunchShowsTheListsAtOnceAndKeepsAChoiceMadeBeforeTheSto
     // A click on Songs in that list as the window appears stays the user's choice.
     model->_selectedContainerKindID.set(ContainerKind(ContainerKind::songs).id());
     model->_navigationPath.set({NavigationItem::root(), NavigationItem::container(ContainerKind::songs)});
-    ASSERT_TRUE(spinUntil([&] { return *done; }));
+    ASSERT_TRUE(waitUntil([&] { return *done; }));
     EXPECT_EQ(model->_selectedContainerKindID(), QStringLiteral("songs"));
     ASSERT_GE(model->_navigationPath().size(), 2);
     EXPECT_EQ(model->_navigationPath().at(1), NavigationItem::container(ContainerKind::songs));
@@ -165,7 +158,7 @@ TEST_F(FullSyncTest, ALibraryThatChangesByItselfIsSyncedQuietlyOnlyWhenItsRevisi
     service.library.songs.append(FakeMusicService::song(QStringLiteral("new"), QStringLiteral("New Song")));
     service.revision = QStringLiteral("r2");
     NotificationCenter::shared().post(MusicService::libraryDidChangeNotification);
-    ASSERT_TRUE(spinUntil([&] { return launched._libraryVersion() > version; }));
+    ASSERT_TRUE(waitUntil([&] { return launched._libraryVersion() > version; }));
     EXPECT_EQ(runTask(database->allLibrarySongs({LocalSong::SortKey::order})).size(), 3);
     EXPECT_FALSE(toastShown);
     EXPECT_EQ(UserDefaults::standard().stringValue(MainViewModel::syncedLibraryRevisionKey).value_or(QStringLiteral("none")), QStringLiteral("r2"));
@@ -175,7 +168,7 @@ TEST_F(FullSyncTest, ALibraryThatChangesByItselfIsSyncedQuietlyOnlyWhenItsRevisi
     service.revision = QStringLiteral("r3");
     MainViewModel relaunched;
     finish(relaunched.start());
-    ASSERT_TRUE(spinUntil([&] { return relaunched._libraryVersion() > 0; }));
+    ASSERT_TRUE(waitUntil([&] { return relaunched._libraryVersion() > 0; }));
     EXPECT_EQ(runTask(database->allLibrarySongs({LocalSong::SortKey::order})).size(), 2);
 }
 

@@ -8,7 +8,6 @@
 #include "Support/UserDefaults.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <cstdio>
 
 using namespace LocalLibraryTestSupport;
@@ -53,17 +52,9 @@ protected:
 
     // Lets the watcher's quiet time pass on the test's clock until the window's lists are told
     // that the store changed.
-    bool changeArrives(int version)
+    ::testing::AssertionResult changeArrives(int version)
     {
-        QElapsedTimer timer;
-        timer.start();
-        while (model->_libraryVersion() == version) {
-            if (timer.elapsed() > 5000)
-                return false;
-            clock.advance(0.05);
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        }
-        return true;
+        return advanceUntil([&] { return model->_libraryVersion() != version; }, "the store's change", 0.05);
     }
 
     QMap<QString, QString> storedSongs() // title → identifier

@@ -225,7 +225,7 @@ TEST_F(LibraryModelsTest, ACancelledSelectedLoadStillShowsItsStoreReadAndStopsBe
     const auto done = launch(artists.loadSelectedSongs(handle.token()));
     ASSERT_FALSE(*done);
     handle.cancel();
-    ASSERT_TRUE(spinUntil([&] { return *done; }));
+    ASSERT_TRUE(waitUntil([&] { return *done; }));
     EXPECT_EQ(artists.selectedSongs.size(), 3);
     EXPECT_EQ(model->_detailSongs().size(), 3);
     EXPECT_EQ(service.callCount(Op::artistTracks), 0);
@@ -291,7 +291,7 @@ TEST_F(LibraryModelsTest, SortKeysFallBackAsStored)
     // A change stores the raw value and reloads without any sync, however old the stamp.
     songs.setSortDirection(MusicSortDirection::descending);
     EXPECT_EQ(defaults.integerValue(QStringLiteral("sortSongsDirection")), 1);
-    spinUntil([this] { return model->_selectedTopLevelSongID().has_value(); });
+    ASSERT_TRUE(waitUntil([this] { return model->_selectedTopLevelSongID().has_value(); }));
     EXPECT_EQ(model->_selectedTopLevelSongID(), SongSelection::playID);
     EXPECT_EQ(service.callCount(Op::librarySongs), 0);
     EXPECT_FALSE(defaults.object(TopLevelSongsViewModel::songSyncKey).isValid());
@@ -395,7 +395,7 @@ TEST_F(LibraryModelsTest, SelectionChangesReloadOnceAndPlaySelectedWaitsForTheLo
     AlbumsViewModel albums(*model, detail);
     const ObservationTrackingToken token = albums.observeSelection();
     finish(albums.load(false)); // selects the first album; the observer starts its load
-    ASSERT_TRUE(spinUntil([&albums] { return albums.tasks.size() == 1; }));
+    ASSERT_TRUE(waitUntil([&albums] { return albums.tasks.size() == 1; }));
     const QString first = albums._items()[0].id;
 
     // The same id again is no change: no new load.
@@ -405,12 +405,12 @@ TEST_F(LibraryModelsTest, SelectionChangesReloadOnceAndPlaySelectedWaitsForTheLo
 
     // A new id replaces the load under way with exactly one new load.
     model->_selectedAlbumID.set(albums._items()[1].id);
-    ASSERT_TRUE(spinUntil([&albums] { return albums.tasks.size() == 1 && !albums.tasks[0].handle.isCancelled(); }));
+    ASSERT_TRUE(waitUntil([&albums] { return albums.tasks.size() == 1 && !albums.tasks[0].handle.isCancelled(); }));
 
     // Playing the selection waits for that load, then plays from the Play row; the play itself
     // runs on as its own task and ends on the second album.
     finish(albums.playSelected());
     EXPECT_EQ(model->_selectedDetailSongID(), SongSelection::playID);
     const NavigationItem second = NavigationItem::songCollection(albums._items()[1].id, QStringLiteral("Other"));
-    EXPECT_TRUE(spinUntil([this, &second] { return model->_navigationPath().last() == second; }));
+    EXPECT_TRUE(waitUntil([this, &second] { return model->_navigationPath().last() == second; }));
 }

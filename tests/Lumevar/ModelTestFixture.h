@@ -3,6 +3,7 @@
 // audio engine behind a real player, a real store in a temporary folder, and recording outlets
 // for telemetry and feedback, all installed as the process's shared instances.
 
+#include "Lumevar/App/SharedInstances.h"
 #include "Lumevar/Model/ErrorReporting.h"
 #include "Lumevar/Model/MainViewModel.h"
 #include "LumevarCore/LocalDatabase.h"
@@ -11,11 +12,13 @@
 #include "Platform/Music/ApplicationMusicPlayer.h"
 #include "TestKit/AsyncTest.h"
 #include "TestKit/ManualClock.h"
+#include "TestKit/Waits.h"
 
 #include <QCoreApplication>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <memory>
+#include <optional>
 
 struct RecordingTelemetry : TelemetryOutlet {
     struct Sent {
@@ -50,16 +53,21 @@ protected:
     ModelTest();
     ~ModelTest() override;
 
-    // Turns the event loop until pred holds or a (real) second has passed; time stands still.
-    static bool spinUntil(const std::function<bool()> &pred);
     // Starts task without waiting; the flag turns true when it has ended.
     static std::shared_ptr<bool> launch(QCoro::Task<void> task);
-    // Lets the coalesced observers and queued refreshes run: a few turns of the event loop.
+    // A few turns of the event loop, for a check that something did NOT happen (no condition can
+    // say that work is done): coalesced observers and queued refreshes get their turns. Anything
+    // expected to happen is waited for with waitUntil or EXPECT_EVENTUALLY_EQ instead.
     static void settle()
     {
         for (int i = 0; i < 6; ++i)
             QCoreApplication::processEvents();
     }
+    // Returns once the store has answered every call made so far and their callers went on, and
+    // the calls those callers then made: a call queued after them is answered after them.
+    void waitForStoreCalls(int rounds = 3);
+    // Runs the event loop and lets virtual time pass in steps until done() holds.
+    ::testing::AssertionResult advanceUntil(const std::function<bool()> &done, const char *what, double step = 0.01);
     // Drives task to its end, letting virtual time pass in small steps when it waits on the clock.
     void finish(QCoro::Task<void> task, double step = 0.01);
 
@@ -74,5 +82,6 @@ protected:
     std::unique_ptr<LocalDatabase> database;
     RecordingTelemetry telemetry;
     RecordingFeedback feedback;
+    std::optional<SharedInstances> shared; // all of the above, installed for the test's length
     std::unique_ptr<MainViewModel> model;
 };

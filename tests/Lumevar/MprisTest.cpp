@@ -95,7 +95,6 @@ TEST_F(MprisTest, ANewSongsTitleAndCoverAreAnnouncedTogether)
     MprisService mpris(*model, hooks);
     model->subscribeToPlayer();
     const auto announced = [&] {
-        settle();
         const QVariantMap metadata = mpris.publishedProperties().value(QStringLiteral("Metadata")).toMap();
         return std::pair(metadata.value(QStringLiteral("xesam:title")).toString(),
                          QUrl(metadata.value(QStringLiteral("mpris:artUrl")).toString()).toLocalFile());
@@ -103,12 +102,14 @@ TEST_F(MprisTest, ANewSongsTitleAndCoverAreAnnouncedTogether)
 
     finish(model->playSelection(songs, songs[0].identifier));
     clock.advance(0.5);
-    EXPECT_EQ(announced(), std::pair(songs[0].title, coverOf(songs[0])));
+    EXPECT_TRUE(waitUntil([&] { return announced() == std::pair(songs[0].title, coverOf(songs[0])); }));
     // The next song shows at once, its cover a moment later: the announcement waits for both.
     runTask(model->skipToNext());
+    ASSERT_TRUE(waitUntil([&] { return model->_playingTitle() == songs[1].title; }));
+    settle(); // the turns in which an announcement that did not wait would go out
     EXPECT_EQ(announced(), std::pair(songs[0].title, coverOf(songs[0])));
     clock.advance(0.5);
-    EXPECT_EQ(announced(), std::pair(songs[1].title, coverOf(songs[1])));
+    EXPECT_TRUE(waitUntil([&] { return announced() == std::pair(songs[1].title, coverOf(songs[1])); }));
     for (const LocalSong &song : songs)
         QFile::remove(coverOf(song));
 }

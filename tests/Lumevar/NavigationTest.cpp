@@ -84,7 +84,7 @@ TEST_F(NavigationTest, SnapBackReturnsToTheAlbumPlayedFromAndSelectsThePlayingSo
     EXPECT_EQ(model->_navigationPath().size(), 3); // replaced, not deepened
 
     // The counter falls two turns of the event loop later.
-    EXPECT_TRUE(spinUntil([&] { return model->listScrollState().scrollRequestCount() == 0; }));
+    EXPECT_TRUE(waitUntil([&] { return model->listScrollState().scrollRequestCount() == 0; }));
     EXPECT_TRUE(model->_lastSavedSnapbackState().has_value()); // SnapBack can be repeated
 }
 
@@ -96,7 +96,7 @@ TEST_F(NavigationTest, RestoreThatFindsNoSongClearsWithoutSelection)
     EXPECT_FALSE(model->_selectedDetailSongID().has_value());
     EXPECT_FALSE(model->detailSongIDToRestore.has_value());
     EXPECT_EQ(model->_navigationPath().last(), NavigationItem::songCollection(QStringLiteral("p1"), QString()));
-    EXPECT_TRUE(spinUntil([&] { return model->listScrollState().scrollRequestCount() == 0; }));
+    EXPECT_TRUE(waitUntil([&] { return model->listScrollState().scrollRequestCount() == 0; }));
 }
 
 TEST_F(NavigationTest, SnapBackToTheSongsContainerSelectsThePlayingRow)
@@ -116,5 +116,5 @@ TEST_F(NavigationTest, SnapBackToTheSongsContainerSelectsThePlayingRow)
     model->snapBack();
     EXPECT_EQ(model->_selectedContainerKindID(), QStringLiteral("songs"));
     EXPECT_EQ(model->_selectedTopLevelSongID(), QStringLiteral("s3"));
-    spinUntil([&] { return model->listScrollState().scrollRequestCount() == 0; });
+    ASSERT_TRUE(waitUntil([&] { return model->listScrollState().scrollRequestCount() == 0; }));
 }

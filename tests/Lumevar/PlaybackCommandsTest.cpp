@@ -7,7 +7,6 @@
 #include "Lumevar/Library/SongListViewModels.h"
 #include "TestKit/Lists.h"
 
-#include <QElapsedTimer>
 
 namespace {
 
@@ -80,10 +79,8 @@ TEST_F(PlaybackCommandsTest, StopLeavesNoTrace)
     model->_playingItemIDForArtwork.set(QStringLiteral("s0"));
     ASSERT_TRUE(model->_playingTitle().has_value());
     // Library checks are not cancelled by later refreshes: let the ones under way land first.
-    ASSERT_TRUE(spinUntil([this] { return model->_shareLink().has_value(); }));
-    QElapsedTimer settle;
-    settle.start();
-    spinUntil([&settle] { return settle.elapsed() > 100; });
+    ASSERT_TRUE(waitUntil([this] { return model->_shareLink().has_value(); }));
+    waitForStoreCalls();
 
     const auto done = launch(model->stopPlayback());
     EXPECT_FALSE(*done); // waits 0.1 s for the player to settle
@@ -161,8 +158,8 @@ TEST_F(PlaybackCommandsTest, AddToLibraryShowsTheToastAndSyncsInsertsLater)
     clock.advance(2.9);
     EXPECT_EQ(service.callCount(FakeMusicService::Operation::librarySongsAdded), 0);
     clock.advance(0.1);
-    EXPECT_TRUE(spinUntil([&] { return service.callCount(FakeMusicService::Operation::librarySongsAdded) > 0; }));
-    EXPECT_TRUE(spinUntil([&] { return runTask(database->hasSong(QStringLiteral("New"), std::nullopt, std::nullopt)); }));
+    EXPECT_TRUE(waitUntil([&] { return service.callCount(FakeMusicService::Operation::librarySongsAdded) > 0; }));
+    EXPECT_TRUE(waitUntil([&] { return runTask(database->hasSong(QStringLiteral("New"), std::nullopt, std::nullopt)); }));
 
     // A failure keeps the flag and shows no toast.
     model->_showAddToast.set(false);

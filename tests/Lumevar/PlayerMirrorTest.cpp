@@ -98,7 +98,7 @@ TEST_F(PlayerMirrorTest, LibraryCheckAndShareLinkFollowTheShownItem)
 {
     player.setQueue(QList<Song>{FakeMusicService::song(QStringLiteral("cat1"), QStringLiteral("Not Stored"))});
     model->refreshPlayerEntry();
-    ASSERT_TRUE(spinUntil([this] { return model->_shareLink().has_value(); }));
+    ASSERT_TRUE(waitUntil([this] { return model->_shareLink().has_value(); }));
     EXPECT_TRUE(model->_canAddToLibrary());
     EXPECT_EQ(model->_shareLink(), QUrl(QStringLiteral("https://music.apple.com/us/song/cat1")));
 
@@ -113,7 +113,7 @@ TEST_F(PlayerMirrorTest, LibraryCheckAndShareLinkFollowTheShownItem)
     service.publicSongPages = false;
     player.setQueue(QList<Song>{FakeMusicService::song(QStringLiteral("local1"), QStringLiteral("Only Here"))});
     model->refreshPlayerEntry();
-    ASSERT_TRUE(spinUntil([this] { return model->_canAddToLibrary(); }));
+    ASSERT_TRUE(waitUntil([this] { return model->_canAddToLibrary(); }));
     EXPECT_FALSE(model->_shareLink().has_value());
 }
 

@@ -107,9 +107,9 @@ protected:
     void settle(const QString &id)
     {
         clock.advance(0.1);
-        ASSERT_TRUE(spinUntil([&] { return model->_playingItemIDForArtwork() == id; }));
+        ASSERT_TRUE(waitUntil([&] { return model->_playingItemIDForArtwork() == id; }));
         clock.advance(SongChangeNotifier::announceDelay);
-        ASSERT_TRUE(spinUntil([&] { return notifications->postsInFlight() == 0; }));
+        ASSERT_TRUE(waitUntil([&] { return notifications->postsInFlight() == 0; }));
     }
 
     // The song's artwork as a PNG file the cache can load.
@@ -220,7 +220,7 @@ TEST_F(SongNotificationTest, QuickSkippingAnnouncesOnlyWhereItStoppedEvenWhenEve
     // Four skips 30 ms apart, each song's cover settled before the next skip.
     for (int i = 1; i <= 4; ++i) {
         runTask(model->skipToNext());
-        ASSERT_TRUE(spinUntil([&] { return model->_playingItemIDForArtwork() == songs[i].identifier; }));
+        ASSERT_TRUE(waitUntil([&] { return model->_playingItemIDForArtwork() == songs[i].identifier; }));
         clock.advance(0.03);
         QCoreApplication::processEvents();
     }

@@ -33,12 +33,12 @@ protected:
         window->show();
         MainViewModel &model = app->mainViewModel();
         // Showing the window launched the application; that ends before the test moves on.
-        spinUntil([&] { return model._selectedContainerKindID() == QStringLiteral("playlists"); });
+        EXPECT_TRUE(waitUntil([&] { return model._selectedContainerKindID() == QStringLiteral("playlists"); }));
         settle();
         model._navigationPath.set({NavigationItem::root(), NavigationItem::container(ContainerKind::songs)});
         model._selectedContainerKindID.set(QStringLiteral("songs"));
         finish(app->topLevelSongsViewModel().loadSongs(false));
-        spinUntil([&] { return songs() && songs()->model().count() >= 4; });
+        EXPECT_TRUE(waitUntil([&] { return songs() && songs()->model().count() >= 4; }));
     }
     ~AppearanceLookTest() override
     {

@@ -13,29 +13,9 @@
 #include "Platform/LocalLibrary/LocalLibraryService.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QTest>
 
 using namespace LocalLibraryTestSupport;
-
-namespace {
-
-// Turns the event loop in real time (the scan and the store work on their own threads) while
-// virtual time steps on, until pred holds.
-bool waitUntil(ManualClock &clock, const std::function<bool()> &pred)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!pred()) {
-        if (timer.elapsed() > 10000)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        clock.advance(0.01);
-    }
-    return true;
-}
-
-} // namespace
 
 class FirstLaunchWindowTest : public ModelTest {
 protected:
@@ -89,11 +69,11 @@ TEST_F(FirstLaunchWindowTest, RightShowsTheFirstPlaylistsSongsAndReturnPlaysThem
     QApplication::setActiveWindow(window.get());
     finish(app->firstAppear());
     ASSERT_TRUE(UserDefaults::standard().boolValue(MainViewModel::performedFullSyncKey));
-    ASSERT_TRUE(waitUntil(clock, [&] { return list(1) && list(1)->model().count() == 1; }));
+    ASSERT_TRUE(advanceUntil([&] { return list(1) && list(1)->model().count() == 1; }, "the playlist in the second pane"));
 
     QTest::keyClick(list(1), Qt::Key_Right);
     // The playlist's songs in its order, below Play and Shuffle.
-    ASSERT_TRUE(waitUntil(clock, [&] { return list(2) && list(2)->model().count() == 4; }))
+    ASSERT_TRUE(advanceUntil([&] { return list(2) && list(2)->model().count() == 4; }, "the playlist's songs in the third pane"))
         << (list(2) ? list(2)->model().count() : -1);
     EXPECT_EQ(list(2)->model().itemTitle(2), QStringLiteral("Beta"));
     EXPECT_EQ(list(2)->model().itemTitle(3), QStringLiteral("Alpha"));
@@ -101,7 +81,7 @@ TEST_F(FirstLaunchWindowTest, RightShowsTheFirstPlaylistsSongsAndReturnPlaysThem
     // Return on the playlist plays it from its first song.
     list(1)->setFocus();
     QTest::keyClick(list(1), Qt::Key_Return);
-    ASSERT_TRUE(waitUntil(clock, [&] { return player.queue().entries().size() == 2; }));
+    ASSERT_TRUE(advanceUntil([&] { return player.queue().entries().size() == 2; }, "the played songs in the queue"));
     EXPECT_EQ(player.queue().entries().first().title, QStringLiteral("Beta"));
     EXPECT_FALSE(app->mainViewModel()._showPlayError());
 }

@@ -75,8 +75,7 @@ TEST_F(MainWindowTest, TheNavigatorShowsTheSixContainersOnceTheLaunchSetsThePath
 {
     EXPECT_EQ(window->paneController()->paneCount(), 0);
     main()._navigationPath.set({NavigationItem::root(), NavigationItem::container(ContainerKind::playlists)});
-    settle();
-    ASSERT_EQ(window->paneController()->paneCount(), 2);
+    ASSERT_TRUE(waitUntil([&] { return window->paneController()->paneCount() == 2; }));
     EXPECT_EQ(window->paneController()->screen(0)->model().count(), 6);
     EXPECT_EQ(window->visibleOverlay(), QString());
 }
@@ -97,7 +96,7 @@ TEST_F(MainWindowTest, MenuRulesFollowTheModel)
     main()._activePane.set(1);
     main()._lastSavedSnapbackState.set(SavedSnapbackState{});
     main()._selectedContainerKindID.set(QStringLiteral("albums"));
-    settle();
+    ASSERT_TRUE(waitUntil([&] { return action("playPause")->text() == QStringLiteral("Pause"); }));
     state = menuState(main());
     EXPECT_TRUE(state.canAddToLibrary && state.showsShareEntry && state.canGoBack && state.canSnapBack && state.controlsEnabled
                 && state.canSort);
@@ -110,28 +109,23 @@ TEST_F(MainWindowTest, MenuRulesFollowTheModel)
     main()._selectedContainerKindID.set(QStringLiteral("stations"));
     main()._activePane.set(0);
     main()._isPlaying.set(false);
-    settle();
     EXPECT_FALSE(menuState(main()).canSort);
+    EXPECT_EVENTUALLY_EQ(action("playPause")->text(), QStringLiteral("Play"));
     EXPECT_FALSE(action("back")->isEnabled());
-    EXPECT_EQ(action("playPause")->text(), QStringLiteral("Play"));
 }
 
 TEST_F(MainWindowTest, OverlaysShowOneAtATimeInTheirOrder)
 {
     app->_notAuthorized.set(true);
-    settle();
-    EXPECT_EQ(window->visibleOverlay(), QStringLiteral("Welcome to Lumevar"));
+    EXPECT_EVENTUALLY_EQ(window->visibleOverlay(), QStringLiteral("Welcome to Lumevar"));
     main()._showSyncingToast.set(true);
-    settle();
-    EXPECT_EQ(window->visibleOverlay(), QStringLiteral("Syncing Library"));
+    EXPECT_EVENTUALLY_EQ(window->visibleOverlay(), QStringLiteral("Syncing Library"));
     main()._showAddToast.set(true);
-    settle();
-    EXPECT_EQ(window->visibleOverlay(), QStringLiteral("Added to Library"));
+    EXPECT_EVENTUALLY_EQ(window->visibleOverlay(), QStringLiteral("Added to Library"));
     main()._showAddToast.set(false);
     main()._showSyncingToast.set(false);
     app->_notAuthorized.set(false);
-    settle();
-    EXPECT_EQ(window->visibleOverlay(), QString());
+    EXPECT_EVENTUALLY_EQ(window->visibleOverlay(), QString());
 }
 
 TEST_F(MainWindowTest, SpacePausesWhatPlaysAndOtherwiseResumesAlsoWhileStopped)
@@ -140,25 +134,21 @@ TEST_F(MainWindowTest, SpacePausesWhatPlaysAndOtherwiseResumesAlsoWhileStopped)
     QApplication::setActiveWindow(window.get());
     ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
     main()._navigationPath.set({NavigationItem::root(), NavigationItem::container(ContainerKind::playlists)});
-    settle();
+    ASSERT_TRUE(waitUntil([&] { return window->paneController()->screen(0); }));
     window->paneController()->screen(0)->view()->setFocus();
-    settle();
     ASSERT_TRUE(main()._isStopped());
     EXPECT_FALSE(action("playPause")->isEnabled());
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Space);
-    settle();
-    EXPECT_FALSE(main()._isStopped()) << "Space while stopped resumes";
+    EXPECT_TRUE(waitUntil([&] { return !main()._isStopped(); })) << "Space while stopped resumes";
 
     main().subscribeToPlayer();
     const QList<LocalSong> songs = localSongs(2);
     finish(main().playSelection(songs, songs[0].identifier));
     clock.advance(6); // past the eager window: the player's own status counts
-    settle();
-    ASSERT_TRUE(main()._isPlaying());
+    ASSERT_TRUE(waitUntil([&] { return main()._isPlaying(); }));
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Space);
     clock.advance(0.1);
-    settle();
-    EXPECT_FALSE(main()._isPlaying());
+    EXPECT_TRUE(waitUntil([&] { return !main()._isPlaying(); }));
     EXPECT_EQ(player.state().playbackStatus(), MusicPlaybackStatus::paused);
 }
 
@@ -166,36 +156,31 @@ TEST_F(MainWindowTest, PlayErrorAlertClearsTheFlagWhenDismissed)
 {
     window->show();
     main()._showPlayError.set(true);
-    settle();
-    auto *alert = window->findChild<QWidget *>(QStringLiteral("playErrorAlert"));
-    ASSERT_NE(alert, nullptr);
+    QWidget *alert = nullptr;
+    ASSERT_TRUE(waitUntil([&] { return (alert = window->findChild<QWidget *>(QStringLiteral("playErrorAlert"))); }));
     EXPECT_TRUE(alert->isVisible());
     QMetaObject::invokeMethod(alert, "accept");
-    settle();
-    EXPECT_FALSE(main()._showPlayError());
+    EXPECT_TRUE(waitUntil([&] { return !main()._showPlayError(); }));
 }
 
 TEST_F(MainWindowTest, RootListIsBoundBothWaysToTheContainerSelection)
 {
     stampListSyncs();
     main()._navigationPath.set({NavigationItem::root(), NavigationItem::container(ContainerKind::playlists)});
-    settle();
+    ASSERT_TRUE(waitUntil([&] { return window->paneController()->screen(0); }));
     CollectionListView *root = window->paneController()->screen(0)->view();
     main()._selectedContainerKindID.set(QStringLiteral("albums"));
-    settle();
-    EXPECT_EQ(root->selectedRow(), 1);
+    EXPECT_EVENTUALLY_EQ(root->selectedRow(), 1);
 
     // A user's move selects the container and sets the path to it.
     root->setFocus();
     QTest::keyClick(root, Qt::Key_Down);
     QTest::keyClick(root, Qt::Key_Down);
-    settle();
+    EXPECT_EVENTUALLY_EQ(main()._navigationPath(),
+                         (QList<NavigationItem>{NavigationItem::root(), NavigationItem::container(ContainerKind::songs)}));
     EXPECT_EQ(main()._selectedContainerKindID(), QStringLiteral("songs"));
-    EXPECT_EQ(main()._navigationPath(),
-              (QList<NavigationItem>{NavigationItem::root(), NavigationItem::container(ContainerKind::songs)}));
     QTest::keyClick(root, Qt::Key_Up);
-    settle();
-    EXPECT_EQ(main()._selectedContainerKindID(), QStringLiteral("artists"));
+    EXPECT_EVENTUALLY_EQ(main()._selectedContainerKindID(), QStringLiteral("artists"));
 }
 
 TEST_F(MainWindowTest, RefusedAccessShowsTheUnavailableScreenAndTryAgainStarts)
@@ -204,17 +189,15 @@ TEST_F(MainWindowTest, RefusedAccessShowsTheUnavailableScreenAndTryAgainStarts)
     service.statusAfterRequest = MusicAuthorizationStatus::denied;
     service.status = MusicAuthorizationStatus::denied;
     window->show();
-    ASSERT_TRUE(spinUntil([&] { return app->_notAuthorized(); }));
-    settle();
-    EXPECT_EQ(window->visibleOverlay(), QStringLiteral("Welcome to Lumevar"));
+    ASSERT_TRUE(waitUntil([&] { return app->_notAuthorized(); }));
+    EXPECT_EVENTUALLY_EQ(window->visibleOverlay(), QStringLiteral("Welcome to Lumevar"));
     EXPECT_EQ(window->unavailableDescription(), UnavailableView::descriptionText()); // a streaming account's words
     EXPECT_FALSE(main()._selectedContainerKindID().has_value());
 
     // A service that knows why (a music folder that is missing) has its own words shown.
     service.reason = QStringLiteral("The music folder “/gone” does not exist.");
     runTask(app->tryAgain());
-    settle();
-    EXPECT_EQ(window->unavailableDescription(), service.reason);
+    EXPECT_EVENTUALLY_EQ(window->unavailableDescription(), service.reason);
 
     // Still refused: nothing changes.
     runTask(app->tryAgain());
@@ -224,10 +207,10 @@ TEST_F(MainWindowTest, RefusedAccessShowsTheUnavailableScreenAndTryAgainStarts)
     service.status = MusicAuthorizationStatus::authorized;
     UserDefaults::standard().set(MainViewModel::performedFullSyncKey, true); // a later launch: no first sync
     finish(app->tryAgain());
-    settle();
     EXPECT_FALSE(app->_notAuthorized());
     EXPECT_EQ(main()._selectedContainerKindID(), QStringLiteral("playlists"));
-    EXPECT_EQ(window->paneController()->screen(0)->view()->selectedRow(), 0);
+    ASSERT_TRUE(waitUntil([&] { return window->paneController()->screen(0); }));
+    EXPECT_EVENTUALLY_EQ(window->paneController()->screen(0)->view()->selectedRow(), 0);
     EXPECT_EQ(window->visibleOverlay(), QString());
 }
 
@@ -247,7 +230,7 @@ TEST_F(MainWindowTest, ResetDataForgetsSettingsDeletesTheStoreAndQuits)
     // Reset Data from the menu with no store file: reported and logged, and still quits.
     ASSERT_FALSE(QFile::exists(database->path()));
     action("resetData")->trigger();
-    EXPECT_TRUE(spinUntil([&] { return terminations == 2; }));
+    EXPECT_TRUE(waitUntil([&] { return terminations == 2; }));
     ASSERT_EQ(telemetry.errors.size(), 1);
     EXPECT_EQ(telemetry.errors[0].name, QStringLiteral("error_remove_local_database"));
     EXPECT_TRUE(LogStore::shared().entries().last().message.startsWith(QStringLiteral("Failed to remove local database: ")));
@@ -300,14 +283,15 @@ TEST_F(MainWindowTest, TextsThatNameTheServiceComeFromTheBackendInUse)
         window = std::make_unique<MainWindow>(*app);
         window->show();
         main()._showPlayError.set(true);
-        settle();
+        QMessageBox *alert = nullptr;
+        EXPECT_TRUE(waitUntil([&] { return (alert = window->findChild<QMessageBox *>(QStringLiteral("playErrorAlert"))); }));
         QStringList shown{action("searchCatalog")->text(), action("searchButton")->toolTip(),
                           KeyboardShortcutsWindow::rows().constLast().text, SearchPicker::catalogLabel(),
                           UnavailableView::descriptionText()};
-        if (auto *alert = window->findChild<QMessageBox *>(QStringLiteral("playErrorAlert")))
+        if (alert)
             shown.append(alert->informativeText());
         main()._showPlayError.set(false);
-        settle();
+        EXPECT_TRUE(waitUntil([&] { return !alert->isVisible(); }));
         return shown;
     };
 
@@ -341,11 +325,6 @@ TEST_F(MainWindowTest, TextsThatNameTheServiceComeFromTheBackendInUse)
                        }));
 }
 
-// The fixture's event-loop wait, for the helper below.
-struct ModelTestAccess : ModelTest {
-    using ModelTest::spinUntil;
-};
-
 // Opens the search panel in a window just shown, clicks at point of widget, and checks that the
 // panel closed. Each place has a window of its own: a reopening right after a click races the
 // focus that click moved.
@@ -356,12 +335,12 @@ static void expectAClickClosesSearch(MainWindow &window, SearchViewModel &search
     window.show();
     QApplication::setActiveWindow(&window);
     open->trigger();
-    ASSERT_TRUE(ModelTestAccess::spinUntil([&] { return window.searchController()->isAttached() && search.showsSearch(); }));
+    ASSERT_TRUE(waitUntil([&] { return window.searchController()->isAttached() && search.showsSearch(); }));
     const auto [widget, point] = place();
     QWidget *target = widget->childAt(point) ? widget->childAt(point) : widget;
     QTest::mouseClick(target, Qt::LeftButton, {}, target->mapFrom(widget, point));
-    EXPECT_TRUE(ModelTestAccess::spinUntil([&] { return !search.showsSearch(); })) << target->metaObject()->className();
-    EXPECT_TRUE(ModelTestAccess::spinUntil([&] { return !window.searchController()->isAttached(); }));
+    EXPECT_TRUE(waitUntil([&] { return !search.showsSearch(); })) << target->metaObject()->className();
+    EXPECT_TRUE(waitUntil([&] { return !window.searchController()->isAttached(); }));
 }
 
 // Places that take no focus: the toolbar's title, a blank part of the window below the panel, the
@@ -446,11 +425,10 @@ TEST_F(MainWindowTest, ShortcutsWindowListsTheKeysTheMenusReallyUse)
 
 TEST_F(MainWindowTest, ANoticeAboutTheStoreShowsAcrossTheTopUntilClosed)
 {
-    settle();
+    settle(); // what the window's start queued, in case it raised a notice of its own
     EXPECT_EQ(window->visibleNotice(), QString());
     main()._storeNotice.set(QStringLiteral("Lumevar's library data was damaged and has been rebuilt."));
-    settle();
-    EXPECT_EQ(window->visibleNotice(), main()._storeNotice());
+    EXPECT_EVENTUALLY_EQ(window->visibleNotice(), main()._storeNotice());
     auto *banner = window->findChild<QWidget *>(QStringLiteral("noticeBanner"));
     ASSERT_NE(banner, nullptr);
     auto *close = banner->findChild<QToolButton *>();

@@ -92,17 +92,15 @@ TEST_F(PlayerViewTest, IdleBarShowsTheEmptyBlockAndPlayingFillsIt)
     // A title longer than the block is cut with an ellipsis; the tooltip keeps it whole.
     const QString longTitle = QString(QStringLiteral("Long title ")).repeated(30);
     model->_playingTitle.set(longTitle);
-    QCoreApplication::processEvents();
-    EXPECT_TRUE(block()->titleLabel()->text().endsWith(QChar(0x2026)));
+    EXPECT_EVENTUALLY_TRUE(block()->titleLabel()->text().endsWith(QChar(0x2026)));
     EXPECT_LE(block()->titleLabel()->fontMetrics().horizontalAdvance(block()->titleLabel()->text()), block()->width());
     EXPECT_EQ(block()->titleLabel()->toolTip(), longTitle);
 
     // The play button pauses and resumes through the model.
     view->playPauseButton()->click();
     clock.advance(0.1);
-    QCoreApplication::processEvents();
+    EXPECT_EVENTUALLY_EQ(view->playPauseButton()->symbolName(), QStringLiteral("play.fill"));
     EXPECT_FALSE(model->_isPlaying());
-    EXPECT_EQ(view->playPauseButton()->symbolName(), QStringLiteral("play.fill"));
 }
 
 TEST_F(PlayerViewTest, HoverOffersSnapBackOnlyForASavedPlaceAndAddOnlyWhenAddable)
@@ -116,8 +114,7 @@ TEST_F(PlayerViewTest, HoverOffersSnapBackOnlyForASavedPlaceAndAddOnlyWhenAddabl
     hover(block(), true);
     EXPECT_TRUE(block()->addButton()->isHidden());
     model->_canAddToLibrary.set(true);
-    QCoreApplication::processEvents();
-    EXPECT_FALSE(block()->addButton()->isHidden());
+    EXPECT_EVENTUALLY_TRUE(!(block()->addButton()->isHidden()));
     EXPECT_EQ(block()->addButton()->toolTip(), QStringLiteral("Add to Library"));
     EXPECT_TRUE(block()->titleRowIsBalanced()); // a short title stays centred
     hover(block(), false);
@@ -133,8 +130,7 @@ TEST_F(PlayerViewTest, HoverOffersSnapBackOnlyForASavedPlaceAndAddOnlyWhenAddabl
     saved.activePane = 1;
     saved.selectedAlbumID = QStringLiteral("al1");
     model->_lastSavedSnapbackState.set(saved);
-    QCoreApplication::processEvents();
-    EXPECT_FALSE(block()->snapBackMark()->isHidden());
+    EXPECT_EVENTUALLY_TRUE(!(block()->snapBackMark()->isHidden()));
     EXPECT_EQ(block()->snapBackMark()->toolTip(), QStringLiteral("Library SnapBack"));
 
     // A tap on the mark runs Library SnapBack.
@@ -179,10 +175,8 @@ TEST_F(PlayerViewTest, RepeatAndShuffleAreTintedWhileOn)
         {MusicRepeatMode::all, "repeat", true}, {MusicRepeatMode::one, "repeat.1", true}, {MusicRepeatMode::none, "repeat", false}};
     for (const auto &[mode, symbol, tinted] : cycle) {
         repeat->click();
-        QCoreApplication::processEvents();
+        EXPECT_TRUE(waitUntil([&] { return repeat->symbolName() == QLatin1String(symbol) && repeat->isTinted() == tinted; })) << symbol;
         EXPECT_EQ(model->repeatMode(), mode);
-        EXPECT_EQ(repeat->symbolName(), QString::fromLatin1(symbol));
-        EXPECT_EQ(repeat->isTinted(), tinted);
     }
     // Shuffle is on unless its mode is off: no mode requested (a song played from its row) counts
     // as on, and a click then turns it to songs.
@@ -190,13 +184,11 @@ TEST_F(PlayerViewTest, RepeatAndShuffleAreTintedWhileOn)
         {MusicShuffleMode::off, false}, {std::nullopt, true}, {MusicShuffleMode::songs, true}, {MusicShuffleMode::off, false}};
     for (const auto &[mode, tinted] : modes) {
         player.state().setShuffleMode(mode);
-        QCoreApplication::processEvents();
-        EXPECT_EQ(shuffle->isTinted(), tinted);
+        EXPECT_EVENTUALLY_EQ(shuffle->isTinted(), tinted);
     }
     shuffle->click();
-    QCoreApplication::processEvents();
+    EXPECT_EVENTUALLY_TRUE(shuffle->isTinted());
     EXPECT_TRUE(model->isShuffled());
-    EXPECT_TRUE(shuffle->isTinted());
 }
 
 TEST_F(PlayerViewTest, UpNextRemovesAndMovesEntriesOfTheRealQueue)
@@ -215,25 +207,21 @@ TEST_F(PlayerViewTest, UpNextRemovesAndMovesEntriesOfTheRealQueue)
     QListView *list = upNext->list();
     list->setCurrentIndex(upNext->model()->index(2));
     QTest::keyClick(list, Qt::Key_Delete);
-    QCoreApplication::processEvents();
+    EXPECT_EVENTUALLY_EQ(upNext->model()->rowCount(), 4);
     EXPECT_EQ(titles(player.queue().entries()), (QStringList{"s1", "s2", "s4", "s5"}));
     EXPECT_EQ(titles(model->_queue()), (QStringList{"s1", "s2", "s4", "s5"}));
-    EXPECT_EQ(upNext->model()->rowCount(), 4);
     EXPECT_EQ(list->currentIndex().row(), 2); // s4 took its place, ready for the next Delete
 
     // s5 moved before s2 plays next.
     upNext->model()->moveEntriesAt({3}, 1);
-    QCoreApplication::processEvents();
+    EXPECT_EVENTUALLY_EQ(upNext->model()->data(upNext->model()->index(1), Qt::DisplayRole).toString(), songs[5].title);
     EXPECT_EQ(titles(player.queue().entries()), (QStringList{"s1", "s5", "s2", "s4"}));
-    EXPECT_EQ(upNext->model()->data(upNext->model()->index(1), Qt::DisplayRole).toString(), songs[5].title);
     finish(model->skipToNext());
     clock.advance(0.1);
-    QCoreApplication::processEvents();
-    EXPECT_EQ(player.queue().currentEntry()->title, songs[5].title);
+    EXPECT_EVENTUALLY_EQ(player.queue().currentEntry()->title, songs[5].title);
     // A move past the last row goes to the end of the queue.
     upNext->model()->moveEntriesAt({1}, upNext->model()->rowCount());
-    QCoreApplication::processEvents();
-    EXPECT_EQ(titles(model->_queue()), (QStringList{"s5", "s4", "s2"}));
+    EXPECT_EVENTUALLY_EQ(titles(model->_queue()), (QStringList{"s5", "s4", "s2"}));
 }
 
 TEST_F(PlayerViewTest, DeleteInUpNextGoesOnRowAfterRowOnceThePlayerHasReported)
@@ -266,8 +254,7 @@ TEST_F(PlayerViewTest, UpNextKeepsItsRowsAndSelectionAcrossATrackChange)
 
     finish(model->skipToNext());
     clock.advance(0.1);
-    settle();
-    ASSERT_EQ(titles(model->_queue()), (QStringList{"s1", "s2", "s3", "s4"}));
+    ASSERT_TRUE(waitUntil([&] { return titles(model->_queue()) == QStringList{"s1", "s2", "s3", "s4"}; }));
     // The row left at the top; s3 is still the chosen row, now one higher.
     EXPECT_EQ(resets.count(), 0);
     EXPECT_TRUE(chosen.isValid());
@@ -297,7 +284,7 @@ TEST_F(PlayerViewTest, UpNextShowsTheCoverOfEveryRowOfOneAlbum)
         const QImage painted = list->viewport()->grab().toImage();
         return QColor(painted.pixel(rect.x() + 6 + 12, rect.y() + 2 + 12)) != background;
     };
-    EXPECT_TRUE(spinUntil([&] {
+    EXPECT_TRUE(waitUntil([&] {
         for (int row = 0; row < 5; ++row)
             if (!coverShown(row))
                 return false;
@@ -353,9 +340,8 @@ TEST_F(PlayerViewTest, UpNextShowsTheEmptyStateWhenNothingIsLeft)
     ASSERT_FALSE(upNext->showsEmptyState());
     upNext->list()->setCurrentIndex(upNext->model()->index(0));
     QTest::keyClick(upNext->list(), Qt::Key_Backspace);
-    QCoreApplication::processEvents();
+    EXPECT_EVENTUALLY_TRUE(upNext->showsEmptyState());
     EXPECT_TRUE(player.queue().entries().isEmpty());
-    EXPECT_TRUE(upNext->showsEmptyState());
 }
 
 TEST_F(PlayerViewTest, TrayMenuOffersThePlayerCommandsAsTheyStand)
@@ -375,8 +361,7 @@ TEST_F(PlayerViewTest, TrayMenuOffersThePlayerCommandsAsTheyStand)
     EXPECT_EQ(texts().first(), QStringLiteral("Pause"));
     dock.menu()->findChild<QAction *>(QStringLiteral("nextTrack"))->trigger();
     clock.advance(0.5);
-    QCoreApplication::processEvents();
-    EXPECT_EQ(player.queue().currentEntry()->title, songs[1].title);
+    EXPECT_EVENTUALLY_EQ(player.queue().currentEntry()->title, songs[1].title);
 }
 
 TEST_F(PlayerViewTest, ArtworkViewLoadsThroughTheCacheAndShowsAFailure)
@@ -389,7 +374,7 @@ TEST_F(PlayerViewTest, ArtworkViewLoadsThroughTheCacheAndShowsAFailure)
     artwork.setArtwork(std::nullopt, id); // no address: nothing to load
     EXPECT_EQ(artwork.state(), ArtworkView::State::unknown);
     artwork.setArtwork(QUrl::fromLocalFile(path), id);
-    ASSERT_TRUE(spinUntil([&] { return artwork.state() != ArtworkView::State::unknown; }));
+    ASSERT_TRUE(waitUntil([&] { return artwork.state() != ArtworkView::State::unknown; }));
     EXPECT_EQ(artwork.state(), ArtworkView::State::loaded);
 
     // A second view of the same key starts loaded from memory.
@@ -399,5 +384,5 @@ TEST_F(PlayerViewTest, ArtworkViewLoadsThroughTheCacheAndShowsAFailure)
 
     // Another key whose address cannot be read ends failed (at once or a little later).
     artwork.setArtwork(QUrl::fromLocalFile(directory.filePath(QStringLiteral("missing.png"))), id + QStringLiteral("-missing"));
-    EXPECT_TRUE(spinUntil([&] { return artwork.state() == ArtworkView::State::failed; }));
+    EXPECT_TRUE(waitUntil([&] { return artwork.state() == ArtworkView::State::failed; }));
 }

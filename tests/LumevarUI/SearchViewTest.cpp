@@ -47,7 +47,7 @@ protected:
         view->field()->setText(text);
         return waitForSearches(before + 1);
     }
-    bool waitForSearches(int count) { return spinUntil([&] { return int(heights.size()) >= count; }); }
+    ::testing::AssertionResult waitForSearches(int count) { return waitUntil([&] { return int(heights.size()) >= count; }); }
     QStringList sectionNames() const
     {
         QStringList names;
@@ -74,7 +74,7 @@ protected:
 TEST_F(SearchViewTest, EachKeystrokeSearchesAndTheListEndsOnTheLastText)
 {
     type(QStringLiteral("harbor"));
-    ASSERT_TRUE(spinUntil([&] { return view->previousSearches().size() == 1 && resultNames().contains(QStringLiteral("Harbor Lights")); }));
+    ASSERT_TRUE(waitUntil([&] { return view->previousSearches().size() == 1 && resultNames().contains(QStringLiteral("Harbor Lights")); }));
     settle();
     // Every keystroke started a search and cancelled the one before; at most one per keystroke
     // reached the list, and the list stands on the last text.
@@ -87,7 +87,7 @@ TEST_F(SearchViewTest, EachKeystrokeSearchesAndTheListEndsOnTheLastText)
     view->field()->setText(QStringLiteral("quiet"));
     view->field()->setText(QStringLiteral("harbor dawn"));
     // The album matches "harbor" alone: once it is gone, the list stands on "harbor dawn".
-    ASSERT_TRUE(spinUntil([&] {
+    ASSERT_TRUE(waitUntil([&] {
         return resultNames().contains(QStringLiteral("Harbor Dawn")) && !resultNames().contains(QStringLiteral("Harbor Lights"));
     }));
     settle();
@@ -129,9 +129,9 @@ TEST_F(SearchViewTest, ArrowsMoveBetweenFieldAndResultsAndReturnPlaysAndCloses)
     QTest::keyClick(field, Qt::Key_Down);
     QTest::keyClick(list, Qt::Key_Return);
     EXPECT_EQ(closes, 1);
-    ASSERT_TRUE(spinUntil([&] { return !player.queue().entries().isEmpty(); }));
+    ASSERT_TRUE(waitUntil([&] { return !player.queue().entries().isEmpty(); }));
     EXPECT_EQ(queueTitles(), (QStringList{QStringLiteral("Harbor Song"), QStringLiteral("Quiet Water")}));
-    ASSERT_TRUE(spinUntil([&] { return app->mainViewModel()._lastSavedSnapbackState().has_value(); }));
+    ASSERT_TRUE(waitUntil([&] { return app->mainViewModel()._lastSavedSnapbackState().has_value(); }));
     EXPECT_EQ(app->mainViewModel()._lastSavedSnapbackState()->selectedArtistID, QStringLiteral("ar1"));
 
     // Escape closes from the field and from the list.
@@ -158,8 +158,7 @@ TEST_F(SearchViewTest, ReopeningTakesTheFocusBackAndClearsTheHighlight)
     QTest::keyClick(view->field(), Qt::Key_Down);
     ASSERT_TRUE(view->selection());
     app->searchViewModel().activate();
-    settle();
-    EXPECT_TRUE(view->field()->hasFocus());
+    EXPECT_EVENTUALLY_TRUE(view->field()->hasFocus());
     EXPECT_FALSE(view->selection());
     EXPECT_EQ(view->searchText(), QStringLiteral("harbor"));
     // The text stands selected: typing replaces it.
@@ -173,10 +172,9 @@ TEST_F(SearchViewTest, PickerEmptiesTheListAtOnceAndTheHeightFollowsTheNewSearch
     ASSERT_TRUE(waitForSearches(1));
     service.latency = 1.0;
     QTest::keyClick(view.get(), Qt::Key_2, Qt::ControlModifier);
-    settle();
-    EXPECT_EQ(app->searchViewModel().selection(), SearchPickerSelection::catalog);
+    EXPECT_EVENTUALLY_TRUE(view->sections().isEmpty());
     EXPECT_EQ(view->picker()->selection(), SearchPickerSelection::catalog);
-    EXPECT_TRUE(view->sections().isEmpty());
+    EXPECT_EQ(app->searchViewModel().selection(), SearchPickerSelection::catalog);
     EXPECT_EQ(heights.size(), 1); // no new height until the catalog answered
     clock.advance(1.0);
     ASSERT_TRUE(waitForSearches(2));
@@ -193,9 +191,9 @@ TEST_F(SearchViewTest, PickerEmptiesTheListAtOnceAndTheHeightFollowsTheNewSearch
 TEST_F(SearchViewTest, CatalogFailuresAndOvertakenSearchesLeaveTheListAndReportNothing)
 {
     app->searchViewModel().selection.set(SearchPickerSelection::catalog);
-    settle();
+    ASSERT_TRUE(waitUntil([&] { return view->picker()->selection() == SearchPickerSelection::catalog; }));
     view->field()->setText(QStringLiteral("harbor"));
-    ASSERT_TRUE(spinUntil([&] { return !view->sections().isEmpty(); }));
+    ASSERT_TRUE(waitUntil([&] { return !view->sections().isEmpty(); }));
     const QList<SearchSection> before = view->sections();
     const int searches = int(heights.size());
 

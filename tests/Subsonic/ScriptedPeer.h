@@ -1,27 +1,21 @@
 #pragma once
-// A loopback HTTP peer for the Subsonic wire tests: each request's path and query go to a script
-// that returns the exact bytes of the answer (status line, headers and body), or nothing to leave
-// the connection silent. It counts requests.
+// A Subsonic server as the wire tests script it: each request's path and query go to a script that
+// returns the exact bytes of the answer (status line, headers and body), or nothing to leave the
+// connection silent. A layer over the loopback HTTP server, with the Subsonic answers' shapes.
 
-#include <QHash>
-#include <QObject>
-#include <QTcpServer>
-#include <QUrl>
+#include "TestKit/LoopbackHttpServer.h"
+
 #include <QUrlQuery>
-#include <functional>
-#include <optional>
 
-class QTcpSocket;
-
-class ScriptedPeer : public QObject {
+class ScriptedPeer {
 public:
     using Script = std::function<std::optional<QByteArray>(const QString &path, const QUrlQuery &query)>;
 
     explicit ScriptedPeer(Script script);
 
-    QUrl root() const;
-    int requests() const { return m_requests; }
-    QList<QUrlQuery> queries() const { return m_queries; }
+    QUrl root() const { return m_server.root(); }
+    int requests() const { return int(m_server.requests().size()); }
+    QList<QUrlQuery> queries() const;
 
     // A 200 answer with a JSON body.
     static QByteArray json(const QByteArray &body);
@@ -30,11 +24,5 @@ public:
     static QByteArray failed(int code, const QByteArray &message);
 
 private:
-    void read(QTcpSocket *socket);
-
-    Script m_script;
-    QTcpServer m_server;
-    QHash<QTcpSocket *, QByteArray> m_received;
-    QList<QUrlQuery> m_queries;
-    int m_requests = 0;
+    LoopbackHttpServer m_server;
 };

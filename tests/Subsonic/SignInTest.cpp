@@ -15,9 +15,9 @@
 #include "Support/Log.h"
 #include "Support/UserDefaults.h"
 #include "TestKit/AsyncTest.h"
+#include "TestKit/Waits.h"
 
 #include <QApplication>
-#include <QEventLoop>
 #include <QFile>
 #include <QLineEdit>
 #include <QPushButton>
@@ -33,21 +33,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-bool waitUntil(const std::function<bool()> &condition, int deadlineMs = 20000)
-{
-    QEventLoop loop;
-    QTimer poll;
-    QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
-        if (condition())
-            loop.quit();
-    });
-    poll.start(5);
-    QTimer::singleShot(deadlineMs, &loop, &QEventLoop::quit);
-    if (!condition())
-        loop.exec();
-    return condition();
-}
 
 void forgetSource()
 {
@@ -134,21 +119,6 @@ bool loggedAnError(const QString &words)
     return false;
 }
 
-// One supysonic for the whole program: starting one costs seconds.
-SupysonicServer *realServer(QString *why)
-{
-    static QTemporaryDir music;
-    static SupysonicServer server;
-    static QString failure = [] {
-        if (QString missing = SupysonicServer::missingReason(); !missing.isEmpty())
-            return missing;
-        QString error;
-        return server.start(music.path(), &error) ? QString() : error;
-    }();
-    *why = failure;
-    return failure.isEmpty() ? &server : nullptr;
-}
-
 class SignIn : public ::testing::Test {
 protected:
     void SetUp() override { forgetSource(); }
@@ -160,7 +130,7 @@ protected:
 TEST_F(SignIn, ARealServerRefusesAWrongPasswordThenTakesTheRightOneWhichReachesTheKeyringAndNotTheSettings)
 {
     QString why;
-    SupysonicServer *server = realServer(&why);
+    SupysonicServer *server = SupysonicServer::shared(&why);
     if (!server)
         GTEST_SKIP() << "No Subsonic server to test against: " << why.toStdString();
     FakeKeyring keyring;
@@ -199,7 +169,7 @@ TEST_F(SignIn, ARealServerRefusesAWrongPasswordThenTakesTheRightOneWhichReachesT
 TEST_F(SignIn, TheRunningServiceOfTheSameAccountTakesTheCheckedPasswordLiveAndAnotherAccountDoesNot)
 {
     QString why;
-    SupysonicServer *server = realServer(&why);
+    SupysonicServer *server = SupysonicServer::shared(&why);
     if (!server)
         GTEST_SKIP() << "No Subsonic server to test against: " << why.toStdString();
     // The launch's service, refused for a stale password.

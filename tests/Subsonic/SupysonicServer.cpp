@@ -18,6 +18,22 @@ QString SupysonicServer::missingReason()
 
 SupysonicServer::~SupysonicServer() { stop(); }
 
+SupysonicServer *SupysonicServer::shared(QString *why, const Fill &fill)
+{
+    static QTemporaryDir music;
+    static SupysonicServer server;
+    static const QString failure = [&] {
+        if (QString missing = missingReason(); !missing.isEmpty())
+            return missing;
+        QString error;
+        if (fill && !fill(music.path(), &error))
+            return error.isEmpty() ? QStringLiteral("could not prepare the music folder") : error;
+        return server.start(music.path(), &error) ? QString() : error;
+    }();
+    *why = failure;
+    return failure.isEmpty() ? &server : nullptr;
+}
+
 QUrl SupysonicServer::root() const { return QUrl(QStringLiteral("http://127.0.0.1:%1").arg(m_port)); }
 
 bool SupysonicServer::cli(const QStringList &arguments, QString *error)
@@ -34,6 +50,7 @@ bool SupysonicServer::cli(const QStringList &arguments, QString *error)
 
 bool SupysonicServer::start(const QString &musicFolder, QString *error)
 {
+    m_musicFolder = musicFolder;
     if (!m_dir.isValid()) {
         *error = QStringLiteral("no temporary folder");
         return false;

@@ -7,6 +7,7 @@
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QUrl>
+#include <functional>
 
 class SupysonicServer {
 public:
@@ -15,6 +16,12 @@ public:
 
     // Why no server can be started here (supysonic not installed), or empty.
     static QString missingReason();
+
+    // The program's one server (starting one costs seconds), started at the first call over a
+    // music folder of its own that fill prepares (empty without it). nullptr when none runs here,
+    // with why saying why.
+    using Fill = std::function<bool(const QString &folder, QString *error)>;
+    static SupysonicServer *shared(QString *why, const Fill &fill = {});
 
     ~SupysonicServer();
 
@@ -26,6 +33,7 @@ public:
     void stop();
     bool isRunning() const { return m_server.state() == QProcess::Running; }
     QUrl root() const;
+    const QString &musicFolder() const { return m_musicFolder; }
 
 private:
     bool cli(const QStringList &arguments, QString *error);
@@ -34,4 +42,5 @@ private:
     QTemporaryDir m_dir;
     QProcess m_server;
     quint16 m_port = 0;
+    QString m_musicFolder;
 };

@@ -12,17 +12,16 @@
 #include "Platform/Subsonic/SubsonicService.h"
 #include "Support/Error.h"
 #include "TestKit/AsyncTest.h"
+#include "TestKit/Waits.h"
 
 #include <QCoroNetworkReply>
 #include <QDir>
 #include <QDirIterator>
-#include <QEventLoop>
 #include <QFile>
 #include <QImage>
 #include <QJsonArray>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
-#include <QTimer>
 #include <clocale>
 #include <functional>
 #include <gtest/gtest.h>
@@ -30,8 +29,7 @@
 namespace {
 
 struct Shared {
-    QTemporaryDir music;
-    SupysonicServer server;
+    SupysonicServer *server = nullptr;
     QString failure;
     QList<QString> playlistOrder; // the song ids of the test playlist, in its order
 };
@@ -62,22 +60,7 @@ bool copyFolder(const QString &from, const QString &to)
 
 SubsonicAccount account(QString password = SupysonicServer::password)
 {
-    return SubsonicAccount{shared->server.root(), SupysonicServer::user, std::move(password), {}};
-}
-
-bool waitUntil(const std::function<bool()> &condition, int deadlineMs)
-{
-    QEventLoop loop;
-    QTimer poll;
-    QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
-        if (condition())
-            loop.quit();
-    });
-    poll.start(10);
-    QTimer::singleShot(deadlineMs, &loop, &QEventLoop::quit);
-    if (!condition())
-        loop.exec();
-    return condition();
+    return SubsonicAccount{shared->server->root(), SupysonicServer::user, std::move(password), {}};
 }
 
 // A method's answer as the server gives it.
@@ -105,12 +88,12 @@ public:
         shared = new Shared;
         if (!SupysonicServer::missingReason().isEmpty())
             return;
-        QString error;
-        const QString library = demoLibrary(&error);
-        if (library.isEmpty() || !copyFolder(library, shared->music.path()) || !shared->server.start(shared->music.path(), &error)) {
-            shared->failure = error.isEmpty() ? QStringLiteral("could not prepare the music folder") : error;
+        shared->server = SupysonicServer::shared(&shared->failure, [](const QString &folder, QString *error) {
+            const QString library = demoLibrary(error);
+            return !library.isEmpty() && copyFolder(library, folder);
+        });
+        if (!shared->server)
             return;
-        }
         // Supysonic reads no playlist files: one is made through the API, in an order of its own.
         SubsonicService service(account());
         try {
@@ -119,7 +102,7 @@ public:
                                                             {QStringLiteral("size"), QStringLiteral("3")}})));
             QUrlQuery create = queryOf({{QStringLiteral("name"), QStringLiteral("Road Trip")}});
             for (const QJsonValue &album : SubsonicItems::list(albums.value(QStringLiteral("albumList2")).toObject(), QStringLiteral("album"))) {
-                const QList<Song> songs = runTask(service.tracks(SubsonicItems::album(album.toObject(), shared->server.root())));
+                const QList<Song> songs = runTask(service.tracks(SubsonicItems::album(album.toObject(), shared->server->root())));
                 // Last track first, so that the order is the playlist's own.
                 for (qsizetype i = songs.size() - 1; i >= 0 && i >= songs.size() - 2; --i) {
                     create.addQueryItem(QStringLiteral("songId"), songs[i].id.rawValue());
@@ -144,7 +127,7 @@ protected:
         if (const QString missing = SupysonicServer::missingReason(); !missing.isEmpty())
             GTEST_SKIP() << "No Subsonic server to test against: " << missing.toStdString();
         ASSERT_TRUE(shared->failure.isEmpty()) << shared->failure.toStdString();
-        ASSERT_TRUE(shared->server.isRunning());
+        ASSERT_TRUE(shared->server && shared->server->isRunning());
         ASSERT_TRUE(dir.isValid());
         database = std::make_unique<LocalDatabase>(dir.filePath(QStringLiteral("local.db")));
         runTask(database->open());
@@ -310,7 +293,7 @@ TEST_F(Supysonic, ASongStreamsThroughMpvsNullOutputAndItsPositionAdvances)
     QObject::connect(&engine, &AudioEngine::failed, [&](const QString &message) { failure = message; });
     engine.load(url);
     engine.play();
-    EXPECT_TRUE(waitUntil([&] { return engine.position() > 0.2 || !failure.isEmpty(); }, 15000));
+    EXPECT_TRUE(waitUntil([&] { return engine.position() > 0.2 || !failure.isEmpty(); }, "the first position of playback", 15000));
     EXPECT_TRUE(failure.isEmpty()) << failure.toStdString();
     EXPECT_GT(engine.position(), 0.2);
     engine.stop();
@@ -331,12 +314,12 @@ TEST_F(Supysonic, AFileAddedOnTheServerAppearsAfterUpdateLibrary)
     const std::optional<QString> revision = runTask(service->libraryRevision());
 
     // A copy of one file under a new name is one more song to the server.
-    QDirIterator files(shared->music.path(), {QStringLiteral("*.flac")}, QDir::Files, QDirIterator::Subdirectories);
+    QDirIterator files(shared->server->musicFolder(), {QStringLiteral("*.flac")}, QDir::Files, QDirIterator::Subdirectories);
     ASSERT_TRUE(files.hasNext());
     const QString original = files.next();
     ASSERT_TRUE(QFile::copy(original, QFileInfo(original).absolutePath() + QStringLiteral("/99 Bonus Take.flac")));
     QString error;
-    ASSERT_TRUE(shared->server.scan(&error)) << error.toStdString();
+    ASSERT_TRUE(shared->server->scan(&error)) << error.toStdString();
 
     EXPECT_NE(runTask(service->libraryRevision()), revision);
     runTask(service->readLibraryAgain());
@@ -351,7 +334,7 @@ TEST_F(Supysonic, WithTheServerStoppedTheMirrorStaysBrowsableAndPlayingSaysItCan
     const QList<LocalSong> mirrored = runTask(database->allLibrarySongs({LocalSong::SortKey::title}));
     const qsizetype albums = runTask(database->allAlbums({LocalAlbum::SortKey::title})).size();
     ASSERT_FALSE(mirrored.isEmpty());
-    shared->server.stop();
+    shared->server->stop();
     runTask(service->readLibraryAgain());
 
     try {

@@ -62,7 +62,7 @@ protected:
     {
         QStringList types;
         for (const auto &request : m_server.requests())
-            for (const auto &record : request.records())
+            for (const auto &record : request.json().array())
                 types.append(record.toObject().value(QLatin1String("type")).toString());
         return types;
     }
@@ -97,7 +97,7 @@ TEST_F(ConsentTest, switchingOnStartsAtOnceAndTheApplicationsSignalsGoOut)
     const QStringList types = typesReceived();
     EXPECT_TRUE(types.contains(QStringLiteral("TelemetryDeck.Session.started"))) << types.join(u',').toStdString();
     EXPECT_TRUE(types.contains(QStringLiteral("snap_back")));
-    const auto records = m_server.requests().first().records();
+    const auto records = m_server.requests().first().json().array();
     const auto error = std::find_if(records.begin(), records.end(), [](const QJsonValue &record) {
         return record.toObject().value(QLatin1String("type")).toString() == QLatin1String("TelemetryDeck.Error.occurred");
     });

@@ -34,7 +34,7 @@ protected:
     QStringList typesOf(qsizetype request)
     {
         QStringList types;
-        for (const auto &record : m_server.requests().at(request).records())
+        for (const auto &record : m_server.requests().at(request).json().array())
             types.append(record.toObject().value(QLatin1String("type")).toString());
         return types;
     }
@@ -50,9 +50,9 @@ TEST_F(QueueTest, aLongQueueLeavesOneBatchOfAHundredPerTick)
     tickUntilRequests(2);
     tickUntilRequests(3);
     ASSERT_EQ(m_server.requests().size(), 3);
-    EXPECT_EQ(m_server.requests()[0].records().size(), 100);
-    EXPECT_EQ(m_server.requests()[1].records().size(), 100);
-    EXPECT_EQ(m_server.requests()[2].records().size(), 50);
+    EXPECT_EQ(m_server.requests()[0].json().array().size(), 100);
+    EXPECT_EQ(m_server.requests()[1].json().array().size(), 100);
+    EXPECT_EQ(m_server.requests()[2].json().array().size(), 50);
     EXPECT_EQ(typesOf(0).first(), QStringLiteral("s0"));
     EXPECT_EQ(typesOf(2).last(), QStringLiteral("s249"));
     // An empty queue sends nothing.

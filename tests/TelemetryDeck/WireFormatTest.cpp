@@ -43,7 +43,7 @@ TEST_F(WireFormatTest, aBatchArrivesAsTheServiceReadsIt)
     EXPECT_EQ(request.method, "POST");
     EXPECT_EQ(request.path, QStringLiteral("/v2/"));
     EXPECT_EQ(request.headers.value("content-type"), "application/json");
-    const QJsonArray records = request.records();
+    const QJsonArray records = request.json().array();
     ASSERT_EQ(records.size(), 2);
     const QJsonObject first = records[0].toObject(), second = records[1].toObject();
     EXPECT_EQ(first.value(QLatin1String("type")).toString(), QStringLiteral("snap_back"));
@@ -107,7 +107,7 @@ TEST_F(WireFormatTest, signalsLeftAtQuitAreTheNextRunsFirstRequest)
     startQuiet();
     ASSERT_TRUE(m_server.waitForRequests(1));
     EXPECT_FALSE(QFile::exists(cacheFile()));
-    const QJsonArray sent = m_server.requests().first().records();
+    const QJsonArray sent = m_server.requests().first().json().array();
     ASSERT_EQ(sent.size(), 2);
     EXPECT_EQ(sent[0].toObject().value(QLatin1String("type")).toString(), QStringLiteral("snap_back"));
     EXPECT_EQ(sent[1].toObject().value(QLatin1String("floatValue")).toDouble(), 2.5);

@@ -1,17 +1,40 @@
 #include "TestKit/LoopbackHttpServer.h"
 
+#include <QEventLoop>
+#include <QJsonDocument>
 #include <QTcpSocket>
+#include <QTimer>
 
-LoopbackHttpServer::LoopbackHttpServer()
+QByteArray LoopbackHttpServer::Response::bytes() const
 {
+    return "HTTP/1.1 " + QByteArray::number(status) + " Canned\r\nContent-Type: " + contentType +
+           "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
+}
+
+QUrl LoopbackHttpServer::Request::url() const { return QUrl(QStringLiteral("http://127.0.0.1") + path); }
+
+QJsonDocument LoopbackHttpServer::Request::json() const { return QJsonDocument::fromJson(body); }
+
+LoopbackHttpServer::LoopbackHttpServer() : LoopbackHttpServer(Handler()) {}
+
+LoopbackHttpServer::LoopbackHttpServer(Handler handler) : m_handler(std::move(handler))
+{
+    if (!m_handler)
+        m_handler = [this](const Request &request) { return cannedAnswer(request); };
     m_server.listen(QHostAddress::LocalHost);
     connect(&m_server, &QTcpServer::newConnection, this, [this] {
         while (QTcpSocket *socket = m_server.nextPendingConnection()) {
             socket->setParent(this);
-            connect(socket, &QTcpSocket::readyRead, this, [this, socket] { answer(socket); });
+            connect(socket, &QTcpSocket::readyRead, this, [this, socket] { read(socket); });
+            connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
+                m_received.remove(socket);
+                socket->deleteLater();
+            });
         }
     });
 }
+
+QUrl LoopbackHttpServer::root() const { return QUrl(QStringLiteral("http://127.0.0.1:%1").arg(m_server.serverPort())); }
 
 QUrl LoopbackHttpServer::url(const QString &path) const
 {
@@ -23,7 +46,40 @@ void LoopbackHttpServer::setResponse(const QString &path, Response response)
     m_responses.insert(path, std::move(response));
 }
 
-void LoopbackHttpServer::answer(QTcpSocket *socket)
+bool LoopbackHttpServer::waitForRequests(qsizetype count, int limitMs)
+{
+    if (m_requests.size() >= count)
+        return true;
+    QEventLoop loop;
+    QTimer::singleShot(limitMs, &loop, &QEventLoop::quit);
+    const QMetaObject::Connection counting = connect(this, &LoopbackHttpServer::requestReceived, &loop, [&] {
+        if (m_requests.size() >= count)
+            loop.quit();
+    });
+    loop.exec();
+    disconnect(counting);
+    return m_requests.size() >= count;
+}
+
+QUrl LoopbackHttpServer::refusingURL()
+{
+    // A port the system just handed out and took back: nothing else binds it this soon.
+    QTcpServer closed;
+    closed.listen(QHostAddress::LocalHost);
+    const quint16 port = closed.serverPort();
+    closed.close();
+    return QUrl(QStringLiteral("http://127.0.0.1:%1").arg(port));
+}
+
+std::optional<QByteArray> LoopbackHttpServer::cannedAnswer(const Request &request) const
+{
+    const Response response = m_responses.value(request.path, Response{404, "<html>not found</html>", "text/html"});
+    if (response.neverAnswer)
+        return std::nullopt;
+    return response.bytes();
+}
+
+void LoopbackHttpServer::read(QTcpSocket *socket)
 {
     QByteArray &received = m_received[socket];
     received += socket->readAll();
@@ -32,7 +88,6 @@ void LoopbackHttpServer::answer(QTcpSocket *socket)
         return;
     Request request;
     const QList<QByteArray> lines = received.left(headEnd).split('\n');
-    const QList<QByteArray> requestLine = lines.value(0).trimmed().split(' ');
     for (qsizetype i = 1; i < lines.size(); ++i) {
         const qsizetype colon = lines[i].indexOf(':');
         if (colon > 0)
@@ -41,21 +96,17 @@ void LoopbackHttpServer::answer(QTcpSocket *socket)
     const qsizetype bodyLength = request.headers.value("content-length").toLongLong();
     if (received.size() - (headEnd + 4) < bodyLength)
         return; // the body is still on its way
+    const QList<QByteArray> requestLine = lines.value(0).trimmed().split(' ');
     request.method = requestLine.value(0);
+    request.path = QString::fromUtf8(requestLine.value(1));
     request.body = received.mid(headEnd + 4, bodyLength);
     m_received.remove(socket);
-    const QString path = requestLine.size() > 1 ? QString::fromUtf8(requestLine[1]) : QString();
-    request.path = path;
     m_requests.append(request);
-    ++m_counts[path];
-    const Response response = m_responses.value(path, Response{404, "<html>not found</html>", "text/html"});
-    if (response.neverAnswer)
+    ++m_counts[request.path];
+    const std::optional<QByteArray> answer = m_handler(m_requests.constLast());
+    Q_EMIT requestReceived();
+    if (!answer)
         return;
-    QByteArray reply = "HTTP/1.1 " + QByteArray::number(response.status) + " Canned\r\n";
-    reply += "Content-Type: " + response.contentType + "\r\n";
-    reply += "Content-Length: " + QByteArray::number(response.body.size()) + "\r\n";
-    reply += "Connection: close\r\n\r\n";
-    reply += response.body;
-    socket->write(reply);
+    socket->write(*answer);
     socket->disconnectFromHost();
 }

@@ -49,7 +49,7 @@ TEST(AppLaunchTest, theFirstSessionIsSentAndTheQueueSavedAtQuit)
 
     // The first tick comes 10 seconds after launch.
     ASSERT_TRUE(QTest::qWaitFor([&] { return !server.requests().isEmpty(); }, 30000));
-    const QJsonArray records = server.requests().first().records();
+    const QJsonArray records = server.requests().first().json().array();
     const auto started = std::find_if(records.begin(), records.end(), [](const QJsonValue &record) {
         return record.toObject().value(QLatin1String("type")).toString() == QLatin1String("TelemetryDeck.Session.started");
     });

@@ -11,6 +11,7 @@
 #include "Platform/Music/MpvAudioEngine.h"
 #include "Platform/Subsonic/SubsonicService.h"
 #include "Common/BenchMain.h"
+#include "Support/WaitForTask.h"
 
 #include <QCoreApplication>
 #include <QCoroNetworkReply>
@@ -193,31 +194,11 @@ Fixture &fixture()
     return *instance;
 }
 
+// A task run to its end from the benchmark's loop; what it throws is rethrown.
 template <typename T>
 T run(QCoro::Task<T> task)
 {
-    QEventLoop loop;
-    std::optional<T> result;
-    [](QCoro::Task<T> task, std::optional<T> &result, QEventLoop &loop) -> QCoro::Task<void> {
-        result.emplace(co_await std::move(task));
-        loop.quit();
-    }(std::move(task), result, loop);
-    if (!result)
-        loop.exec();
-    return std::move(*result);
-}
-
-void run(QCoro::Task<void> task)
-{
-    QEventLoop loop;
-    bool done = false;
-    [](QCoro::Task<void> task, bool &done, QEventLoop &loop) -> QCoro::Task<void> {
-        co_await std::move(task);
-        done = true;
-        loop.quit();
-    }(std::move(task), done, loop);
-    if (!done)
-        loop.exec();
+    return waitForTask(std::move(task));
 }
 
 QCoro::Task<int> syncOnce(QUrl root, int *requests)

@@ -438,31 +438,31 @@ bool repeatsLastPage(const QList<T> &page, const QList<T> &listed, qsizetype las
 
 } // namespace
 
-QCoro::Task<LibraryPage<Playlist>> SubsonicService::libraryPlaylists(int offset, int limit)
+template <typename T>
+QCoro::Task<LibraryPage<T>> SubsonicService::listedPage(std::shared_ptr<Pending<T>> Listing::*list,
+                                                        void (SubsonicService::*start)(const std::shared_ptr<Listing> &), int offset,
+                                                        int limit)
 {
     const std::shared_ptr<Listing> listed = listing();
-    startPlaylists(listed);
-    const std::shared_ptr<Pending<Playlist>> pending = listed->playlists;
-    co_await ended(listed->playlists, pending, QPointer<QObject>(this));
+    (this->*start)(listed);
+    const std::shared_ptr<Pending<T>> pending = (*listed).*list;
+    co_await ended((*listed).*list, pending, QPointer<QObject>(this));
     co_return pageOf(pending->items, offset, limit);
+}
+
+QCoro::Task<LibraryPage<Playlist>> SubsonicService::libraryPlaylists(int offset, int limit)
+{
+    return listedPage(&Listing::playlists, &SubsonicService::startPlaylists, offset, limit);
 }
 
 QCoro::Task<LibraryPage<Album>> SubsonicService::libraryAlbums(int offset, int limit)
 {
-    const std::shared_ptr<Listing> listed = listing();
-    startAlbums(listed);
-    const std::shared_ptr<Pending<Album>> pending = listed->albums;
-    co_await ended(listed->albums, pending, QPointer<QObject>(this));
-    co_return pageOf(pending->items, offset, limit);
+    return listedPage(&Listing::albums, &SubsonicService::startAlbums, offset, limit);
 }
 
 QCoro::Task<LibraryPage<Artist>> SubsonicService::libraryArtists(int offset, int limit)
 {
-    const std::shared_ptr<Listing> listed = listing();
-    startArtists(listed);
-    const std::shared_ptr<Pending<Artist>> pending = listed->artists;
-    co_await ended(listed->artists, pending, QPointer<QObject>(this));
-    co_return pageOf(pending->items, offset, limit);
+    return listedPage(&Listing::artists, &SubsonicService::startArtists, offset, limit);
 }
 
 QCoro::Task<void> SubsonicService::listPlaylists(std::shared_ptr<Listing> listed, std::shared_ptr<Pending<Playlist>> pending)

@@ -104,6 +104,10 @@ private:
     // The listing and its lists, each fetched once in the background and awaited by any caller.
     std::shared_ptr<Listing> listing();
     void startPlaylists(const std::shared_ptr<Listing> &listed);
+    // A page of one of the listing's lists once start has fetched it whole.
+    template <typename T>
+    QCoro::Task<LibraryPage<T>> listedPage(std::shared_ptr<Pending<T>> Listing::*list,
+                                           void (SubsonicService::*start)(const std::shared_ptr<Listing> &), int offset, int limit);
     void startAlbums(const std::shared_ptr<Listing> &listed);
     void startArtists(const std::shared_ptr<Listing> &listed);
     void startSongs(const std::shared_ptr<Listing> &listed);

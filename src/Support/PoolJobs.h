@@ -107,27 +107,23 @@ void forEachOnPool(QThreadPool &pool, qsizetype count, Fn fn)
                 fn(i);
         }
     };
+    // One thread's part of the loop; a failure stops the others at their next block.
+    const auto share = [work, count](PoolJobsDetail::ForEach &state) -> std::exception_ptr {
+        try {
+            work(state);
+            return {};
+        } catch (...) {
+            state.next.store(count);
+            return std::current_exception();
+        }
+    };
     for (qsizetype h = 0; h < helperCount; ++h) {
-        startOnPool(pool, [shared, work, count] {
-            if (!shared->join())
-                return;
-            std::exception_ptr failure;
-            try {
-                work(*shared);
-            } catch (...) {
-                failure = std::current_exception();
-                shared->next.store(count); // the others stop at their next block
-            }
-            shared->leave(failure);
+        startOnPool(pool, [shared, share] {
+            if (shared->join())
+                shared->leave(share(*shared));
         });
     }
-    std::exception_ptr failure;
-    try {
-        work(*shared);
-    } catch (...) {
-        failure = std::current_exception();
-        shared->next.store(count); // the helpers stop at their next block
-    }
+    std::exception_ptr failure = share(*shared);
     shared->finish();
     if (!failure)
         failure = shared->error;

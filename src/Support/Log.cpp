@@ -91,33 +91,18 @@ QString withoutCredentials(const QString &text)
     return cleaned;
 }
 
-bool isEnabled(const QLoggingCategory &category, Level level)
-{
-    switch (level) {
-    case Level::debug:
-        return category.isDebugEnabled();
-    case Level::info:
-    case Level::defaultLevel:
-        return category.isInfoEnabled();
-    case Level::error:
-        return true;
-    }
-    return true;
-}
-
-void write(const QLoggingCategory &category, Level level, const QString &rawMessage, const Pattern &where)
+void write(const QLoggingCategory &category, Level level, const QString &rawMessage)
 {
     const QString message = withoutCredentials(rawMessage);
-    const QMessageLogger logger(where.file, where.line, where.function, category.categoryName());
     switch (level) {
     case Level::debug:
         if (category.isDebugEnabled())
-            logger.debug().noquote() << message;
+            QMessageLogger(nullptr, 0, nullptr, category.categoryName()).debug().noquote() << message;
         break;
     case Level::info:
     case Level::defaultLevel:
         if (category.isInfoEnabled())
-            logger.info().noquote() << message;
+            QMessageLogger(nullptr, 0, nullptr, category.categoryName()).info().noquote() << message;
         break;
     case Level::error:
         // Kept directly: the store must see errors even when the category is filtered out.
@@ -125,7 +110,7 @@ void write(const QLoggingCategory &category, Level level, const QString &rawMess
                                    QString::fromUtf8(category.categoryName()).section(u'.', -1), level, message});
         if (category.isCriticalEnabled()) {
             writingOwnLine = true;
-            logger.critical().noquote() << message;
+            QMessageLogger(nullptr, 0, nullptr, category.categoryName()).critical().noquote() << message;
             writingOwnLine = false;
         }
         break;
@@ -143,30 +128,21 @@ LogStore &LogStore::shared()
 void LogStore::append(Entry entry)
 {
     QMutexLocker lock(&m_mutex);
-    if (m_entries.size() < capacity) {
-        m_entries.append(std::move(entry));
-        return;
-    }
-    // Full: the oldest entry sits at m_oldest; the new one takes its place.
-    m_entries[m_oldest] = std::move(entry);
-    m_oldest = (m_oldest + 1) % capacity;
+    m_entries.append(std::move(entry));
+    if (m_entries.size() > capacity)
+        m_entries.remove(0, m_entries.size() - capacity);
 }
 
 QList<LogStore::Entry> LogStore::entries() const
 {
     QMutexLocker lock(&m_mutex);
-    QList<Entry> ordered;
-    ordered.reserve(m_entries.size());
-    for (qsizetype i = 0; i < m_entries.size(); ++i)
-        ordered.append(m_entries[(m_oldest + i) % m_entries.size()]);
-    return ordered;
+    return m_entries;
 }
 
 void LogStore::clear()
 {
     QMutexLocker lock(&m_mutex);
     m_entries.clear();
-    m_oldest = 0;
 }
 
 static void storingMessageHandler(QtMsgType type, const QMessageLogContext &context, const QString &message)

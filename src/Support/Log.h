@@ -49,36 +49,11 @@ QString format(const char *pattern, const QStringList &arguments, const QList<do
 // a password; texts shown to the user go through it too.
 QString withoutCredentials(const QString &text);
 
-// Where a line was written, taken at the call site: Qt's message handlers get the file, line and
-// function of the Log:: call rather than of this header.
-struct Pattern {
-    Pattern(const char *text, const char *file = __builtin_FILE(), int line = __builtin_LINE(),
-            const char *function = __builtin_FUNCTION())
-        : text(text), file(file), line(line), function(function)
-    {
-    }
-    const char *text;
-    const char *file;
-    int line;
-    const char *function;
-};
+void write(const QLoggingCategory &category, Level level, const QString &message);
 
-// Whether a line of this level in this category is written anywhere. Error lines always are:
-// LogStore keeps them for the feedback form even when the category is filtered out.
-bool isEnabled(const QLoggingCategory &category, Level level);
-
-void write(const QLoggingCategory &category, Level level, const QString &message, const Pattern &where);
-inline void write(const QLoggingCategory &category, Level level, const QString &message)
-{
-    write(category, level, message, Pattern(nullptr, nullptr, 0, nullptr));
-}
-
-// A line whose level the category filters out returns before any argument is turned into text.
 template <typename... Args>
-void line(const QLoggingCategory &category, Level level, const Pattern &pattern, const Args &...args)
+void line(const QLoggingCategory &category, Level level, const char *pattern, const Args &...args)
 {
-    if (!isEnabled(category, level))
-        return;
     QList<double> numbers;
     [[maybe_unused]] auto number = [&numbers](const auto &value) {
         if constexpr (std::is_arithmetic_v<std::decay_t<decltype(value)>>)
@@ -87,17 +62,17 @@ void line(const QLoggingCategory &category, Level level, const Pattern &pattern,
             numbers.append(qQNaN());
     };
     (number(args), ...);
-    write(category, level, format(pattern.text, QStringList{text(args)...}, numbers), pattern);
+    write(category, level, format(pattern, QStringList{text(args)...}, numbers));
 }
 
 template <typename... Args>
-void debug(const QLoggingCategory &c, Pattern p, const Args &...a) { line(c, Level::debug, p, a...); }
+void debug(const QLoggingCategory &c, const char *p, const Args &...a) { line(c, Level::debug, p, a...); }
 template <typename... Args>
-void info(const QLoggingCategory &c, Pattern p, const Args &...a) { line(c, Level::info, p, a...); }
+void info(const QLoggingCategory &c, const char *p, const Args &...a) { line(c, Level::info, p, a...); }
 template <typename... Args>
-void notice(const QLoggingCategory &c, Pattern p, const Args &...a) { line(c, Level::defaultLevel, p, a...); }
+void notice(const QLoggingCategory &c, const char *p, const Args &...a) { line(c, Level::defaultLevel, p, a...); }
 template <typename... Args>
-void error(const QLoggingCategory &c, Pattern p, const Args &...a) { line(c, Level::error, p, a...); }
+void error(const QLoggingCategory &c, const char *p, const Args &...a) { line(c, Level::error, p, a...); }
 
 } // namespace Log
 
@@ -126,7 +101,5 @@ public:
 
 private:
     mutable QMutex m_mutex;
-    // A ring of at most `capacity` entries: once full, each new entry overwrites the oldest.
     QList<Entry> m_entries;
-    qsizetype m_oldest = 0;
 };

@@ -38,7 +38,8 @@ function(lumevar_test name)
   if(ARG_REALTIME)
     set(labels LABELS realtime)
   endif()
-  # The labels come first: the discovery passes the properties on as one flat list.
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-    PROPERTIES ${labels} ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8" TIMEOUT 60)
+  # The discovery passes the properties on as one flat list, so no value may hold a semicolon (an
+  # ENVIRONMENT of two variables swallowed the TIMEOUT after it). TestMain sets the offscreen
+  # platform itself.
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES ${labels} TIMEOUT 60)
 endfunction()

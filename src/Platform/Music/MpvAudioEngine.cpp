@@ -7,7 +7,6 @@
 #include "Support/WorkerPools.h"
 
 #include <QByteArray>
-#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QMetaObject>
 #include <QPointer>
@@ -206,21 +205,14 @@ void MpvAudioEngine::start()
                 handOff->finished = true;
                 handle = nullptr;
                 handOff->finishedChanged.notify_all();
+                // Queued by name while the lock is held, so the engine cannot go meanwhile (its
+                // destructor takes the lock, and a destroyed object's queued calls are dropped);
+                // a queued functor would be a hand-over inside Qt that a thread sanitizer cannot see.
+                QMetaObject::invokeMethod(handOff->engine, "takeStartedPlayer", Qt::QueuedConnection);
             }
         }
-        if (handle) {
+        if (handle)
             MpvClient::shared()->terminate_destroy(handle);
-            return;
-        }
-        // On the main thread, where the engine is destroyed: it is either still there or has
-        // cleared engine (and ended the player) before this runs.
-        QMetaObject::invokeMethod(
-            QCoreApplication::instance(),
-            [handOff] {
-                if (MpvAudioEngine *engine = handOff->engine)
-                    engine->takeStartedPlayer();
-            },
-            Qt::QueuedConnection);
     });
 }
 

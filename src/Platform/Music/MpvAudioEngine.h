@@ -55,7 +55,7 @@ private:
     // Loads libmpv and starts the player on a worker thread, once; started() takes the result.
     void start();
     // Takes the player a finished start made, on the main thread; started() sets it up.
-    void takeStartedPlayer();
+    Q_INVOKABLE void takeStartedPlayer();
     void started(mpv_handle *handle);
     // Opens the file of the current load in the running player.
     void loadFile();

@@ -6,6 +6,7 @@
 #include "Lumevar/Library/CollectionViewModel.h"
 #include "Lumevar/Library/RecommendationViewModels.h"
 #include "Lumevar/Library/SongListViewModels.h"
+#include "Lumevar/Navigator/CollectionListModel.h"
 #include "LumevarCore/SyncEngine.h"
 #include "Support/UserDefaults.h"
 #include "TestKit/AsyncTest.h"
@@ -299,13 +300,14 @@ TEST_F(LibraryModelsTest, SortKeysFallBackAsStored)
 
 TEST_F(LibraryModelsTest, SongRowsAndTopLevelSongSync)
 {
-    DetailSongsViewModel detail(*model);
-    EXPECT_TRUE(detail.songSelections().isEmpty());
-    model->_detailSongs.set(localSongs(1));
-    ASSERT_EQ(detail.songSelections().size(), 2); // Play and the song, no Shuffle
-    EXPECT_EQ(detail.songSelections()[0].id(), QStringLiteral("play"));
-    model->_detailSongs.set(localSongs(2));
-    EXPECT_EQ(detail.songSelections()[1].id(), QStringLiteral("shuffle"));
+    // The rows a song list shows: none for no songs, Play, Shuffle from two songs on, the songs.
+    SongRowsModel rows{[](TableCellContent &, const LocalSong &, ConfigurationType) {}};
+    EXPECT_EQ(rows.count(), 0);
+    rows.setSongs(localSongs(1));
+    ASSERT_EQ(rows.count(), 2); // Play and the song, no Shuffle
+    EXPECT_EQ(rows.itemID(0), SongSelection::playID);
+    rows.setSongs(localSongs(2));
+    EXPECT_EQ(rows.itemID(1), SongSelection::shuffleID);
 
     service.library.songs = FakeMusicService::songs(3, QStringLiteral("lib"));
     TopLevelSongsViewModel songs(*model);

@@ -26,8 +26,6 @@ DetailSongsViewModel::DetailSongsViewModel(MainViewModel &mainViewModel, QObject
 {
 }
 
-QList<SongSelection> DetailSongsViewModel::songSelections() const { return SongSelection::rows(m_main._detailSongs()); }
-
 void DetailSongsViewModel::showDetailSongs(QList<LocalSong> songs, QString id, std::optional<QString> title)
 {
     const NavigationItem item = NavigationItem::songCollection(std::move(id), title.value_or(QString()));
@@ -82,8 +80,6 @@ TopLevelSongsViewModel::TopLevelSongsViewModel(MainViewModel &mainViewModel, QOb
     : QObject(parent), m_main(mainViewModel), m_sort(UserDefaults::standard(), [this] { return loadSongs(false); })
 {
 }
-
-QList<SongSelection> TopLevelSongsViewModel::songSelections() const { return SongSelection::rows(m_main._topLevelSongs()); }
 
 QCoro::Task<void> TopLevelSongsViewModel::loadSongs(bool sync)
 {

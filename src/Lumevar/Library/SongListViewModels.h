@@ -19,9 +19,6 @@ public:
 
     MainViewModel &mainViewModel() const { return m_main; }
 
-    // The rows of the detail list: Play, Shuffle (two songs or more), then the songs.
-    QList<SongSelection> songSelections() const;
-
     // Shows songs as the collection (id, title) in the third pane: replaces the path's third item
     // or appends one, then selects the Play row, or the song kept in detailSongIDToRestore.
     void showDetailSongs(QList<LocalSong> songs, QString id, std::optional<QString> title);
@@ -46,8 +43,6 @@ public:
     explicit TopLevelSongsViewModel(MainViewModel &mainViewModel, QObject *parent = nullptr);
 
     MainViewModel &mainViewModel() const { return m_main; }
-
-    QList<SongSelection> songSelections() const;
 
     SongSortOrder sortOrder() const { return m_sort.sortOrder(); }
     void setSortOrder(SongSortOrder order) { m_sort.setSortOrder(order); }

@@ -75,16 +75,3 @@ QString SongSelection::title() const
     return std::get<Synthetic>(m_value) == Synthetic::play ? QStringLiteral("Play") : QStringLiteral("Shuffle");
 }
 
-QList<SongSelection> SongSelection::rows(const QList<LocalSong> &songs)
-{
-    QList<SongSelection> rows;
-    if (songs.isEmpty())
-        return rows;
-    rows.reserve(songs.size() + 2);
-    rows.append(play());
-    if (songs.size() >= 2)
-        rows.append(shuffle());
-    for (const auto &song : songs)
-        rows.append(SongSelection::song(song));
-    return rows;
-}

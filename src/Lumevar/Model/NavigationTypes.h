@@ -75,9 +75,6 @@ public:
     QString title() const;
     friend bool operator==(const SongSelection &, const SongSelection &) = default;
 
-    // The rows of a song list: nothing for no songs; Play; Shuffle when there are two or more;
-    // then one row per song.
-    static QList<SongSelection> rows(const QList<LocalSong> &songs);
 
 private:
     enum class Synthetic { play, shuffle };

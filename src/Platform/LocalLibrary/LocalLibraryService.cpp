@@ -10,6 +10,7 @@
 #include "Support/Error.h"
 #include "Support/Log.h"
 #include "Support/NotificationCenter.h"
+#include "Support/OwnerGuard.h"
 #include "Support/Task.h"
 #include "Support/UserDefaults.h"
 
@@ -19,7 +20,6 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
-#include <QPointer>
 #include <QRandomGenerator>
 #include <QStandardPaths>
 #include <algorithm>
@@ -249,10 +249,9 @@ QCoro::Task<std::shared_ptr<const LocalLibraryService::Snapshot>> LocalLibrarySe
 
     const PoolResult<std::shared_ptr<const Snapshot>> scan = *m_scan;
     const int generation = m_scanGeneration;
-    QPointer self(this);
+    const OwnerGuard guard(this);
     co_await scan.ended();
-    if (!self)
-        throw CancellationError();
+    guard.check();
 
     std::shared_ptr<const Snapshot> snapshot;
     try {
@@ -290,10 +289,9 @@ QCoro::Task<std::shared_ptr<const LocalLibraryService::Snapshot>> LocalLibrarySe
 
 QCoro::Task<void> LocalLibraryService::readFolderChange(QSet<QByteArray> changedFolders)
 {
-    QPointer self(this);
     const QByteArray before = m_snapshot ? m_snapshot->revision : QByteArray();
     try {
-        co_await scanAgain(std::move(changedFolders));
+        co_await OwnerGuard(this)(scanAgain(std::move(changedFolders)));
     } catch (const CancellationError &) {
         co_return;
     } catch (const Error &error) {
@@ -301,7 +299,7 @@ QCoro::Task<void> LocalLibraryService::readFolderChange(QSet<QByteArray> changed
         Log::notice(Log::collection(), "Failed to read a change of the music folder: %@", error);
         co_return;
     }
-    if (!self || !m_snapshot || m_snapshot->revision == before)
+    if (!m_snapshot || m_snapshot->revision == before)
         co_return;
     Q_EMIT folderChangeRead();
     NotificationCenter::shared().post(libraryDidChangeNotification);
@@ -309,14 +307,14 @@ QCoro::Task<void> LocalLibraryService::readFolderChange(QSet<QByteArray> changed
 
 QCoro::Task<std::optional<QString>> LocalLibraryService::libraryRevision()
 {
-    QPointer self(this);
+    const OwnerGuard guard(this);
     // A library read once and watched whole is current; otherwise the folder is read again,
     // which costs a look at each file and a read of the new ones only.
     if (m_snapshot && !m_scan && !(m_watcher && m_watcher->isComplete()))
-        co_await rescan();
+        co_await guard(rescan());
     else
-        co_await library();
-    if (!self || !m_snapshot)
+        co_await guard(library());
+    if (!m_snapshot)
         co_return std::nullopt;
     co_return QString::fromLatin1(m_snapshot->revision);
 }

@@ -5,6 +5,7 @@
 #include "Platform/Music/PlaybackQueue.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
+#include "Support/OwnerGuard.h"
 #include "Support/Task.h"
 
 #include <QCoroSignal>
@@ -190,21 +191,21 @@ QCoro::Task<void> ApplicationMusicPlayer::Private::expandSource()
         co_return;
     const auto source = *pendingSource;
     const auto generation = queueGeneration;
-    QPointer<ApplicationMusicPlayer> self(q);
+    const OwnerGuard guard(q);
     QList<Song> songs;
     QString name;
     if (const auto *album = std::get_if<Album>(&source)) {
         name = album->title;
-        songs = co_await service.tracks(*album);
+        songs = co_await guard(service.tracks(*album));
     } else if (const auto *playlist = std::get_if<Playlist>(&source)) {
         name = playlist->name;
-        songs = co_await service.tracks(*playlist);
+        songs = co_await guard(service.tracks(*playlist));
     } else if (const auto *stationSource = std::get_if<Station>(&source)) {
         name = stationSource->name;
-        songs = co_await service.stationSongs(*stationSource, stationBatchSize);
+        songs = co_await guard(service.stationSongs(*stationSource, stationBatchSize));
     }
     // A newer queue, or a concurrent prepare that expanded the collection first, wins.
-    if (!self || queueGeneration != generation || !pendingSource)
+    if (queueGeneration != generation || !pendingSource)
         co_return;
     if (songs.isEmpty())
         throw MusicError(MusicError::emptyQueue, QStringLiteral("\u201c%1\u201d has no songs to play.").arg(name));
@@ -226,12 +227,14 @@ QCoro::Task<LoadResult> ApplicationMusicPlayer::Private::loadCurrent(bool startP
     startTime = start;
     const auto generation = loadGeneration;
     loading = true;
-    QPointer<ApplicationMusicPlayer> self(q);
-    auto superseded = [&] { return !self || loadGeneration != generation; };
+    const OwnerGuard guard(q);
+    auto superseded = [&] { return loadGeneration != generation; };
 
     QUrl url;
     try {
-        url = co_await service.playableURL(parameters);
+        url = co_await guard(service.playableURL(parameters));
+    } catch (const OwnerGone &) {
+        throw;
     } catch (...) {
         if (superseded())
             co_return LoadResult{LoadResult::Kind::superseded, {}, {}};
@@ -249,6 +252,7 @@ QCoro::Task<LoadResult> ApplicationMusicPlayer::Private::loadCurrent(bool startP
     engine.load(url);
     while (pending->outcome == LoadTicket::Outcome::pending)
         co_await qCoro(pending.get(), &LoadTicket::settled);
+    guard.check();
     if (superseded() || pending->outcome == LoadTicket::Outcome::superseded)
         co_return LoadResult{LoadResult::Kind::superseded, {}, {}};
     ticket.reset();
@@ -270,10 +274,10 @@ QCoro::Task<bool> ApplicationMusicPlayer::Private::prepare(bool startPlaying)
 {
     // The engine starts (the first time) while the service expands the queue and finds the URL.
     engine.prepare();
-    QPointer<ApplicationMusicPlayer> self(q);
+    const OwnerGuard guard(q);
     const auto generation = queueGeneration;
-    co_await expandSource();
-    if (!self || queueGeneration != generation)
+    co_await guard(expandSource());
+    if (queueGeneration != generation)
         co_return false;
     if (entries.isEmpty())
         throw MusicError(MusicError::emptyQueue, QStringLiteral("The queue is empty."));
@@ -281,8 +285,8 @@ QCoro::Task<bool> ApplicationMusicPlayer::Private::prepare(bool startPlaying)
         setCurrentIndex(0);
     if (loaded)
         co_return true;
-    const auto result = co_await loadCurrent(startPlaying);
-    if (!self || result.kind == LoadResult::Kind::superseded)
+    const auto result = co_await guard(loadCurrent(startPlaying));
+    if (result.kind == LoadResult::Kind::superseded)
         co_return false;
     if (result.kind == LoadResult::Kind::failed) {
         unload();
@@ -297,10 +301,7 @@ QCoro::Task<std::optional<int>> ApplicationMusicPlayer::Private::nextIndex(bool 
 {
     auto next = entries.nextIndex(wrap && !station);
     if (!next && station) {
-        QPointer<ApplicationMusicPlayer> self(q);
-        co_await refillStation();
-        if (!self)
-            co_return std::nullopt;
+        co_await OwnerGuard(q)(refillStation());
         next = entries.nextIndex(false);
     }
     co_return next;
@@ -312,19 +313,18 @@ QCoro::Task<void> ApplicationMusicPlayer::Private::refillStation()
         co_return;
     const auto generation = queueGeneration;
     const auto playing = *station;
-    QPointer<ApplicationMusicPlayer> self(q);
+    const OwnerGuard guard(q);
     refilling = true;
     QList<Song> songs;
     try {
-        songs = co_await service.stationSongs(playing, stationBatchSize);
+        songs = co_await guard(service.stationSongs(playing, stationBatchSize));
+    } catch (const OwnerGone &) {
+        throw;
     } catch (...) {
-        if (self)
-            refilling = false;
+        refilling = false;
         Log::error(Log::playback(), "Failed to load more songs of station %@: %@", playing.name, errorFromCurrentException());
         co_return;
     }
-    if (!self)
-        co_return;
     refilling = false;
     if (queueGeneration != generation || songs.isEmpty())
         co_return;
@@ -342,12 +342,10 @@ void ApplicationMusicPlayer::Private::refillStationIfNeeded()
 // initiative: failures are logged and skipped, never thrown.
 QCoro::Task<void> ApplicationMusicPlayer::Private::playOnward(bool repeatCurrent)
 {
-    QPointer<ApplicationMusicPlayer> self(q);
+    const OwnerGuard guard(q);
     if (!repeatCurrent) {
         const int before = entries.currentIndex();
-        const auto next = co_await nextIndex(isRepeatAll());
-        if (!self)
-            co_return;
+        const auto next = co_await guard(nextIndex(isRepeatAll()));
         if (!next) {
             finishQueue();
             co_return;
@@ -360,8 +358,8 @@ QCoro::Task<void> ApplicationMusicPlayer::Private::playOnward(bool repeatCurrent
     // Every entry of the queue may be broken: give up after trying each once.
     const int attempts = std::max(entries.size(), 1);
     for (int failures = 0;;) {
-        const auto result = co_await loadCurrent(true);
-        if (!self || result.kind == LoadResult::Kind::superseded)
+        const auto result = co_await guard(loadCurrent(true));
+        if (result.kind == LoadResult::Kind::superseded)
             co_return;
         if (result.kind == LoadResult::Kind::loaded) {
             setStatus(MusicPlaybackStatus::playing);
@@ -371,17 +369,14 @@ QCoro::Task<void> ApplicationMusicPlayer::Private::playOnward(bool repeatCurrent
         const QString title = entries.current() ? entries.current()->title : QString();
         Log::error(Log::playback(), "Failed to play \u201c%@\u201d, skipping it: %@", title, result.message);
         Q_EMIT q->playbackFailed(result.message);
-        if (!self)
-            co_return;
+        guard.check();
         if (++failures >= attempts) {
             Log::error(Log::playback(), "Stopped after %d entries in a row failed to play", failures);
             unload();
             setStatus(MusicPlaybackStatus::stopped);
             co_return;
         }
-        const auto next = co_await nextIndex(isRepeatAll());
-        if (!self)
-            co_return;
+        const auto next = co_await guard(nextIndex(isRepeatAll()));
         if (!next) {
             finishQueue();
             co_return;
@@ -392,10 +387,10 @@ QCoro::Task<void> ApplicationMusicPlayer::Private::playOnward(bool repeatCurrent
 
 QCoro::Task<void> ApplicationMusicPlayer::Private::skip(bool forward)
 {
-    QPointer<ApplicationMusicPlayer> self(q);
+    const OwnerGuard guard(q);
     const auto generation = queueGeneration;
-    co_await expandSource();
-    if (!self || queueGeneration != generation)
+    co_await guard(expandSource());
+    if (queueGeneration != generation)
         co_return;
     if (entries.isEmpty())
         throw MusicError(MusicError::emptyQueue, QStringLiteral("The queue is empty."));
@@ -403,8 +398,8 @@ QCoro::Task<void> ApplicationMusicPlayer::Private::skip(bool forward)
     const int before = entries.currentIndex();
 
     if (forward) {
-        const auto next = co_await nextIndex(isRepeatAll());
-        if (!self || queueGeneration != generation)
+        const auto next = co_await guard(nextIndex(isRepeatAll()));
+        if (queueGeneration != generation)
             co_return;
         if (!next) {
             finishQueue();
@@ -427,8 +422,8 @@ QCoro::Task<void> ApplicationMusicPlayer::Private::skip(bool forward)
         unload();
         co_return;
     }
-    const auto result = co_await loadCurrent(true);
-    if (!self || result.kind == LoadResult::Kind::superseded)
+    const auto result = co_await guard(loadCurrent(true));
+    if (result.kind == LoadResult::Kind::superseded)
         co_return;
     if (result.kind == LoadResult::Kind::failed) {
         unload();
@@ -570,10 +565,9 @@ void ApplicationMusicPlayer::prepareEngine() { d->engine.prepare(); }
 
 QCoro::Task<void> ApplicationMusicPlayer::play()
 {
-    QPointer<ApplicationMusicPlayer> self(this);
     const auto intent = d->intentGeneration;
-    const bool ready = co_await d->prepare(true);
-    if (!self || !ready || d->intentGeneration != intent)
+    const bool ready = co_await OwnerGuard(this)(d->prepare(true));
+    if (!ready || d->intentGeneration != intent)
         co_return;
     d->setEnginePlaying(true);
     d->setStatus(MusicPlaybackStatus::playing);

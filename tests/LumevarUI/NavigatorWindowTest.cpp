@@ -1,8 +1,8 @@
 // The navigator in the main window, driven by real keys, clicks and wheel events offscreen: the
 // arrows glide between panes and beep at the ends, a horizontal two-finger swipe moves one pane
 // per gesture, Return and a screen reader's press play a row, the play button over a row's artwork
-// plays that row, a click at the one-pane width moves on, and a list whose pane left the path
-// follows its model no more.
+// plays that row, a click at the one-pane width moves on, Library SnapBack brings back the
+// selected row of another pane, and a list whose pane left the path follows its model no more.
 
 #include "ModelTestFixture.h"
 
@@ -346,7 +346,7 @@ TEST_F(NavigatorWindowTest, KeysAndAScreenReaderSelectAndPlayTheRowsOfTheSongsLi
     QTest::keyClick(songs, Qt::Key_Down);
     QTest::keyClick(songs, Qt::Key_Down);
     EXPECT_EVENTUALLY_TRUE(rows->child(2)->state().selected);
-    EXPECT_EQ(main()._selectedTopLevelSongID(), songs->model().itemID(2));
+    EXPECT_EVENTUALLY_EQ(main()._selectedTopLevelSongID(), songs->model().itemID(2));
     EXPECT_EQ(main()._activePane(), 1); // the keys went to the songs list, whose pane is now active
     EXPECT_FALSE(rows->child(0)->state().selected);
     EXPECT_TRUE(rows->child(2)->state().focused);
@@ -429,6 +429,34 @@ TEST_F(NavigatorWindowTest, AClickMovesOnOnlyAtTheOnePaneWidth)
     clock.advance(1);
     EXPECT_EQ(main()._activePane(), 0);
     EXPECT_EQ(main()._selectedContainerKindID(), QStringLiteral("playlists"));
+}
+
+TEST_F(NavigatorWindowTest, SnapBackBringsBackThePlayingRowOfAnotherAlbum)
+{
+    storeAlbums({FakeMusicService::album(QStringLiteral("al1"), QStringLiteral("First")),
+                 FakeMusicService::album(QStringLiteral("al2"), QStringLiteral("Second"))});
+    service.albumTracks[MusicItemID(QStringLiteral("al1"))] = albumSongs(4, QStringLiteral("a"), QStringLiteral("First"));
+    service.albumTracks[MusicItemID(QStringLiteral("al2"))] = albumSongs(2, QStringLiteral("b"), QStringLiteral("Second"));
+    launch(1000);
+    main()._selectedContainerKindID.set(QStringLiteral("albums"));
+    ASSERT_TRUE(waitUntil([&] { return list(2) && list(2)->model().count() == 6; })); // al1: Play, Shuffle, 4
+    CollectionListView *detail = list(2);
+    click(detail, 4);
+    settle();
+    const QString playing = detail->model().itemID(4);
+    detail->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(detail, Qt::Key_Enter);
+    ASSERT_TRUE(waitUntil([&] { return main()._lastSavedSnapbackState().has_value() && player.queue().currentEntry(); }));
+
+    // Browse away: another album in the albums pane.
+    click(list(1), 1);
+    ASSERT_TRUE(waitUntil([&] { return list(2) && list(2)->model().count() == 4; })); // al2: Play, Shuffle, 2
+
+    window->action(QStringLiteral("snapBack"))->trigger();
+    ASSERT_TRUE(waitUntil([&] { return list(2) && list(2)->model().count() == 6; }));
+    ASSERT_TRUE(waitUntil([&] { return list(2)->selectedRow() == 4; }));
+    EXPECT_EQ(main()._selectedDetailSongID(), playing);
+    EXPECT_EQ(list(1)->selectedRow(), 0); // the first album again
 }
 
 TEST_F(NavigatorWindowTest, AListOutsideThePathFollowsNothing)

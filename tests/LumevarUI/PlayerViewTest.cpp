@@ -327,10 +327,7 @@ TEST_F(PlayerViewTest, TrayMenuOffersThePlayerCommandsAsTheyStand)
     DockMenu dock(*model);
     const auto texts = [&dock] {
         Q_EMIT dock.menu()->aboutToShow();
-        QStringList result;
-        for (QAction *action : dock.menu()->actions())
-            result.append(action->isSeparator() ? QStringLiteral("-") : action->text());
-        return result;
+        return textsOf(dock.menu()->actions(), [](QAction *action) { return action->isSeparator() ? QStringLiteral("-") : action->text(); });
     };
     EXPECT_EQ(texts(), (QStringList{"Play", "Next Track", "Previous Track", "-", "Show Lumevar", "Quit Lumevar"}));
 

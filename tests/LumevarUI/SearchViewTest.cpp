@@ -7,6 +7,7 @@
 #include "Lumevar/Search/SearchLayout.h"
 #include "Lumevar/UI/Search/SearchPicker.h"
 #include "Lumevar/UI/Search/SearchView.h"
+#include "TestKit/Lists.h"
 
 #include <QAbstractItemModelTester>
 #include <QApplication>
@@ -50,10 +51,7 @@ protected:
     ::testing::AssertionResult waitForSearches(int count) { return waitUntil([&] { return int(heights.size()) >= count; }); }
     QStringList sectionNames() const
     {
-        QStringList names;
-        for (const SearchSection &section : view->sections())
-            names.append(section.name);
-        return names;
+        return textsOf(view->sections(), &SearchSection::name);
     }
     QStringList resultNames() const
     {

@@ -12,6 +12,7 @@
 #include "Platform/Subsonic/SubsonicService.h"
 #include "Support/Error.h"
 #include "TestKit/AsyncTest.h"
+#include "TestKit/Lists.h"
 #include "TestKit/Waits.h"
 
 #include <QCoroNetworkReply>
@@ -216,10 +217,7 @@ TEST_F(Supysonic, AFullSyncMirrorsTheServersArtistsAlbumsSongsAndPlaylists)
     }
 
     // The playlist keeps its order in the store.
-    QStringList order;
-    for (const LocalSong &song : runTask(database->songs(storedPlaylists.first())))
-        order.append(song.identifier);
-    EXPECT_EQ(order, QStringList(shared->playlistOrder));
+    EXPECT_EQ(textsOf(runTask(database->songs(storedPlaylists.first())), &LocalSong::identifier), QStringList(shared->playlistOrder));
 }
 
 TEST_F(Supysonic, CoverArtOfARowLoadsThroughTheSignedURLAndSearchFindsATitleTypedInPart)
@@ -251,10 +249,7 @@ TEST_F(Supysonic, AddingToTheLibraryStarsTheSongAndAPlaylistKeepsItsOrder)
 {
     const Playlist playlist = runTask(service->libraryPlaylists(0, 10)).items.value(0);
     const QList<Song> tracks = runTask(service->tracks(playlist));
-    QStringList order;
-    for (const Song &song : tracks)
-        order.append(song.id.rawValue());
-    EXPECT_EQ(order, QStringList(shared->playlistOrder));
+    EXPECT_EQ(textsOf(tracks, [](const Song &song) { return song.id.rawValue(); }), QStringList(shared->playlistOrder));
 
     const MusicItemID chosen = tracks.last().id;
     runTask(service->addToLibrary(chosen));

@@ -484,8 +484,6 @@ TEST_F(MainWindowTest, CopyLinkOfAServerSongThroughTheSongMenuCopiesTheServersSh
     ASSERT_TRUE(waitUntil([] { return QApplication::clipboard()->text() != QStringLiteral("before"); }, "the copied link"));
     const QString text = QApplication::clipboard()->text();
     EXPECT_EQ(text, QStringLiteral("https://music.example.org/share/Xy7?lang=en"));
-    for (const char *secret : {"alice", "secret", "u=", "p=", "t=", "s=", "apiKey", "k3y", "736563726574"})
-        EXPECT_FALSE(text.contains(QString::fromLatin1(secret))) << secret;
     ASSERT_EQ(shared.size(), 1);
     EXPECT_EQ(shared.first().queryItemValue(QStringLiteral("id")), QStringLiteral("tr-7"));
     EXPECT_EQ(window->findChildren<QMessageBox *>().size(), 0);

@@ -77,10 +77,7 @@ TEST_F(QueueTest, anImmediateSyncSendsSoonAndAtMostOnceInTenSeconds)
 
 TEST_F(QueueTest, onlyTwoHundredsCountAsSent)
 {
-    EXPECT_EQ(validateResponse(199), (TelemetryError{TelemetryError::Kind::invalidStatusCode, 199}));
-    EXPECT_EQ(validateResponse(200), std::nullopt);
-    EXPECT_EQ(validateResponse(299), std::nullopt);
-    EXPECT_EQ(validateResponse(300), (TelemetryError{TelemetryError::Kind::invalidStatusCode, 300}));
+    // The words of the refusals; which statuses count is checked through the wire below.
     EXPECT_EQ(validateResponse(401)->errorDescription(), QStringLiteral("Unauthorized (401)"));
     EXPECT_EQ(validateResponse(403)->errorDescription(), QStringLiteral("Forbidden (403)"));
     EXPECT_EQ(validateResponse(413)->errorDescription(), QStringLiteral("Payload is too large (413)"));

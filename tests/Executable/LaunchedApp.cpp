@@ -4,7 +4,6 @@
 #include <QDBusConnectionInterface>
 #include <QDir>
 #include <QElapsedTimer>
-#include <QProcessEnvironment>
 
 namespace {
 const QString busName = QStringLiteral("lumevar-test-bus");
@@ -55,6 +54,7 @@ QProcess &LaunchedApp::launch(const QStringList &extraArguments)
     // No bus at all when there is none of the test's own: never the desktop's.
     env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
                m_busAddress.isEmpty() ? QStringLiteral("unix:path=") + m_home.filePath(QStringLiteral("no-bus")) : m_busAddress);
+    env.insert(m_environment);
     process->setProcessEnvironment(env);
     process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
     process->start(QStringLiteral(LUMEVAR_EXECUTABLE),

@@ -4,6 +4,7 @@
 
 #include <QDBusConnection>
 #include <QProcess>
+#include <QProcessEnvironment>
 #include <QTemporaryDir>
 #include <functional>
 #include <memory>
@@ -22,8 +23,12 @@ public:
 
     QString home() const { return m_home.path(); }
     QString libraryFolder() const { return m_home.filePath(QStringLiteral("Music")); }
-    // Where the store and the profile's lock live.
+    // Where the store and the profile's lock live, the settings file, and the cache.
     QString profileFolder() const { return m_home.filePath(QStringLiteral("data/Lumevar")); }
+    QString settingsFile() const { return m_home.filePath(QStringLiteral("config/Lumevar/Lumevar.conf")); }
+    QString cacheFolder() const { return m_home.filePath(QStringLiteral("cache/Lumevar")); }
+    // A variable of the environment of the processes started after this call.
+    void setEnvironment(const QString &name, const QString &value) { m_environment.insert(name, value); }
 
     // Starts lumevar on the library folder; the process is ended with the fixture.
     QProcess &launch(const QStringList &extraArguments = {});
@@ -35,5 +40,6 @@ private:
     QTemporaryDir m_home;
     QProcess m_busDaemon;
     QString m_busAddress;
+    QProcessEnvironment m_environment;
     std::vector<std::unique_ptr<QProcess>> m_apps;
 };

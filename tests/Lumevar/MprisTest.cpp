@@ -22,33 +22,9 @@ protected:
     }
 };
 
-TEST_F(MprisTest, StatusFollowsStoppedPlayingAndPaused)
+TEST_F(MprisTest, StatusAndMetadataFollowTheShownSongEagerEntryIncluded)
 {
     EXPECT_EQ(Mpris::playbackStatus(*model), QStringLiteral("Stopped"));
-    const QList<LocalSong> songs = localSongs(3);
-    const auto done = startSlowPlay(songs, 0);
-    clock.advance(2.5);
-    ASSERT_TRUE(*done);
-    EXPECT_EQ(Mpris::playbackStatus(*model), QStringLiteral("Playing"));
-
-    MprisService mpris(*model, {});
-    mpris.pause();
-    clock.advance(0.1);
-    EXPECT_EQ(Mpris::playbackStatus(*model), QStringLiteral("Paused"));
-    mpris.playPause();
-    clock.advance(0.1);
-    EXPECT_EQ(Mpris::playbackStatus(*model), QStringLiteral("Playing"));
-    mpris.stop();
-    clock.advance(1.0);
-    EXPECT_EQ(Mpris::playbackStatus(*model), QStringLiteral("Stopped"));
-    // Stopped, the metadata holds only the "no track" id.
-    const QVariantMap metadata = Mpris::metadata(*model);
-    EXPECT_EQ(metadata.keys(), QStringList{QStringLiteral("mpris:trackid")});
-    EXPECT_EQ(metadata.value(QStringLiteral("mpris:trackid")).value<QDBusObjectPath>(), Mpris::noTrackPath());
-}
-
-TEST_F(MprisTest, MetadataShowsTheEagerSongAtOnce)
-{
     QList<LocalSong> songs = localSongs(3);
     songs[1].albumTitle = QStringLiteral("Nordlicht");
     songs[1].artistName = QStringLiteral("Åsa Lindqvist");
@@ -66,11 +42,28 @@ TEST_F(MprisTest, MetadataShowsTheEagerSongAtOnce)
     EXPECT_NE(track, Mpris::noTrackPath());
     EXPECT_EQ(track, Mpris::currentTrackPath(*model));
 
+    // Once the player plays it, the same song keeps the same track id.
     clock.advance(2.5);
     ASSERT_TRUE(*done);
-    // Once the player plays it, the same song keeps the same track id.
     EXPECT_FALSE(model->_eagerEntry().has_value());
     EXPECT_EQ(Mpris::metadata(*model).value(QStringLiteral("xesam:title")).toString(), songs[1].title);
+    EXPECT_EQ(Mpris::currentTrackPath(*model), track);
+    EXPECT_EQ(Mpris::playbackStatus(*model), QStringLiteral("Playing"));
+
+    MprisService mpris(*model, {});
+    mpris.pause();
+    clock.advance(0.1);
+    EXPECT_EQ(Mpris::playbackStatus(*model), QStringLiteral("Paused"));
+    mpris.playPause();
+    clock.advance(0.1);
+    EXPECT_EQ(Mpris::playbackStatus(*model), QStringLiteral("Playing"));
+    mpris.stop();
+    clock.advance(1.0);
+    EXPECT_EQ(Mpris::playbackStatus(*model), QStringLiteral("Stopped"));
+    // Stopped, the metadata holds only the "no track" id.
+    const QVariantMap stopped = Mpris::metadata(*model);
+    EXPECT_EQ(stopped.keys(), QStringList{QStringLiteral("mpris:trackid")});
+    EXPECT_EQ(stopped.value(QStringLiteral("mpris:trackid")).value<QDBusObjectPath>(), Mpris::noTrackPath());
 }
 
 TEST_F(MprisTest, ANewSongsTitleAndCoverAreAnnouncedTogether)

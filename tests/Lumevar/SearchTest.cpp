@@ -7,6 +7,7 @@
 #include "Lumevar/Search/SearchActivation.h"
 #include "Lumevar/Search/SearchLayout.h"
 #include "Lumevar/Search/SearchSources.h"
+#include "TestKit/Lists.h"
 
 namespace {
 
@@ -57,11 +58,9 @@ TEST_F(SearchTest, LibrarySearchAddsRecommendationsAfterTheStoreAndCatalogStands
 {
     syncLibrary();
     const QList<SearchSection> library = runTask(searchSections(SearchPickerSelection::library, QStringLiteral("harbor"), app->searchModels()));
-    QStringList names;
-    for (const SearchSection &section : library)
-        names.append(section.name);
-    EXPECT_EQ(names, (QStringList{QStringLiteral("Artists"), QStringLiteral("Albums"), QStringLiteral("Songs"), QStringLiteral("Playlists"),
-                                  QStringLiteral("Made for You"), QStringLiteral("Stations for You")}));
+    EXPECT_EQ(textsOf(library, &SearchSection::name), (QStringList{QStringLiteral("Artists"), QStringLiteral("Albums"), QStringLiteral("Songs"),
+                                                                   QStringLiteral("Playlists"), QStringLiteral("Made for You"),
+                                                                   QStringLiteral("Stations for You")}));
 
     const QList<SearchSection> catalog = runTask(searchSections(SearchPickerSelection::catalog, QStringLiteral("harbor"), app->searchModels()));
     ASSERT_EQ(catalog.size(), 3);

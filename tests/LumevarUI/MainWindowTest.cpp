@@ -325,46 +325,35 @@ TEST_F(MainWindowTest, TextsThatNameTheServiceComeFromTheBackendInUse)
                        }));
 }
 
-// Opens the search panel in a window just shown, clicks at point of widget, and checks that the
-// panel closed. Each place has a window of its own: a reopening right after a click races the
-// focus that click moved.
-static void expectAClickClosesSearch(MainWindow &window, SearchViewModel &search, QAction *open,
-                                     const std::function<std::pair<QWidget *, QPoint>()> &place)
-{
-    window.resize(700, 500);
-    window.show();
-    QApplication::setActiveWindow(&window);
-    open->trigger();
-    ASSERT_TRUE(waitUntil([&] { return window.searchController()->isAttached() && search.showsSearch(); }));
-    const auto [widget, point] = place();
-    QWidget *target = widget->childAt(point) ? widget->childAt(point) : widget;
-    QTest::mouseClick(target, Qt::LeftButton, {}, target->mapFrom(widget, point));
-    EXPECT_TRUE(waitUntil([&] { return !search.showsSearch(); })) << target->metaObject()->className();
-    EXPECT_TRUE(waitUntil([&] { return !window.searchController()->isAttached(); }));
-}
-
 // Places that take no focus: the toolbar's title, a blank part of the window below the panel, the
-// player bar's empty edge.
-TEST_F(MainWindowTest, AClickOnTheToolbarTitleClosesTheSearchPanel)
+// player bar's empty edge. Each place has a window of its own: a reopening right after a click
+// races the focus that click moved.
+TEST_F(MainWindowTest, AClickWhereNothingTakesTheFocusClosesTheSearchPanel)
 {
-    expectAClickClosesSearch(*window, app->searchViewModel(), action("search"), [&] {
-        auto *title = window->findChild<QLabel *>(QStringLiteral("title"));
-        return std::pair<QWidget *, QPoint>(title, title->rect().center());
-    });
-}
-
-TEST_F(MainWindowTest, AClickOnABlankPartOfTheWindowClosesTheSearchPanel)
-{
-    expectAClickClosesSearch(*window, app->searchViewModel(), action("search"), [&] {
-        return std::pair<QWidget *, QPoint>(window.get(), QPoint(window->width() / 2, window->height() - 100));
-    });
-}
-
-TEST_F(MainWindowTest, AClickOnThePlayerBarsEdgeClosesTheSearchPanel)
-{
-    expectAClickClosesSearch(*window, app->searchViewModel(), action("search"), [&] {
-        return std::pair<QWidget *, QPoint>(window->playerPanel(), QPoint(4, window->playerPanel()->height() / 2));
-    });
+    using Place = std::function<std::pair<QWidget *, QPoint>()>;
+    const std::pair<const char *, Place> places[] = {
+        {"toolbar title", [&] {
+             auto *title = window->findChild<QLabel *>(QStringLiteral("title"));
+             return std::pair<QWidget *, QPoint>(title, title->rect().center());
+         }},
+        {"blank window", [&] { return std::pair<QWidget *, QPoint>(window.get(), QPoint(window->width() / 2, window->height() - 100)); }},
+        {"player bar edge", [&] { return std::pair<QWidget *, QPoint>(window->playerPanel(), QPoint(4, window->playerPanel()->height() / 2)); }},
+    };
+    SearchViewModel &search = app->searchViewModel();
+    for (const auto &[what, place] : places) {
+        SCOPED_TRACE(what);
+        window = std::make_unique<MainWindow>(*app);
+        window->resize(700, 500);
+        window->show();
+        QApplication::setActiveWindow(window.get());
+        action("search")->trigger();
+        ASSERT_TRUE(waitUntil([&] { return window->searchController()->isAttached() && search.showsSearch(); }));
+        const auto [widget, point] = place();
+        QWidget *target = widget->childAt(point) ? widget->childAt(point) : widget;
+        QTest::mouseClick(target, Qt::LeftButton, {}, target->mapFrom(widget, point));
+        EXPECT_TRUE(waitUntil([&] { return !search.showsSearch(); })) << target->metaObject()->className();
+        EXPECT_TRUE(waitUntil([&] { return !window->searchController()->isAttached(); }));
+    }
 }
 
 TEST_F(MainWindowTest, ToolbarSymbolsAreLumevarsOwnInTheTextColourOfEitherScheme)
@@ -495,8 +484,6 @@ TEST_F(MainWindowTest, CopyLinkOfAServerSongThroughTheSongMenuCopiesTheServersSh
     ASSERT_TRUE(waitUntil([] { return QApplication::clipboard()->text() != QStringLiteral("before"); }, "the copied link"));
     const QString text = QApplication::clipboard()->text();
     EXPECT_EQ(text, QStringLiteral("https://music.example.org/share/Xy7?lang=en"));
-    for (const char *secret : {"alice", "secret", "u=", "p=", "t=", "s=", "apiKey", "k3y", "736563726574"})
-        EXPECT_FALSE(text.contains(QString::fromLatin1(secret))) << secret;
     ASSERT_EQ(shared.size(), 1);
     EXPECT_EQ(shared.first().queryItemValue(QStringLiteral("id")), QStringLiteral("tr-7"));
     EXPECT_EQ(window->findChildren<QMessageBox *>().size(), 0);

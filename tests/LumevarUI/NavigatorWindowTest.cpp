@@ -1,8 +1,8 @@
 // The navigator in the main window, driven by real keys, clicks and wheel events offscreen: the
 // arrows glide between panes and beep at the ends, a horizontal two-finger swipe moves one pane
-// per gesture, Return plays the selected song, the play button over a row's artwork plays that
-// row, a click at the one-pane width moves on, Library SnapBack brings back the selected row of
-// another pane, and a list whose pane left the path follows its model no more.
+// per gesture, Return and a screen reader's press play a row, the play button over a row's artwork
+// plays that row, a click at the one-pane width moves on, Library SnapBack brings back the
+// selected row of another pane, and a list whose pane left the path follows its model no more.
 
 #include "ModelTestFixture.h"
 
@@ -266,28 +266,6 @@ TEST_F(NavigatorWindowTest, AFailedPlayFromAPlaylistsContextMenuShowsNoAlert)
     }
 }
 
-TEST_F(NavigatorWindowTest, ReturnPlaysTheSelectedSong)
-{
-    store(FakeMusicService::songs(3, QStringLiteral("lib")));
-    launch(800);
-    main()._selectedContainerKindID.set(QStringLiteral("songs"));
-    ASSERT_TRUE(waitUntil([&] { return list(1) && list(1)->model().count() == 5; })); // Play, Shuffle, 3 songs
-    CollectionListView *songs = list(1);
-    EXPECT_EQ(songs->selectedRow(), 0); // the Play row, selected by the load
-    songs->setFocus(Qt::TabFocusReason);
-    QTest::keyClick(songs, Qt::Key_Down);
-    QTest::keyClick(songs, Qt::Key_Down);
-    QTest::keyClick(songs, Qt::Key_Down);
-    const QString id = songs->model().itemID(3);
-    EXPECT_EVENTUALLY_EQ(main()._selectedTopLevelSongID(), id);
-    EXPECT_EQ(main()._activePane(), 1); // the keys went to the songs list, whose pane is now active
-
-    QTest::keyClick(songs, Qt::Key_Return);
-    ASSERT_TRUE(waitUntil([&] { return player.queue().currentEntry().has_value(); }));
-    EXPECT_EQ(player.queue().currentEntry()->title, songs->model().itemTitle(3));
-    EXPECT_EQ(player.queue().entries().size(), 2); // from that song on
-}
-
 TEST_F(NavigatorWindowTest, ReturnAndADoubleClickPlayTheChosenRowOfALargeRelaunchedLibrary)
 {
     // A relaunch: the songs come back from the records saved beside the store, in title order,
@@ -346,7 +324,7 @@ TEST_F(NavigatorWindowTest, ReturnAndADoubleClickPlayTheChosenRowOfALargeRelaunc
     EXPECT_EQ(player.queue().entries().size(), 1);
 }
 
-TEST_F(NavigatorWindowTest, AScreenReaderReadsTheRowsTheSelectionAndPlaysARow)
+TEST_F(NavigatorWindowTest, KeysAndAScreenReaderSelectAndPlayTheRowsOfTheSongsList)
 {
     store(FakeMusicService::songs(3, QStringLiteral("lib")));
     launch(800);
@@ -368,18 +346,25 @@ TEST_F(NavigatorWindowTest, AScreenReaderReadsTheRowsTheSelectionAndPlaysARow)
     QTest::keyClick(songs, Qt::Key_Down);
     QTest::keyClick(songs, Qt::Key_Down);
     EXPECT_EVENTUALLY_TRUE(rows->child(2)->state().selected);
+    EXPECT_EVENTUALLY_EQ(main()._selectedTopLevelSongID(), songs->model().itemID(2));
+    EXPECT_EQ(main()._activePane(), 1); // the keys went to the songs list, whose pane is now active
     EXPECT_FALSE(rows->child(0)->state().selected);
     EXPECT_TRUE(rows->child(2)->state().focused);
     EXPECT_EQ(rows->focusChild(), rows->child(2));
     const QRect onScreen = rows->child(2)->rect();
     EXPECT_EQ(rows->childAt(onScreen.center().x(), onScreen.center().y()), rows->child(2));
 
+    // Return plays the selected song and the ones after it.
+    QTest::keyClick(songs, Qt::Key_Return);
+    ASSERT_TRUE(waitUntil([&] { return player.queue().currentEntry().has_value(); }));
+    EXPECT_EQ(player.queue().currentEntry()->title, songs->model().itemTitle(2));
+    EXPECT_EQ(player.queue().entries().size(), 3);
+
     // A screen reader's press on a row plays that row.
     QAccessibleActionInterface *actions = rows->child(3)->actionInterface();
     ASSERT_TRUE(actions);
     actions->doAction(QAccessibleActionInterface::pressAction());
-    ASSERT_TRUE(waitUntil([&] { return player.queue().currentEntry().has_value(); }));
-    EXPECT_EQ(player.queue().currentEntry()->title, songs->model().itemTitle(3));
+    ASSERT_TRUE(waitUntil([&] { return player.queue().currentEntry()->title == songs->model().itemTitle(3); }));
 }
 
 TEST_F(NavigatorWindowTest, TheSongsListFollowsSyncsAsAnItemModelAndKeepsItsSelectedSong)

@@ -45,8 +45,9 @@ protected:
     int closes = 0;
 };
 
-TEST_F(SearchWindowControllerTest, AttachFramesTheContentAndGivesItTheKeys)
+TEST_F(SearchWindowControllerTest, AttachFramesTheContentGivesItTheKeysAndOnlyTheFocusLeavingDismisses)
 {
+    auto *inner = new QLineEdit(content);
     EXPECT_FALSE(controller->panel()->isVisible());
     controller->setVisible(true);
     EXPECT_TRUE(controller->panel()->isVisible());
@@ -54,10 +55,18 @@ TEST_F(SearchWindowControllerTest, AttachFramesTheContentAndGivesItTheKeys)
     EXPECT_TRUE(content->hasFocus());
     EXPECT_EQ(content->geometry(), QRect(8, 8, 540, 44));
     // Attaching again changes nothing, and the focus is watched once: one dismissal per focus loss.
+    // Moving inside the panel keeps it.
     controller->attach();
+    inner->setFocus();
+    EXPECT_EQ(closes, 0);
     field->setFocus();
     EXPECT_EQ(closes, 1);
     EXPECT_FALSE(controller->panel()->isVisible());
+    EXPECT_FALSE(controller->isAttached());
+    // Focus changes while detached are not the panel's business.
+    content->setFocus();
+    field->setFocus();
+    EXPECT_EQ(closes, 1);
 }
 
 TEST_F(SearchWindowControllerTest, ContentHeightIsKeptAcrossClosingAndFollowsTheWindow)
@@ -73,21 +82,6 @@ TEST_F(SearchWindowControllerTest, ContentHeightIsKeptAcrossClosingAndFollowsThe
     controller->setVisible(true);
     EXPECT_EQ(controller->lastHeight(), 100);
     EXPECT_EQ(controller->panel()->geometry().height(), 116);
-}
-
-TEST_F(SearchWindowControllerTest, DismissedOnlyWhenTheFocusLeavesThePanel)
-{
-    auto *inner = new QLineEdit(content);
-    controller->setVisible(true);
-    inner->setFocus(); // moving inside the panel keeps it
-    EXPECT_EQ(closes, 0);
-    field->setFocus();
-    EXPECT_EQ(closes, 1);
-    EXPECT_FALSE(controller->isAttached());
-    // Focus changes while detached are not the panel's business.
-    content->setFocus();
-    field->setFocus();
-    EXPECT_EQ(closes, 1);
 }
 
 TEST_F(SearchWindowControllerTest, ClosingFromInsideGivesTheKeysBack)

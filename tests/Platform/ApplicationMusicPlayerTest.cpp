@@ -7,6 +7,7 @@
 #include "Support/Error.h"
 #include "TestKit/AsyncTest.h"
 #include "TestKit/ManualClock.h"
+#include "TestKit/Lists.h"
 
 #include <QSet>
 #include <QSignalSpy>
@@ -30,10 +31,7 @@ protected:
     // Song ids of the queue, in order.
     QStringList ids() const
     {
-        QStringList list;
-        for (const auto &entry : player.queue().entries())
-            list.append(entry.song() ? entry.song()->id.rawValue() : entry.id);
-        return list;
+        return textsOf(player.queue().entries(), [](const auto &entry) { return entry.song() ? entry.song()->id.rawValue() : entry.id; });
     }
     QString current() const
     {

@@ -8,6 +8,7 @@
 #include "Platform/LocalLibrary/LocalIdentifiers.h"
 #include "Platform/LocalLibrary/ScanCache.h"
 #include "Platform/Music/LibraryChange.h"
+#include "TestKit/Lists.h"
 
 #include <cstdio>
 
@@ -26,9 +27,7 @@ struct Folder {
 template <typename T>
 QStringList idsOf(const QList<T> &items)
 {
-    QStringList values;
-    for (const T &item : items)
-        values.append(item.id.rawValue());
+    QStringList values = textsOf(items, [](const T &item) { return item.id.rawValue(); });
     values.sort();
     return values;
 }
@@ -129,18 +128,14 @@ TEST(LibraryIndexUpdate, AddedChangedDeletedAndMovedFilesReadFolderByFolderGiveT
     ASSERT_TRUE(updated.song(soloID));
     EXPECT_EQ(updated.filePath(soloID), QFile::encodeName(folder.path(QStringLiteral("B/Moved/1.mp3"))));
 
-    QStringList changedTitles;
-    for (const Song &song : change.songs)
-        changedTitles.append(song.title);
+    QStringList changedTitles = textsOf(change.songs, &Song::title);
     changedTitles.sort();
     EXPECT_EQ(changedTitles, (QStringList{QStringLiteral("Deep"), QStringLiteral("New"), QStringLiteral("One (Remaster)"),
                                           QStringLiteral("Own"), QStringLiteral("Solo")}));
     EXPECT_EQ(change.removedSongs.size(), 2);
     EXPECT_FALSE(updated.song(change.removedSongs.value(0)));
     // A's album One lost a song and changed one, Two is new, Mix gained one; B's album is as it was.
-    QStringList albumTitles;
-    for (const Album &album : change.albums)
-        albumTitles.append(album.title);
+    QStringList albumTitles = textsOf(change.albums, &Album::title);
     albumTitles.sort();
     EXPECT_EQ(albumTitles, (QStringList{QStringLiteral("Mix"), QStringLiteral("One"), QStringLiteral("Solo"), QStringLiteral("Two")}));
     EXPECT_TRUE(change.removedAlbums.isEmpty());

@@ -4,6 +4,7 @@
 #include "Platform/LocalLibrary/FolderScanner.h"
 #include "Platform/LocalLibrary/LibraryIndex.h"
 #include "Platform/LocalLibrary/LocalRecommendations.h"
+#include "TestKit/Lists.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -44,9 +45,7 @@ TEST(LocalLibraryDemo, TheDemoLibraryReadsBackWhole)
         EXPECT_FALSE(track.artist.isEmpty());
     }
     // A compilation is one album under "Various Artists", its track artists listed as artists.
-    QStringList artists;
-    for (const Artist &artist : index.artists())
-        artists.append(artist.name);
+    const QStringList artists = textsOf(index.artists(), &Artist::name);
     EXPECT_FALSE(artists.contains(QStringLiteral("Various Artists")));
     EXPECT_TRUE(artists.contains(QStringLiteral("Zoë & the Waves")));
 

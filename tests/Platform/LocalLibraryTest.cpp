@@ -10,6 +10,7 @@
 #include "Support/Error.h"
 #include "Support/UserDefaults.h"
 #include "TestKit/AsyncTest.h"
+#include "TestKit/Lists.h"
 
 #include <QCryptographicHash>
 #include <QSet>
@@ -30,13 +31,7 @@ const ScannedTrack *trackNamed(const ScanResult &scan, const QString &fileName)
 }
 
 
-QStringList titles(const QList<Song> &songs)
-{
-    QStringList list;
-    for (const Song &song : songs)
-        list.append(song.title);
-    return list;
-}
+QStringList titles(const QList<Song> &songs) { return textsOf(songs, &Song::title); }
 
 struct Library {
     QTemporaryDir music;
@@ -126,10 +121,7 @@ TEST(LocalLibrary, UnreadableFilesAreSkippedAndTheRestIsKept)
     whole.close();
 
     const ScanResult scan = library.scan();
-    QStringList names;
-    for (const ScannedTrack &track : scan.tracks)
-        names.append(QFileInfo(track.path()).fileName());
-    EXPECT_EQ(names, (QStringList{QStringLiteral("good.flac"), QStringLiteral("whole.ogg")}));
+    EXPECT_EQ(textsOf(scan.tracks, [](const ScannedTrack &track) { return QFileInfo(track.path()).fileName(); }), (QStringList{QStringLiteral("good.flac"), QStringLiteral("whole.ogg")}));
     EXPECT_EQ(scan.skippedFiles, 5);
 }
 
@@ -168,9 +160,7 @@ TEST(LocalLibrary, GroupsAlbumsByAlbumArtistAndTitleAndArtistsByTrackAndAlbumArt
 
     // Artists come from the track artists; the album artist of a compilation is not one of them.
     // An artist's songs are theirs as track artist or as album artist.
-    QStringList artistNames;
-    for (const Artist &artist : index.artists())
-        artistNames.append(artist.name);
+    QStringList artistNames = textsOf(index.artists(), &Artist::name);
     artistNames.sort();
     EXPECT_EQ(artistNames, (QStringList{QStringLiteral("Band A"), QStringLiteral("Band A feat. Singer C"), QStringLiteral("Band B"),
                                         QStringLiteral("Singer C")}));
@@ -553,10 +543,7 @@ TEST(LocalLibrary, ALargeFolderIsReadInPathOrderWhateverTheWorkerCount)
     expected.sort();
 
     const ScanResult scan = library.scan();
-    QStringList read;
-    for (const ScannedTrack &track : scan.tracks)
-        read.append(QString::fromUtf8(track.identity));
-    EXPECT_EQ(read, expected);
+    EXPECT_EQ(textsOf(scan.tracks, [](const ScannedTrack &track) { return QString::fromUtf8(track.identity); }), expected);
     EXPECT_EQ(scan.skippedFiles, 2);
     // Every worker found the one embedded picture; it is stored once.
     EXPECT_EQ(QDir(library.cache.path()).entryList(QDir::Files).size(), 1);

@@ -1,6 +1,6 @@
 // The libmpv engine on real files with the null audio output (which still plays in real time):
-// loading, position, end of file, failures, and the player advancing on it. Waits run a real event
-// loop against a QTimer deadline, so a broken engine fails the test instead of hanging it.
+// loading, position, end of file, failures, and the player advancing on it. Waits run the event
+// loop against a limit, so a broken engine fails the test instead of hanging it.
 #include "Platform/LocalLibrary/LocalLibraryService.h"
 #include "Platform/Music/ApplicationMusicPlayer.h"
 #include "Platform/Music/MpvAudioEngine.h"
@@ -9,19 +9,17 @@
 #include "Support/Error.h"
 #include "Support/WorkerPools.h"
 #include "TestKit/AsyncTest.h"
+#include "TestKit/Waits.h"
 
 #include <QCoreApplication>
 #include <QDataStream>
-#include <QEventLoop>
 #include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QThreadPool>
-#include <QTimer>
 #include <cmath>
 #include <cstdio>
 #include <unistd.h>
-#include <functional>
 #include <gtest/gtest.h>
 
 namespace {
@@ -45,23 +43,6 @@ QUrl writeSineWav(const QString &path, double seconds, double frequency = 440)
     for (quint32 i = 0; i < samples; ++i)
         out << qint16(std::lround(8000 * std::sin(2 * M_PI * frequency * i / rate)));
     return QUrl::fromLocalFile(path);
-}
-
-// Runs the event loop until condition holds or the deadline passes; answers whether it held.
-bool waitUntil(const std::function<bool()> &condition, int deadlineMs = 4000)
-{
-    if (condition())
-        return true;
-    QEventLoop loop;
-    QTimer poll;
-    QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
-        if (condition())
-            loop.quit();
-    });
-    poll.start(5);
-    QTimer::singleShot(deadlineMs, &loop, &QEventLoop::quit);
-    loop.exec();
-    return condition();
 }
 
 MpvAudioEngine::Options nullOutput() { return MpvAudioEngine::Options{QStringLiteral("null"), 100}; }

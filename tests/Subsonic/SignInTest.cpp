@@ -196,16 +196,13 @@ TEST_F(SignIn, WhatIsNotASubsonicServerOrNotSafeToSendAPasswordToIsSaidInTheWind
         return "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: " + QByteArray::number(html.size()) +
                "\r\nConnection: close\r\n\r\n" + html;
     });
-    ScriptedPeer redirect([](const QString &path, const QUrlQuery &) -> std::optional<QByteArray> {
-        return "HTTP/1.1 301 Moved Permanently\r\nLocation: https://music.example.org" + path.toUtf8() +
-               "\r\nContent-Length: 0\r\nConnection: close\r\n\r\n";
-    });
+    // (How the client words a redirect, a broken answer or a time-out is checked on the wire; here,
+    // that the window says what the client found and keeps nothing.)
     const struct {
         QString address;
         QString expected;
     } cases[] = {
         {page.root().toString(), QStringLiteral("does not answer as a Subsonic server")},
-        {redirect.root().toString(), QStringLiteral("sends Lumevar on to https://music.example.org/rest/ping.view")},
         {QStringLiteral("http://music.example.org"), QStringLiteral("plain HTTP")},
         {QStringLiteral("ftp://music.example.org"), QStringLiteral("Enter the server's address")},
     };

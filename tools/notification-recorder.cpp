@@ -50,4 +50,4 @@ int main(int argc, char *argv[])
     return application.exec();
 }
 
-#include "NotificationRecorder.moc"
+#include "notification-recorder.moc"

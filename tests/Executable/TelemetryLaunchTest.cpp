@@ -2,53 +2,35 @@
 // server: the first session's signal is made about half a second after launch and leaves with the
 // first tick, and a quit (SIGTERM) writes what is queued to the cache file.
 
-#include "../IngestionServer.h"
-#include "TelemetryDeck/SignalPostBody.h"
+#include "LaunchedApp.h"
+
+#include "IngestionServer.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
-#include <QJsonDocument>
+#include <QFileInfo>
 #include <QJsonObject>
-#include <QProcess>
-#include <QTemporaryDir>
-#include <QTest>
 #include <gtest/gtest.h>
 
-namespace {
-
-TEST(AppLaunchTest, theFirstSessionIsSentAndTheQueueSavedAtQuit)
+TEST(TelemetryLaunchTest, theFirstSessionIsSentAndTheQueueSavedAtQuit)
 {
     IngestionServer server;
-    QTemporaryDir home;
-    ASSERT_TRUE(QDir(home.path()).mkpath(QStringLiteral(".config/Lumevar")));
-    ASSERT_TRUE(QDir(home.path()).mkpath(QStringLiteral("Music")));
-    QFile settings(home.filePath(QStringLiteral(".config/Lumevar/Lumevar.conf")));
+    LaunchedApp app;
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(app.settingsFile()).absolutePath()));
+    QFile settings(app.settingsFile());
     ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
     settings.write("[General]\nshareUsageStatistics=true\n");
     settings.close();
+    app.setEnvironment(QStringLiteral("LUMEVAR_TELEMETRY_URL"), server.baseURL().toString());
+    app.setEnvironment(QStringLiteral("LUMEVAR_TELEMETRY_APP_ID"), QStringLiteral("7C1E52D0-6A3B-4F18-9E27-3D0B5A8C41F6"));
 
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("HOME"), home.path());
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home.filePath(QStringLiteral(".config")));
-    environment.insert(QStringLiteral("XDG_CACHE_HOME"), home.filePath(QStringLiteral(".cache")));
-    environment.insert(QStringLiteral("XDG_DATA_HOME"), home.filePath(QStringLiteral(".local/share")));
-    environment.remove(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"));
-    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    environment.insert(QStringLiteral("LUMEVAR_TELEMETRY_URL"), server.baseURL().toString());
-    environment.insert(QStringLiteral("LUMEVAR_TELEMETRY_APP_ID"), QStringLiteral("7C1E52D0-6A3B-4F18-9E27-3D0B5A8C41F6"));
-
-    QProcess lumevar;
-    lumevar.setProcessEnvironment(environment);
-    lumevar.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     const qint64 launchedAt = QDateTime::currentSecsSinceEpoch();
-    lumevar.start(QStringLiteral(LUMEVAR_EXECUTABLE),
-                  {QStringLiteral("--library"), home.filePath(QStringLiteral("Music")), QStringLiteral("--audio-output"),
-                   QStringLiteral("null")});
+    QProcess &lumevar = app.launch();
     ASSERT_TRUE(lumevar.waitForStarted());
 
     // The first tick comes 10 seconds after launch.
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !server.requests().isEmpty(); }, 30000));
+    ASSERT_TRUE(LaunchedApp::waitFor([&] { return !server.requests().isEmpty(); }, 30000));
     const QJsonArray records = server.requests().first().json().array();
     const auto started = std::find_if(records.begin(), records.end(), [](const QJsonValue &record) {
         return record.toObject().value(QLatin1String("type")).toString() == QLatin1String("TelemetryDeck.Session.started");
@@ -65,9 +47,7 @@ TEST(AppLaunchTest, theFirstSessionIsSentAndTheQueueSavedAtQuit)
     ASSERT_TRUE(lumevar.waitForFinished(15000));
     EXPECT_EQ(lumevar.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(lumevar.exitCode(), 0);
-    QFile cache(home.filePath(QStringLiteral(".cache/Lumevar/telemetrysignalcache")));
+    QFile cache(app.cacheFolder() + QStringLiteral("/telemetrysignalcache"));
     ASSERT_TRUE(cache.open(QIODevice::ReadOnly));
     EXPECT_TRUE(QJsonDocument::fromJson(cache.readAll()).isArray());
 }
-
-} // namespace

@@ -94,18 +94,6 @@ void writeLine(const QLoggingCategory &category, Level level, const char *file, 
     write(category, level, format(pattern, QStringList{text(args)...}, numbers), file, line, function);
 }
 
-// The function forms the macros replace, kept while call sites move to the macros.
-template <typename... Args>
-void line(const QLoggingCategory &c, Level level, const char *p, const Args &...a) { writeLine(c, level, nullptr, 0, nullptr, p, a...); }
-template <typename... Args>
-void debug(const QLoggingCategory &c, const char *p, const Args &...a) { line(c, Level::debug, p, a...); }
-template <typename... Args>
-void info(const QLoggingCategory &c, const char *p, const Args &...a) { line(c, Level::info, p, a...); }
-template <typename... Args>
-void notice(const QLoggingCategory &c, const char *p, const Args &...a) { line(c, Level::defaultLevel, p, a...); }
-template <typename... Args>
-void error(const QLoggingCategory &c, const char *p, const Args &...a) { line(c, Level::error, p, a...); }
-
 } // namespace Log
 
 // The for statement holds the check, as Qt's own logging macros do: the line's arguments are

@@ -227,7 +227,8 @@ QCoro::Task<void> MainViewModel::start()
     subscribeToPlayer();
     // A library that changes by itself is followed from now on; one that changed while the
     // application was not running is caught up with in the background.
-    m_libraryChangeToken = NotificationCenter::shared().addObserver(MusicService::libraryDidChangeNotification, [this] {
+    disconnect(m_libraryChange);
+    m_libraryChange = connect(&MusicService::shared(), &MusicService::libraryDidChange, this, [this] {
         detach(syncLibraryChanges());
     });
     if (!firstSync)

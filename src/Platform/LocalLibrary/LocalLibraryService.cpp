@@ -9,7 +9,6 @@
 #include "Support/Allocator.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
-#include "Support/NotificationCenter.h"
 #include "Support/Task.h"
 #include "Support/UserDefaults.h"
 
@@ -75,7 +74,7 @@ QUrl LocalLibraryService::localFileURL(const QByteArray &path)
 }
 
 LocalLibraryService::LocalLibraryService(QString folder, QString artworkCacheFolder, QObject *parent)
-    : QObject(parent),
+    : MusicService(parent),
       m_folder(QDir::cleanPath(QFileInfo(folder).absoluteFilePath())),
       m_artworkCacheFolder(artworkCacheFolder.isEmpty()
                                ? QStandardPaths::writableLocation(QStandardPaths::CacheLocation) + QStringLiteral("/LocalLibraryArtwork")
@@ -304,7 +303,7 @@ QCoro::Task<void> LocalLibraryService::readFolderChange(QSet<QByteArray> changed
     if (!self || !m_snapshot || m_snapshot->revision == before)
         co_return;
     Q_EMIT folderChangeRead();
-    NotificationCenter::shared().post(libraryDidChangeNotification);
+    Q_EMIT libraryDidChange();
 }
 
 QCoro::Task<std::optional<QString>> LocalLibraryService::libraryRevision()

@@ -3,7 +3,6 @@
 #include "Platform/Subsonic/SubsonicItems.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
-#include "Support/NotificationCenter.h"
 #include "Support/Task.h"
 
 #include <QCryptographicHash>
@@ -148,7 +147,7 @@ bool isNetworkFailure(const Error &error)
 } // namespace
 
 SubsonicService::SubsonicService(SubsonicAccount account, PasswordSource passwordSource, QObject *parent)
-    : QObject(parent), m_client(std::make_unique<SubsonicClient>(std::move(account))), m_passwordSource(std::move(passwordSource))
+    : MusicService(parent), m_client(std::make_unique<SubsonicClient>(std::move(account))), m_passwordSource(std::move(passwordSource))
 {
     m_retry.setSingleShot(true);
     m_retry.setInterval(retryMilliseconds);
@@ -302,7 +301,7 @@ void SubsonicService::retryContact()
         // Back in reach: whatever failed meanwhile is synced again.
         LUMEVAR_INFO(Log::sync(), "The server answers again");
         self->m_listing.reset();
-        NotificationCenter::shared().post(libraryDidChangeNotification);
+        Q_EMIT self->libraryDidChange();
     }(QPointer(this)));
 }
 

@@ -24,7 +24,6 @@
 #include "Platform/LocalLibrary/LocalLibraryService.h"
 #include "Platform/LocalLibrary/LocalRecommendations.h"
 #include "Platform/Music/MusicService.h"
-#include "Support/NotificationCenter.h"
 #include "Common/BenchMain.h"
 
 #include <QCoreApplication>
@@ -283,7 +282,7 @@ void BM_Large_OneFileAddedVisible(benchmark::State &state)
     int next = library.count();
     for (auto _ : state) {
         QEventLoop loop;
-        const auto token = NotificationCenter::shared().addObserver(MusicService::libraryDidChangeNotification, [&loop] { loop.quit(); });
+        QObject::connect(&service, &MusicService::libraryDidChange, &loop, &QEventLoop::quit);
         QTimer::singleShot(10000, &loop, &QEventLoop::quit);
         QFile file(QStringLiteral("%1/new %2.mp3").arg(added).arg(next));
         if (!file.open(QIODevice::WriteOnly) || file.write(LargeFolder::file(next)) < 0)

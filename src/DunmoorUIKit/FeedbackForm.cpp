@@ -97,7 +97,7 @@ QCoro::Task<void> FeedbackForm::sendMessage()
         co_await std::move(sending);
         sent = true;
     } catch (const std::exception &error) {
-        Log::error(Log::app(), "Failed to send feedback: %@", error);
+        LUMEVAR_ERROR(Log::app(), "Failed to send feedback: %@", error);
     }
     if (!self)
         co_return;

@@ -27,7 +27,7 @@ QString IncludedLogsDetail::readJournal(const QString &processName)
 {
     sd_journal *journal = nullptr;
     if (const int status = sd_journal_open(&journal, SD_JOURNAL_LOCAL_ONLY); status < 0) {
-        Log::info(Log::app(), "No system journal to read logs from: %@", QString::fromUtf8(strerror(-status)));
+        LUMEVAR_INFO(Log::app(), "No system journal to read logs from: %@", QString::fromUtf8(strerror(-status)));
         return {};
     }
     // Error priority or worse: emerg 0, alert 1, crit 2, err 3 (matches of one field are ORed).
@@ -48,7 +48,7 @@ QString IncludedLogsDetail::readJournal(const QString &processName)
     }
     sd_journal_close(journal);
     if (status < 0) {
-        Log::info(Log::app(), "Reading the system journal failed: %@", QString::fromUtf8(strerror(-status)));
+        LUMEVAR_INFO(Log::app(), "Reading the system journal failed: %@", QString::fromUtf8(strerror(-status)));
         return {};
     }
     return text;

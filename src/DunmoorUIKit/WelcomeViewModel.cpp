@@ -37,7 +37,7 @@ QCoro::Task<void> makeThumbnail(QPointer<WelcomeViewModel> model, WelcomeRecent 
         if (model)
             store(recent, image);
     } catch (...) {
-        Log::error(Log::images(), "Failed to generate thumbnail for %@", recent.url.toString());
+        LUMEVAR_ERROR(Log::images(), "Failed to generate thumbnail for %@", recent.url.toString());
     }
 }
 

@@ -97,11 +97,11 @@ int main(int argc, char *argv[])
             std::fprintf(stderr, "lumevar: --server needs a server address and --user a user name\n");
             return 2;
         }
-        Log::info(Log::app(), "Music server: %@ as %@", account.server.toString(), account.user);
+        LUMEVAR_INFO(Log::app(), "Music server: %@ as %@", account.server.toString(), account.user);
         server = std::make_unique<SubsonicService>(account, ServerSignIn::askingWhenMissing(&SubsonicKeyring::readPassword, SignInWindow::prompt()));
     } else {
         folder = std::make_unique<LocalLibraryService>(LocalLibraryService::resolveLibraryFolder(parser.value(libraryOption)));
-        Log::info(Log::app(), "Library folder: %@", folder->folder());
+        LUMEVAR_INFO(Log::app(), "Library folder: %@", folder->folder());
     }
     MusicService &service = server ? static_cast<MusicService &>(*server) : *folder;
     MpvAudioEngine::Options audio;
@@ -132,7 +132,7 @@ int main(int argc, char *argv[])
     QObject::connect(&dock, &DockMenu::showWindowRequested, &window, &MainWindow::raiseWindow);
     QObject::connect(&dock, &DockMenu::quitRequested, &application, &QApplication::quit);
     if (!dock.install())
-        Log::info(Log::app(), "No system tray; the window's menus are the only controls");
+        LUMEVAR_INFO(Log::app(), "No system tray; the window's menus are the only controls");
 
     QObject::connect(instance.get(), &SingleInstance::activated, &window, [&window](const QStringList &) { window.raiseWindow(); });
 
@@ -155,7 +155,7 @@ int main(int argc, char *argv[])
     try {
         waitForTask(LocalDatabase::shared().close());
     } catch (...) {
-        Log::error(Log::app(), "Failed to close the local store: %@", errorFromCurrentException());
+        LUMEVAR_ERROR(Log::app(), "Failed to close the local store: %@", errorFromCurrentException());
     }
     if (relaunch) {
         // The profile is let go first, so that the new process takes it instead of handing over.
@@ -165,7 +165,7 @@ int main(int argc, char *argv[])
         if (parser.isSet(audioOutputOption))
             arguments << QStringLiteral("--audio-output") << parser.value(audioOutputOption);
         if (!QProcess::startDetached(QCoreApplication::applicationFilePath(), arguments))
-            Log::error(Log::app(), "Failed to start Lumevar again; start it yourself");
+            LUMEVAR_ERROR(Log::app(), "Failed to start Lumevar again; start it yourself");
     }
     return status;
 }

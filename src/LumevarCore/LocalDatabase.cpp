@@ -26,7 +26,7 @@ void releaseReadMemory(SqliteConnection &db)
     try {
         db.execute("PRAGMA shrink_memory;");
     } catch (const StoreError &error) {
-        Log::error(Log::app(), "Failed to shrink the store's page cache: %@", error);
+        LUMEVAR_ERROR(Log::app(), "Failed to shrink the store's page cache: %@", error);
     }
     Allocator::releaseFreeMemory();
 }
@@ -87,7 +87,7 @@ public:
                     releaseReadMemory(state.db);
             } catch (const StoreError &error) {
                 state.songs.forget();
-                Log::error(Log::app(), "Failed to read the songs of the local store: %@", error);
+                LUMEVAR_ERROR(Log::app(), "Failed to read the songs of the local store: %@", error);
             }
         }, StoreActor::Access::unchecked);
     }
@@ -122,7 +122,7 @@ LocalDatabase &LocalDatabase::shared()
         // A folder that cannot be made is no reason to stop: the store then lives in memory for
         // this run and the application says so.
         if (!QDir().mkpath(folder))
-            Log::error(Log::app(), "Failed to create LocalDatabase: cannot create the folder %@", folder);
+            LUMEVAR_ERROR(Log::app(), "Failed to create LocalDatabase: cannot create the folder %@", folder);
         auto *made = new LocalDatabase(path);
         openInBackground(made);
         return made;
@@ -182,7 +182,7 @@ void checkpointNow(SqliteConnection &db)
     // TRUNCATE waits for no reader (this connection is the only one) and leaves a log of 0 bytes.
     SqliteQuery checkpoint = db.query("PRAGMA wal_checkpoint(TRUNCATE)");
     if (checkpoint.next() && checkpoint.int64(0) != 0)
-        Log::notice(Log::app(), "The store's write-ahead log could not be folded back (busy)");
+        LUMEVAR_NOTICE(Log::app(), "The store's write-ahead log could not be folded back (busy)");
 }
 
 } // namespace
@@ -212,14 +212,14 @@ QCoro::Task<void> LocalDatabase::close()
             try {
                 checkpointNow(state.db);
             } catch (const StoreError &error) {
-                Log::error(Log::app(), "Failed to fold the store's write-ahead log back: %@", error);
+                LUMEVAR_ERROR(Log::app(), "Failed to fold the store's write-ahead log back: %@", error);
             }
             try {
                 if (!saved && !file.isEmpty() && state.songs.isLoaded())
                     image = state.songs.image(state.db);
             } catch (const StoreError &error) {
                 image.reset();
-                Log::error(Log::app(), "Failed to save the song records beside the store: %@", error);
+                LUMEVAR_ERROR(Log::app(), "Failed to save the song records beside the store: %@", error);
             }
         }
         state.songs.forget();

@@ -355,7 +355,7 @@ void write(const QString &storePath, const SongImage &image)
     if (!header) {
         // Records saved now would describe a store the file alone does not hold.
         QFile::remove(path);
-        Log::notice(Log::app(), "The song records are not saved beside the store: its file is not whole");
+        LUMEVAR_NOTICE(Log::app(), "The song records are not saved beside the store: its file is not whole");
         return;
     }
 
@@ -375,7 +375,7 @@ void write(const QString &storePath, const SongImage &image)
     if (written) {
         file.setAutoRemove(false); // renamed away
     } else {
-        Log::error(Log::app(), "Failed to save the song records beside the store at %@: %@", path, failure);
+        LUMEVAR_ERROR(Log::app(), "Failed to save the song records beside the store at %@: %@", path, failure);
         QFile::remove(path);
     }
 }
@@ -409,7 +409,7 @@ std::optional<SongImage> take(const QString &storePath)
         Reader in(payload, payload + header.payloadSize);
         return imageOf(in);
     } catch (const Refused &refused) {
-        Log::error(Log::app(), "The song records saved beside the store are not used (%@); they are read from the store",
+        LUMEVAR_ERROR(Log::app(), "The song records saved beside the store are not used (%@); they are read from the store",
                     QString::fromUtf8(refused.what()));
         remove(storePath);
         return std::nullopt;
@@ -421,7 +421,7 @@ bool remove(const QString &storePath)
     QFile file(pathBeside(storePath));
     if (!file.exists() || file.remove())
         return true;
-    Log::error(Log::app(), "Failed to remove the song records saved beside the store: %@", file.errorString());
+    LUMEVAR_ERROR(Log::app(), "Failed to remove the song records saved beside the store: %@", file.errorString());
     return false;
 }
 

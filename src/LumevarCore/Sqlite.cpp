@@ -274,7 +274,7 @@ SqliteTransaction::~SqliteTransaction()
     try {
         m_connection.execute("ROLLBACK");
     } catch (const Error &error) {
-        Log::error(Log::sync(), "Failed to roll back a store transaction: %@", error);
+        LUMEVAR_ERROR(Log::sync(), "Failed to roll back a store transaction: %@", error);
     }
 }
 

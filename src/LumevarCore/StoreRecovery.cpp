@@ -68,7 +68,7 @@ QString moveAside(const QString &path)
     for (const char *suffix : {"-wal", "-shm"}) {
         const QString journal = path + QLatin1String(suffix);
         if (QFileInfo::exists(journal) && !QFile::rename(journal, target + QLatin1String(suffix)))
-            Log::error(Log::app(), "Failed to move %@ aside", journal);
+            LUMEVAR_ERROR(Log::app(), "Failed to move %@ aside", journal);
     }
     return target;
 }
@@ -104,10 +104,10 @@ StoreCondition openOrRebuild(StoreState &state, const QString &path)
 
     QString reason = attempt.reason;
     if (attempt.verdict == Verdict::damaged) {
-        Log::error(Log::app(), "The local store %@ is damaged: %@", path, reason);
+        LUMEVAR_ERROR(Log::app(), "The local store %@ is damaged: %@", path, reason);
         const QString moved = moveAside(path);
         if (!moved.isEmpty()) {
-            Log::notice(Log::app(), "Moved the damaged store to %@; making a new one", moved);
+            LUMEVAR_NOTICE(Log::app(), "Moved the damaged store to %@; making a new one", moved);
             const Attempt fresh = tryOpen(state, path);
             if (fresh.verdict == Verdict::opened)
                 return {StoreCondition::Kind::rebuilt, moved, reason};
@@ -117,7 +117,7 @@ StoreCondition openOrRebuild(StoreState &state, const QString &path)
         }
     }
 
-    Log::error(Log::app(), "Cannot use the local store %@ (%@); keeping the library in memory for this run", path, reason);
+    LUMEVAR_ERROR(Log::app(), "Cannot use the local store %@ (%@); keeping the library in memory for this run", path, reason);
     const Attempt memory = tryOpen(state, QStringLiteral(":memory:"));
     if (memory.verdict != Verdict::opened)
         state.openFailure = StoreError(StoreError::openFailed, memory.reason);

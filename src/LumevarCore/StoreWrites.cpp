@@ -69,7 +69,7 @@ QString titleOrPlaceholder(const QString &title, const char *kind, const QString
 {
     QString cleaned = StoreWrites::cleanText(title).trimmed();
     if (cleaned.isEmpty()) {
-        Log::error(Log::sync(), "The %@ %@ has no name; stored as \"Unknown\"", kind, id);
+        LUMEVAR_ERROR(Log::sync(), "The %@ %@ has no name; stored as \"Unknown\"", kind, id);
         return QStringLiteral("Unknown");
     }
     return cleaned;
@@ -129,7 +129,7 @@ std::optional<SongRow> cleanSong(const Song &song)
     SongRow row;
     row.id = StoreWrites::cleanText(song.id.rawValue()).trimmed();
     if (row.id.isEmpty()) {
-        Log::error(Log::sync(), "Skipped a song without an id (title \"%@\")", song.title);
+        LUMEVAR_ERROR(Log::sync(), "Skipped a song without an id (title \"%@\")", song.title);
         return std::nullopt;
     }
     row.title = titleOrPlaceholder(song.title, "song", row.id);
@@ -139,7 +139,7 @@ std::optional<SongRow> cleanSong(const Song &song)
     row.genre = firstGenre(song.genreNames);
     row.duration = StoreWrites::cleanDuration(song.duration);
     if (row.duration != song.duration)
-        Log::error(Log::sync(), "The song %@ has an impossible duration %f; stored as 0", row.id, song.duration);
+        LUMEVAR_ERROR(Log::sync(), "The song %@ has an impossible duration %f; stored as 0", row.id, song.duration);
     row.releaseDate = storedDate(song.releaseDate);
     row.addedDate = storedDate(song.libraryAddedDate);
     if (song.trackNumber && *song.trackNumber >= 0)
@@ -370,7 +370,7 @@ QString cleanText(const QString &text)
             continue;
         cleaned.append(c);
     }
-    Log::error(Log::sync(), "Removed invalid characters from \"%@\"", cleaned);
+    LUMEVAR_ERROR(Log::sync(), "Removed invalid characters from \"%@\"", cleaned);
     return cleaned;
 }
 
@@ -412,7 +412,7 @@ void storePlaylists(SqliteConnection &db, const QList<Playlist> &playlists, qint
     for (const Playlist &playlist : playlists) {
         const QString id = cleanText(playlist.id.rawValue()).trimmed();
         if (id.isEmpty()) {
-            Log::error(Log::sync(), "Skipped a playlist without an id (name \"%@\")", playlist.name);
+            LUMEVAR_ERROR(Log::sync(), "Skipped a playlist without an id (name \"%@\")", playlist.name);
             continue;
         }
         const QString name = titleOrPlaceholder(playlist.name, "playlist", id);
@@ -437,7 +437,7 @@ void storeAlbums(StoreState &store, const QList<Album> &albums, qint64 generatio
     for (const Album &album : albums) {
         const QString id = cleanText(album.id.rawValue()).trimmed();
         if (id.isEmpty()) {
-            Log::error(Log::sync(), "Skipped an album without an id (title \"%@\")", album.title);
+            LUMEVAR_ERROR(Log::sync(), "Skipped an album without an id (title \"%@\")", album.title);
             continue;
         }
         const QString title = titleOrPlaceholder(album.title, "album", id);
@@ -467,7 +467,7 @@ void storeArtists(StoreState &store, const QList<Artist> &artists, qint64 genera
     for (const Artist &artist : artists) {
         const QString id = cleanText(artist.id.rawValue()).trimmed();
         if (id.isEmpty()) {
-            Log::error(Log::sync(), "Skipped an artist without an id (name \"%@\")", artist.name);
+            LUMEVAR_ERROR(Log::sync(), "Skipped an artist without an id (name \"%@\")", artist.name);
             continue;
         }
         const QString name = titleOrPlaceholder(artist.name, "artist", id);
@@ -607,7 +607,7 @@ void storePlaylistContents(StoreState &store, const QList<std::pair<QString, QLi
         SqliteQuery find = db.query("SELECT pk FROM playlists WHERE id = ?1");
         find.bindAll(playlistID);
         if (!find.next()) {
-            Log::info(Log::sync(), "Skipped the contents of the unknown playlist %@", playlistID);
+            LUMEVAR_INFO(Log::sync(), "Skipped the contents of the unknown playlist %@", playlistID);
             continue;
         }
         const qint64 playlist = find.int64(0);

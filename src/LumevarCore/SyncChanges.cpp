@@ -56,11 +56,11 @@ QCoro::Task<void> SyncEngine::applyChanges(QList<LibraryChange> changes)
             token.checkCancellation();
             co_await database.storePlaylistContents(std::move(contents));
         }
-        Log::info(Log::sync(), "Applied a library change: %d songs added or changed, %d removed; %d albums, %d artists, "
+        LUMEVAR_INFO(Log::sync(), "Applied a library change: %d songs added or changed, %d removed; %d albums, %d artists, "
                                "%d playlists changed",
-                  int(change.songs.size()), int(change.removedSongs.size()),
-                  int(change.albums.size() + change.removedAlbums.size()),
-                  int(change.artists.size() + change.removedArtists.size()),
-                  int(change.playlists.size() + change.removedPlaylists.size()));
+                     int(change.songs.size()), int(change.removedSongs.size()),
+                     int(change.albums.size() + change.removedAlbums.size()),
+                     int(change.artists.size() + change.removedArtists.size()),
+                     int(change.playlists.size() + change.removedPlaylists.size()));
     }
 }

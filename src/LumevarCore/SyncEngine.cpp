@@ -105,11 +105,11 @@ QCoro::Task<void> syncList(LocalDatabase &database, LocalDatabase::LibraryKind k
         try {
             co_await database.abandonSync(kind, generation);
         } catch (...) {
-            Log::error(Log::sync(), "Failed to end an interrupted sync of %@: %@", what, errorFromCurrentException());
+            LUMEVAR_ERROR(Log::sync(), "Failed to end an interrupted sync of %@: %@", what, errorFromCurrentException());
         }
         std::rethrow_exception(failure);
     }
-    Log::info(Log::sync(), "Synced %d %@, removed %d", offset, what, removed);
+    LUMEVAR_INFO(Log::sync(), "Synced %d %@, removed %d", offset, what, removed);
 }
 
 Playlist platformPlaylist(const LocalPlaylist &playlist)
@@ -199,7 +199,7 @@ QCoro::Task<void> syncWholeLibrary(LocalDatabase &database, MusicService &servic
                 throw;
             } catch (const MusicError &error) {
                 // One playlist the service cannot list must not stop the others.
-                Log::error(Log::sync(), "Failed to fetch the songs of the playlist %@: %@", playlist.id, error);
+                LUMEVAR_ERROR(Log::sync(), "Failed to fetch the songs of the playlist %@: %@", playlist.id, error);
             }
             ++done;
             if (batch.size() >= playlistBatch || done == playlists.size()) {
@@ -351,7 +351,7 @@ QCoro::Task<void> SyncEngine::syncEmptyPlaylistContents()
             contents.append(std::make_pair(playlist.id, std::move(songs)));
             co_await database.storePlaylistContents(std::move(contents));
         } catch (const MusicError &error) {
-            Log::error(Log::sync(), "Failed to fetch the songs of the playlist %@: %@", playlist.id, error);
+            LUMEVAR_ERROR(Log::sync(), "Failed to fetch the songs of the playlist %@: %@", playlist.id, error);
         }
     }
 }
@@ -372,8 +372,8 @@ QCoro::Task<void> SyncEngine::syncInserts()
         std::reverse(songs.begin(), songs.end());
         co_await database.addLibrarySongs(std::move(songs));
     } catch (const CancellationError &) {
-        Log::info(Log::sync(), "Cancelled taking up newly added songs");
+        LUMEVAR_INFO(Log::sync(), "Cancelled taking up newly added songs");
     } catch (...) {
-        Log::error(Log::sync(), "Failed to take up newly added songs: %@", errorFromCurrentException());
+        LUMEVAR_ERROR(Log::sync(), "Failed to take up newly added songs: %@", errorFromCurrentException());
     }
 }

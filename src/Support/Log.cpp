@@ -91,18 +91,20 @@ QString withoutCredentials(const QString &text)
     return cleaned;
 }
 
-void write(const QLoggingCategory &category, Level level, const QString &rawMessage)
+void write(const QLoggingCategory &category, Level level, const QString &rawMessage, const char *file, int line,
+           const char *function)
 {
     const QString message = withoutCredentials(rawMessage);
+    const QMessageLogger logger(file, line, function, category.categoryName());
     switch (level) {
     case Level::debug:
         if (category.isDebugEnabled())
-            QMessageLogger(nullptr, 0, nullptr, category.categoryName()).debug().noquote() << message;
+            logger.debug().noquote() << message;
         break;
     case Level::info:
     case Level::defaultLevel:
         if (category.isInfoEnabled())
-            QMessageLogger(nullptr, 0, nullptr, category.categoryName()).info().noquote() << message;
+            logger.info().noquote() << message;
         break;
     case Level::error:
         // Kept directly: the store must see errors even when the category is filtered out.
@@ -110,11 +112,16 @@ void write(const QLoggingCategory &category, Level level, const QString &rawMess
                                    QString::fromUtf8(category.categoryName()).section(u'.', -1), level, message});
         if (category.isCriticalEnabled()) {
             writingOwnLine = true;
-            QMessageLogger(nullptr, 0, nullptr, category.categoryName()).critical().noquote() << message;
+            logger.critical().noquote() << message;
             writingOwnLine = false;
         }
         break;
     }
+}
+
+void write(const QLoggingCategory &category, Level level, const QString &message)
+{
+    write(category, level, message, nullptr, 0, nullptr);
 }
 
 } // namespace Log
@@ -128,21 +135,29 @@ LogStore &LogStore::shared()
 void LogStore::append(Entry entry)
 {
     QMutexLocker lock(&m_mutex);
-    m_entries.append(std::move(entry));
-    if (m_entries.size() > capacity)
-        m_entries.remove(0, m_entries.size() - capacity);
+    if (m_ring.size() < std::size_t(capacity)) {
+        m_ring.push_back(std::move(entry));
+        return;
+    }
+    m_ring[m_oldest] = std::move(entry);
+    m_oldest = (m_oldest + 1) % m_ring.size();
 }
 
 QList<LogStore::Entry> LogStore::entries() const
 {
     QMutexLocker lock(&m_mutex);
-    return m_entries;
+    QList<Entry> ordered;
+    ordered.reserve(qsizetype(m_ring.size()));
+    for (std::size_t i = 0; i < m_ring.size(); ++i)
+        ordered.append(m_ring[(m_oldest + i) % m_ring.size()]);
+    return ordered;
 }
 
 void LogStore::clear()
 {
     QMutexLocker lock(&m_mutex);
-    m_entries.clear();
+    m_ring.clear();
+    m_oldest = 0;
 }
 
 static void storingMessageHandler(QtMsgType type, const QMessageLogContext &context, const QString &message)

@@ -1,7 +1,14 @@
 #pragma once
 // Logging for Lumevar: one Qt logging category per subsystem, named "<app id>.<category>", four
 // levels, and printf-style lines ("Failed to load albums: %@") filled from any printable values.
-// Error-level lines are also kept in LogStore for the feedback form.
+// Lines are written through the macros below, the way Qt's qCDebug works:
+//
+//     LUMEVAR_ERROR(Log::sync(), "Failed to load albums: %@", error);
+//
+// A line whose level its category filters out costs one check: its arguments are not evaluated
+// and nothing is formatted. Every line carries its file, line and function to Qt's message
+// handler. Error-level lines are also kept in LogStore for the feedback form, even when their
+// category is filtered out.
 
 #include <QDateTime>
 #include <QList>
@@ -9,6 +16,8 @@
 #include <QMutex>
 #include <QString>
 #include <QStringList>
+
+#include <vector>
 
 class Error;
 
@@ -49,10 +58,30 @@ QString format(const char *pattern, const QStringList &arguments, const QList<do
 // a password; texts shown to the user go through it too.
 QString withoutCredentials(const QString &text);
 
+// Writes one finished line: debug and info lines when the category lets them through, error
+// lines always into LogStore and to Qt when the category lets them through. The file, line and
+// function go to Qt's message context; a line from elsewhere (another library's log) has none.
+void write(const QLoggingCategory &category, Level level, const QString &message, const char *file, int line,
+           const char *function);
 void write(const QLoggingCategory &category, Level level, const QString &message);
 
+// The category when a line of this level is to be written, else null: the check of the macros.
+inline const QLoggingCategory *wanted(const QLoggingCategory &category, Level level)
+{
+    switch (level) {
+    case Level::debug: return category.isDebugEnabled() ? &category : nullptr;
+    case Level::info:
+    case Level::defaultLevel: return category.isInfoEnabled() ? &category : nullptr;
+    case Level::error: return &category; // LogStore keeps it whatever the filter says
+    }
+    return nullptr;
+}
+
+// Fills the pattern and writes the line. The call site comes as plain values: GCC 12 miscompiled
+// class-type call-site arguments in calls inside a coroutine's catch block.
 template <typename... Args>
-void line(const QLoggingCategory &category, Level level, const char *pattern, const Args &...args)
+void writeLine(const QLoggingCategory &category, Level level, const char *file, int line, const char *function,
+               const char *pattern, const Args &...args)
 {
     QList<double> numbers;
     [[maybe_unused]] auto number = [&numbers](const auto &value) {
@@ -62,21 +91,27 @@ void line(const QLoggingCategory &category, Level level, const char *pattern, co
             numbers.append(qQNaN());
     };
     (number(args), ...);
-    write(category, level, format(pattern, QStringList{text(args)...}, numbers));
+    write(category, level, format(pattern, QStringList{text(args)...}, numbers), file, line, function);
 }
-
-template <typename... Args>
-void debug(const QLoggingCategory &c, const char *p, const Args &...a) { line(c, Level::debug, p, a...); }
-template <typename... Args>
-void info(const QLoggingCategory &c, const char *p, const Args &...a) { line(c, Level::info, p, a...); }
-template <typename... Args>
-void notice(const QLoggingCategory &c, const char *p, const Args &...a) { line(c, Level::defaultLevel, p, a...); }
-template <typename... Args>
-void error(const QLoggingCategory &c, const char *p, const Args &...a) { line(c, Level::error, p, a...); }
 
 } // namespace Log
 
-// The error-level entries of this process, newest last, for the feedback form. Thread-safe.
+// The for statement holds the check, as Qt's own logging macros do: the line's arguments are
+// evaluated only when it runs, and the macro is one statement, safe before an else. The names
+// carry the project's prefix because <syslog.h> (which sd-journal.h includes) defines LOG_INFO,
+// LOG_DEBUG and LOG_NOTICE.
+#define LUMEVAR_LOG_LINE(level, category, ...)                                                                         \
+    for (const QLoggingCategory *lumevarLogCategory = ::Log::wanted((category), (level)); lumevarLogCategory;       \
+         lumevarLogCategory = nullptr)                                                                               \
+    ::Log::writeLine(*lumevarLogCategory, (level), __FILE__, __LINE__, Q_FUNC_INFO, __VA_ARGS__)
+
+#define LUMEVAR_DEBUG(category, ...) LUMEVAR_LOG_LINE(::Log::Level::debug, category, __VA_ARGS__)
+#define LUMEVAR_INFO(category, ...) LUMEVAR_LOG_LINE(::Log::Level::info, category, __VA_ARGS__)
+#define LUMEVAR_NOTICE(category, ...) LUMEVAR_LOG_LINE(::Log::Level::defaultLevel, category, __VA_ARGS__)
+#define LUMEVAR_ERROR(category, ...) LUMEVAR_LOG_LINE(::Log::Level::error, category, __VA_ARGS__)
+
+// The error-level entries of this process, newest last, for the feedback form: the last
+// `capacity` of them in a ring, so a line costs the same however many came before. Thread-safe.
 // Qt's own critical messages are taken in as well once installMessageHandler() has run.
 class LogStore {
 public:
@@ -101,5 +136,6 @@ public:
 
 private:
     mutable QMutex m_mutex;
-    QList<Entry> m_entries;
+    std::vector<Entry> m_ring; // grows to capacity, then each entry overwrites the oldest
+    std::size_t m_oldest = 0;  // where the oldest entry sits once the ring is full
 };

@@ -11,7 +11,7 @@ void postToMainThread(std::function<void()> fn)
 {
     QCoreApplication *application = QCoreApplication::instance();
     if (!application) {
-        Log::error(Log::app(), "Dropped a change notification: there is no application event loop");
+        LUMEVAR_ERROR(Log::app(), "Dropped a change notification: there is no application event loop");
         return;
     }
     QMetaObject::invokeMethod(application, std::move(fn), Qt::QueuedConnection);

@@ -26,7 +26,7 @@ void QuitSignals::install()
     if (signalPipe[0] >= 0)
         return;
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, signalPipe) != 0) {
-        Log::error(Log::app(), "Failed to watch for quit signals: no socket pair");
+        LUMEVAR_ERROR(Log::app(), "Failed to watch for quit signals: no socket pair");
         return;
     }
     auto *notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, QCoreApplication::instance());
@@ -34,7 +34,7 @@ void QuitSignals::install()
         char byte = 0;
         while (::read(signalPipe[0], &byte, 1) > 0) {
         }
-        Log::info(Log::app(), "Quitting on a signal");
+        LUMEVAR_INFO(Log::app(), "Quitting on a signal");
         QCoreApplication::quit();
     });
     struct sigaction action = {};

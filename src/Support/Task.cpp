@@ -48,7 +48,7 @@ QCoro::Task<void> runOwned(std::function<QCoro::Task<void>(CancellationToken)> b
         co_await body(token);
     } catch (const CancellationError &) {
     } catch (...) {
-        Log::error(Log::app(), "Unhandled error in a background task: %@", errorFromCurrentException());
+        LUMEVAR_ERROR(Log::app(), "Unhandled error in a background task: %@", errorFromCurrentException());
     }
 }
 
@@ -58,7 +58,7 @@ QCoro::Task<void> runDetached(QCoro::Task<void> task)
         co_await std::move(task);
     } catch (const CancellationError &) {
     } catch (...) {
-        Log::error(Log::app(), "Unhandled error in a background task: %@", errorFromCurrentException());
+        LUMEVAR_ERROR(Log::app(), "Unhandled error in a background task: %@", errorFromCurrentException());
     }
 }
 

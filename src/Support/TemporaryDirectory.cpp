@@ -41,7 +41,7 @@ QString TemporaryDirectory::make(const QString &runtimeDirectory, const QString 
         if (makePrivateFolder(folder))
             return folder;
     }
-    Log::error(Log::app(), "Failed to create the temporary folder under %@ or %@", runtimeDirectory, cacheDirectory);
+    LUMEVAR_ERROR(Log::app(), "Failed to create the temporary folder under %@ or %@", runtimeDirectory, cacheDirectory);
     return {};
 }
 

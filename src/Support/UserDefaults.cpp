@@ -63,7 +63,7 @@ UserDefaults::UserDefaults(const QString &suiteName, QObject *parent)
     : QObject(parent), m_suiteName(suiteName), m_settings(defaultsFilePath(suiteName), QSettings::IniFormat)
 {
     if (m_settings.status() != QSettings::NoError)
-        Log::error(Log::app(), "Failed to read the defaults file %@, starting empty", m_settings.fileName());
+        LUMEVAR_ERROR(Log::app(), "Failed to read the defaults file %@, starting empty", m_settings.fileName());
     for (const QString &key : m_settings.allKeys()) {
         // The INI file writes an empty string list as an invalid value.
         const QVariant value = m_settings.value(key);
@@ -99,7 +99,7 @@ void UserDefaults::persistClear()
     m_settings.clear();
     m_settings.sync();
     if (m_settings.status() != QSettings::NoError)
-        Log::error(Log::app(), "Failed to clear the defaults file %@", m_settings.fileName());
+        LUMEVAR_ERROR(Log::app(), "Failed to clear the defaults file %@", m_settings.fileName());
 }
 
 QVariant UserDefaults::object(const QString &key) const
@@ -241,5 +241,5 @@ void UserDefaults::synchronize()
     }
     m_settings.sync();
     if (m_settings.status() != QSettings::NoError)
-        Log::error(Log::app(), "Failed to write the defaults file %@", m_settings.fileName());
+        LUMEVAR_ERROR(Log::app(), "Failed to write the defaults file %@", m_settings.fileName());
 }

@@ -125,8 +125,8 @@ TEST_F(FeedbackSenderTest, ARefusedConnectionIsATransportError)
 TEST(IncludedLogsTest, TheProcessesOwnErrorLinesInTheLogFormat)
 {
     LogStore::shared().clear();
-    Log::error(Log::sync(), "Failed to load albums: %@", QStringLiteral("disk full"));
-    Log::error(Log::images(), "Failed to load artwork: %@", QStringLiteral("404"));
+    LUMEVAR_ERROR(Log::sync(), "Failed to load albums: %@", QStringLiteral("disk full"));
+    LUMEVAR_ERROR(Log::images(), "Failed to load artwork: %@", QStringLiteral("404"));
     EXPECT_EQ(IncludedLogs::currentProcess().collect(),
               QStringLiteral("com.dunmoor.Lumevar; sync; 4; Failed to load albums: disk full\n"
                              "com.dunmoor.Lumevar; images; 4; Failed to load artwork: 404\n"));

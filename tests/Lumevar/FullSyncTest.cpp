@@ -2,7 +2,6 @@
 
 #include "ModelTestFixture.h"
 
-#include "Support/NotificationCenter.h"
 #include "Support/Observable.h"
 #include "Support/Progress.h"
 #include "Support/UserDefaults.h"
@@ -157,7 +156,7 @@ TEST_F(FullSyncTest, ALibraryThatChangesByItselfIsSyncedQuietlyOnlyWhenItsRevisi
     const ObservationTrackingToken toast = observeChanges(launched._showSyncingToast, [&](bool, bool now) { toastShown = toastShown || now; });
     service.library.songs.append(FakeMusicService::song(QStringLiteral("new"), QStringLiteral("New Song")));
     service.revision = QStringLiteral("r2");
-    NotificationCenter::shared().post(MusicService::libraryDidChangeNotification);
+    Q_EMIT service.libraryDidChange();
     ASSERT_TRUE(waitUntil([&] { return launched._libraryVersion() > version; }));
     EXPECT_EQ(runTask(database->allLibrarySongs({LocalSong::SortKey::order})).size(), 3);
     EXPECT_FALSE(toastShown);

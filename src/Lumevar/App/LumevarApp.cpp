@@ -115,7 +115,7 @@ QCoro::Task<void> LumevarApp::resetData()
     if (!file.remove()) {
         const Error error(QStringLiteral("LumevarFileError"), int(file.error()), file.errorString());
         reportError(error, QStringLiteral("remove_local_database"));
-        Log::error(Log::app(), "Failed to remove local database: %@", error);
+        LUMEVAR_ERROR(Log::app(), "Failed to remove local database: %@", error);
     }
     // The store's journal files go with it, so that the next launch starts from nothing.
     QFile::remove(m_env.databasePath + QStringLiteral("-wal"));

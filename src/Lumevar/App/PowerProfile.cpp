@@ -21,7 +21,7 @@ QCoro::Task<bool> isPowerSaverActive(QDBusConnection bus)
     // A missing daemon answers with ServiceUnknown at once; a hung one is given two seconds.
     const QDBusMessage reply = co_await bus.asyncCall(call, 2000);
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
-        Log::debug(Log::app(), "No power profile available: %@", reply.errorMessage());
+        LUMEVAR_DEBUG(Log::app(), "No power profile available: %@", reply.errorMessage());
         co_return false;
     }
     const QVariant value = reply.arguments().constFirst().value<QDBusVariant>().variant();

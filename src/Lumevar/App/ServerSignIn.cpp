@@ -36,11 +36,11 @@ QCoro::Task<Result> signIn(QString address, QString user, QString password, Pass
             result.passwordKept = true;
         } catch (...) {
             // The keeper logged its reason; signing in goes on without a kept password.
-            Log::notice(Log::app(), "The password of %@ is not kept; it is asked at each launch", MusicSourceSettings::describe(result.account));
+            LUMEVAR_NOTICE(Log::app(), "The password of %@ is not kept; it is asked at each launch", MusicSourceSettings::describe(result.account));
         }
     }
     MusicSourceSettings::chooseServer(result.account);
-    Log::info(Log::app(), "Signed in to %@", MusicSourceSettings::describe(result.account));
+    LUMEVAR_INFO(Log::app(), "Signed in to %@", MusicSourceSettings::describe(result.account));
     co_return result;
 }
 

@@ -66,29 +66,29 @@ SingleInstance::Claim SingleInstance::claim(const QStringList &arguments)
         if (m_lock->error() != QLockFile::LockFailedError) {
             // A folder that cannot be written: the store will live in memory for this run, so
             // there is nothing to share and nothing to guard.
-            Log::notice(Log::app(), "Cannot lock the profile folder %@; not checking for another Lumevar", m_folder);
+            LUMEVAR_NOTICE(Log::app(), "Cannot lock the profile folder %@; not checking for another Lumevar", m_folder);
             m_lock.reset();
             return Claim::first;
         }
         m_lock.reset();
         if (handOver(arguments)) {
-            Log::info(Log::app(), "Lumevar is already running on this profile; handed over to it");
+            LUMEVAR_INFO(Log::app(), "Lumevar is already running on this profile; handed over to it");
             return Claim::handedOver;
         }
-        Log::error(Log::app(), "Lumevar is already running on this profile (%@) and could not be reached; quitting",
-                   m_folder);
+        LUMEVAR_ERROR(Log::app(), "Lumevar is already running on this profile (%@) and could not be reached; quitting",
+                      m_folder);
         return Claim::alreadyRunning;
     }
 
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
-        Log::notice(Log::app(), "No session bus; a second launch on this profile cannot raise this window");
+        LUMEVAR_NOTICE(Log::app(), "No session bus; a second launch on this profile cannot raise this window");
         return Claim::first;
     }
     auto *endpoint = new InstanceEndpoint(this);
     if (!bus.registerObject(QLatin1String(objectPath), endpoint, QDBusConnection::ExportScriptableSlots) ||
         !bus.registerService(serviceName(m_folder))) {
-        Log::notice(Log::app(), "Failed to answer on the session bus: %@", bus.lastError().message());
+        LUMEVAR_NOTICE(Log::app(), "Failed to answer on the session bus: %@", bus.lastError().message());
         bus.unregisterObject(QLatin1String(objectPath));
         delete endpoint;
         return Claim::first;

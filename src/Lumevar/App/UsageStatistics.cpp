@@ -81,7 +81,7 @@ void UsageStatistics::applyStoredSwitch()
 void UsageStatistics::start()
 {
     if (m_deployment.appID.isEmpty() || !m_deployment.baseURL.isValid() || m_deployment.baseURL.isEmpty()) {
-        Log::error(Log::app(), "Usage statistics are switched on, but this build has no telemetry app ID or URL: "
+        LUMEVAR_ERROR(Log::app(), "Usage statistics are switched on, but this build has no telemetry app ID or URL: "
                                "nothing is sent");
         return;
     }
@@ -89,14 +89,14 @@ void UsageStatistics::start()
     TelemetryDeck::initialize(std::make_shared<TelemetryManagerConfiguration>(m_deployment.appID, std::nullopt,
                                                                               m_deployment.baseURL));
     m_sharing = true;
-    Log::info(Log::app(), "Usage statistics: on, sent to %@", m_deployment.baseURL.host());
+    LUMEVAR_INFO(Log::app(), "Usage statistics: on, sent to %@", m_deployment.baseURL.host());
 }
 
 void UsageStatistics::stop()
 {
     m_sharing = false;
     TelemetryDeck::stopAndDiscardSignals();
-    Log::info(Log::app(), "Usage statistics: off; nothing queued is sent");
+    LUMEVAR_INFO(Log::app(), "Usage statistics: off; nothing queued is sent");
 }
 
 void UsageStatistics::signal(const QString &name, const SignalParameters &parameters)

@@ -185,7 +185,7 @@ QCoro::Task<QImage> ArtworkImageCache::load(QUrl url, QString id)
     if (!outcome.writeError.isEmpty() && !d->writeFailureLogged) {
         // Once per run: the image is still served, only a later launch loads it again.
         d->writeFailureLogged = true;
-        Log::error(Log::images(), "Failed to write artwork thumbnail %@: %@", path, outcome.writeError);
+        LUMEVAR_ERROR(Log::images(), "Failed to write artwork thumbnail %@: %@", path, outcome.writeError);
     }
     store(id, outcome.image);
     co_return outcome.image;

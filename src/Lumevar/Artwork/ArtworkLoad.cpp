@@ -21,7 +21,7 @@ QCoro::Task<ArtworkLoad> loadArtwork(std::optional<QUrl> url, QString id, Artwor
     } catch (const CancellationError &) {
         outcome.state = ArtworkState::unknown;
     } catch (...) {
-        Log::error(Log::images(), "Failed to load artwork: %@", errorFromCurrentException());
+        LUMEVAR_ERROR(Log::images(), "Failed to load artwork: %@", errorFromCurrentException());
         outcome.state = ArtworkState::failed;
     }
     co_return outcome;

@@ -15,7 +15,7 @@ QCoro::Task<void> sendReport(FeedbackSender sender, QString token, QString email
         co_await std::move(sending);
     } catch (const std::exception &error) {
         // Not reported again: a failed report of a failure would only report itself.
-        Log::info(Log::app(), "The automatic error report was not sent: %@", error);
+        LUMEVAR_INFO(Log::app(), "The automatic error report was not sent: %@", error);
     }
 }
 

@@ -24,7 +24,7 @@ FeedbackConfiguration FeedbackConfiguration::current()
     if (chosen.isValid() && !chosen.scheme().isEmpty()) {
         configuration.apiBase = chosen;
     } else {
-        Log::error(Log::app(), "LUMEVAR_FEEDBACK_URL is not a URL, using %@", built.toString());
+        LUMEVAR_ERROR(Log::app(), "LUMEVAR_FEEDBACK_URL is not a URL, using %@", built.toString());
         configuration.apiBase = built;
     }
     configuration.token = setting("LUMEVAR_FEEDBACK_TOKEN", LUMEVAR_FEEDBACK_TOKEN);

@@ -89,7 +89,7 @@ QCoro::Task<void> CollectionViewModel<Kind>::load(bool sync)
     } catch (...) {
         const Error error = errorFromCurrentException();
         reporter.reportError(error, QLatin1String(Kind::listErrorLabel));
-        Log::error(Log::sync(), Kind::listFailedLine, error);
+        LUMEVAR_ERROR(Log::sync(), Kind::listFailedLine, error);
     }
 }
 
@@ -157,7 +157,7 @@ QCoro::Task<void> CollectionViewModel<Kind>::loadSelectedSongs(CancellationToken
                     publishSelectedSongs();
                 }
             }
-            Log::notice(Log::sync(), Kind::trackSyncSkippedLine);
+            LUMEVAR_NOTICE(Log::sync(), Kind::trackSyncSkippedLine);
             co_return;
         }
 
@@ -175,7 +175,7 @@ QCoro::Task<void> CollectionViewModel<Kind>::loadSelectedSongs(CancellationToken
         // Cancellation takes this road too: the reporter drops it, the line is written.
         const Error error = errorFromCurrentException();
         reporter.reportError(error, QLatin1String(Kind::selectedErrorLabel));
-        Log::error(Log::sync(), Kind::selectedFailedLine, error);
+        LUMEVAR_ERROR(Log::sync(), Kind::selectedFailedLine, error);
     }
 }
 
@@ -217,7 +217,7 @@ QCoro::Task<QList<LocalSong>> CollectionViewModel<Kind>::songs(QString id, Cance
     QList<LocalSong> stored = co_await database.songs(element);
     const QString key = trackSyncKey(element.id);
     if (!throttle.isDue(key)) {
-        Log::notice(Log::sync(), Kind::trackSyncSkippedLine);
+        LUMEVAR_NOTICE(Log::sync(), Kind::trackSyncSkippedLine);
         co_return stored;
     }
     token.checkCancellation();

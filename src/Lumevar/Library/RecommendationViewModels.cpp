@@ -32,7 +32,7 @@ QCoro::Task<void> RecommendationViewModel<Kind>::load(CancellationToken token)
     } catch (...) {
         const Error error = errorFromCurrentException();
         ErrorReporter::shared().reportError(error, QLatin1String(Kind::loadErrorLabel));
-        Log::error(Log::sync(), Kind::loadFailedLine, error);
+        LUMEVAR_ERROR(Log::sync(), Kind::loadFailedLine, error);
     }
 }
 
@@ -72,7 +72,7 @@ QCoro::Task<void> RecommendationViewModel<Kind>::play(std::optional<MusicItemID>
     } catch (...) {
         const Error error = errorFromCurrentException();
         ErrorReporter::shared().reportError(error, QLatin1String(Kind::playErrorLabel));
-        Log::error(Log::playback(), Kind::playFailedLine, error);
+        LUMEVAR_ERROR(Log::playback(), Kind::playFailedLine, error);
         if (main)
             main->_showPlayError.set(true);
     }

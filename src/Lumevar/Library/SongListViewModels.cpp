@@ -99,7 +99,7 @@ QCoro::Task<void> TopLevelSongsViewModel::loadSongs(bool sync)
     } catch (...) {
         const Error error = errorFromCurrentException();
         ErrorReporter::shared().reportError(error, QStringLiteral("load_songs"));
-        Log::error(Log::sync(), "Failed to load songs: %@", error);
+        LUMEVAR_ERROR(Log::sync(), "Failed to load songs: %@", error);
     }
 }
 

@@ -18,7 +18,7 @@ QCoro::Task<void> runThrottledListSync(SyncThrottle throttle, QString key, const
                                        std::function<QCoro::Task<void>()> sync)
 {
     if (!throttle.isDue(key)) {
-        Log::notice(Log::sync(), skippedLine);
+        LUMEVAR_NOTICE(Log::sync(), skippedLine);
         co_return;
     }
     co_await sync();

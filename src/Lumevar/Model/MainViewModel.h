@@ -262,5 +262,5 @@ private:
     bool m_changeSyncRunning = false;
     bool m_changeSyncAgain = false;
     std::optional<QString> m_syncedRevision;
-    NotificationToken m_libraryChangeToken;
+    QMetaObject::Connection m_libraryChange;
 };

@@ -72,7 +72,7 @@ QCoro::Task<bool> MainViewModel::runSync(bool showToast)
     } catch (...) {
         const Error error = errorFromCurrentException();
         ErrorReporter::shared().reportError(error, QStringLiteral("sync"));
-        Log::error(Log::sync(), "Failed to perform full sync: %@", error);
+        LUMEVAR_ERROR(Log::sync(), "Failed to perform full sync: %@", error);
         // What was written stays (each batch is its own transaction); the user is told why the
         // library is short.
         if (self && isOutOfSpace(error))
@@ -105,7 +105,7 @@ QCoro::Task<bool> MainViewModel::applyLibraryChanges(QString synced, QString rev
     } catch (const OwnerGone &) {
         throw;
     } catch (...) {
-        Log::error(Log::sync(), "Failed to apply the library's changes; syncing it whole: %@", errorFromCurrentException());
+        LUMEVAR_ERROR(Log::sync(), "Failed to apply the library's changes; syncing it whole: %@", errorFromCurrentException());
         co_return false;
     }
     rememberSyncedRevision(revision);
@@ -134,7 +134,7 @@ QCoro::Task<void> MainViewModel::updateLibrary()
         throw;
     } catch (...) {
         // The sync that follows meets the same fault and reports it.
-        Log::notice(Log::sync(), "Failed to read the library again: %@", errorFromCurrentException());
+        LUMEVAR_NOTICE(Log::sync(), "Failed to read the library again: %@", errorFromCurrentException());
     }
     co_await performFullSync();
 }
@@ -155,13 +155,13 @@ QCoro::Task<void> MainViewModel::syncLibraryChanges()
         } catch (const OwnerGone &) {
             throw;
         } catch (...) {
-            Log::error(Log::sync(), "Failed to read the library for changes: %@", errorFromCurrentException());
+            LUMEVAR_ERROR(Log::sync(), "Failed to read the library for changes: %@", errorFromCurrentException());
         }
         const std::optional<QString> synced =
             m_syncedRevision ? m_syncedRevision : UserDefaults::standard().stringValue(syncedLibraryRevisionKey);
         if (!revision || revision == synced)
             continue;
-        Log::info(Log::sync(), "The library changed; syncing it");
+        LUMEVAR_INFO(Log::sync(), "The library changed; syncing it");
         bool succeeded = synced && co_await applyLibraryChanges(*synced, *revision);
         if (!succeeded)
             succeeded = co_await guard(runSync(false));
@@ -183,7 +183,7 @@ QCoro::Task<void> MainViewModel::syncEmptyPlaylistContents()
     } catch (...) {
         const Error error = errorFromCurrentException();
         ErrorReporter::shared().reportError(error, QStringLiteral("sync_empty_playlists"));
-        Log::error(Log::sync(), "Failed to sync empty playlist contents: %@", error);
+        LUMEVAR_ERROR(Log::sync(), "Failed to sync empty playlist contents: %@", error);
     }
 }
 
@@ -217,7 +217,7 @@ QCoro::Task<void> MainViewModel::start()
         _storeNotice.set(notice);
     if (!firstSync && condition.startsEmpty()) {
         if (condition.kind == StoreCondition::Kind::empty)
-            Log::notice(Log::sync(), "The local store holds no songs; mirroring the whole library again");
+            LUMEVAR_NOTICE(Log::sync(), "The local store holds no songs; mirroring the whole library again");
         firstSync = true;
         co_await performFullSync();
     }
@@ -227,7 +227,8 @@ QCoro::Task<void> MainViewModel::start()
     subscribeToPlayer();
     // A library that changes by itself is followed from now on; one that changed while the
     // application was not running is caught up with in the background.
-    m_libraryChangeToken = NotificationCenter::shared().addObserver(MusicService::libraryDidChangeNotification, [this] {
+    disconnect(m_libraryChange);
+    m_libraryChange = connect(&MusicService::shared(), &MusicService::libraryDidChange, this, [this] {
         detach(syncLibraryChanges());
     });
     if (!firstSync)

@@ -56,7 +56,7 @@ void MainViewModel::expectPlayback() { player().prepareEngine(); }
 
 void MainViewModel::beginPlayback()
 {
-    Log::info(Log::playback(), "Setting eager entries for playback");
+    LUMEVAR_INFO(Log::playback(), "Setting eager entries for playback");
     _isStopped.set(false);
     _eagerEntryDate.set(Clock::shared().now());
 }
@@ -112,7 +112,7 @@ QCoro::Task<void> MainViewModel::playSongs(QList<LocalSong> songs, bool shuffle)
 void MainViewModel::reportPlayFailure(const Error &error)
 {
     ErrorReporter::shared().reportError(error, QStringLiteral("play_song"));
-    Log::error(Log::playback(), "Failed to play song: %@", error);
+    LUMEVAR_ERROR(Log::playback(), "Failed to play song: %@", error);
     _showPlayError.set(true);
 }
 
@@ -131,7 +131,7 @@ QCoro::Task<void> MainViewModel::resumePlayback()
     } catch (...) {
         const Error error = errorFromCurrentException();
         ErrorReporter::shared().reportError(error, QStringLiteral("resume_playback"));
-        Log::error(Log::playback(), "Failed to resume playback: %@", error);
+        LUMEVAR_ERROR(Log::playback(), "Failed to resume playback: %@", error);
     }
 }
 
@@ -172,10 +172,10 @@ QCoro::Task<void> MainViewModel::skip(bool forward)
         const Error error = errorFromCurrentException();
         if (forward) {
             ErrorReporter::shared().reportError(error, QStringLiteral("skip_next"));
-            Log::error(Log::playback(), "Failed to skip to next entry: %@", error);
+            LUMEVAR_ERROR(Log::playback(), "Failed to skip to next entry: %@", error);
         } else {
             ErrorReporter::shared().reportError(error, QStringLiteral("skip_previous"));
-            Log::error(Log::playback(), "Failed to skip to previous entry: %@", error);
+            LUMEVAR_ERROR(Log::playback(), "Failed to skip to previous entry: %@", error);
         }
     }
 }
@@ -278,7 +278,7 @@ QCoro::Task<void> MainViewModel::addCurrentSongToLibrary()
     } catch (...) {
         const Error error = errorFromCurrentException();
         ErrorReporter::shared().reportError(error, QStringLiteral("add_to_library"));
-        Log::error(Log::playback(), "Failed to add song to library: %@", error);
+        LUMEVAR_ERROR(Log::playback(), "Failed to add song to library: %@", error);
         co_return;
     }
     _canAddToLibrary.set(false);

@@ -89,12 +89,12 @@ void MainViewModel::refreshPlayerEntry()
         // Only titles are compared: an actual entry of the same title is taken as the same song.
         if ((!item || item->title != eager.title) && !_isStopped()) {
             item = PlaybackItem::from(eager);
-            Log::info(Log::playback(), "Using eager player entry: %s", eager.title);
+            LUMEVAR_INFO(Log::playback(), "Using eager player entry: %s", eager.title);
             usedEager = true;
         }
     }
     if (!usedEager)
-        Log::info(Log::playback(), "Using actual player entry: %s", item ? item->title : QStringLiteral("nil"));
+        LUMEVAR_INFO(Log::playback(), "Using actual player entry: %s", item ? item->title : QStringLiteral("nil"));
 
     _playingTitle.set(item ? std::optional<QString>(item->title) : std::nullopt);
     _playingSubtitle.set(item ? item->subtitle : std::nullopt);
@@ -185,7 +185,7 @@ void MainViewModel::clearEagerEntryIfNeeded()
     if (currentTitle && *currentTitle != *eagerTitle)
         return;
     if (player().state().playbackStatus() == MusicPlaybackStatus::playing) {
-        Log::debug(Log::playback(), "Cleared eager entry");
+        LUMEVAR_DEBUG(Log::playback(), "Cleared eager entry");
         _eagerEntry.set(std::nullopt);
     }
 }
@@ -199,7 +199,7 @@ void MainViewModel::refreshPlaybackStatus()
     const bool isPlaying = status == MusicPlaybackStatus::playing || hasFreshEagerEntry();
     _isPlaying.set(isPlaying);
     _currentPlayingTime.set(musicPlayer.playbackTime());
-    Log::debug(Log::playback(), "Playback status: %@", playbackStatusName(status));
+    LUMEVAR_DEBUG(Log::playback(), "Playback status: %@", playbackStatusName(status));
 
     if (!wasPlaying && isPlaying) {
         setPlaybackTimerRunning(true);

@@ -32,11 +32,11 @@ bool MprisService::registerOn(QDBusConnection bus)
     if (m_bus)
         unregister();
     if (!bus.isConnected()) {
-        Log::debug(Log::app(), "No session bus; media controls stay off");
+        LUMEVAR_DEBUG(Log::app(), "No session bus; media controls stay off");
         return false;
     }
     if (!bus.registerObject(objectPath, this, QDBusConnection::ExportAdaptors)) {
-        Log::notice(Log::app(), "Could not export the media player object: %@", bus.lastError().message());
+        LUMEVAR_NOTICE(Log::app(), "Could not export the media player object: %@", bus.lastError().message());
         return false;
     }
     // A second running Lumevar keeps its own name, as media player names allow.
@@ -44,7 +44,7 @@ bool MprisService::registerOn(QDBusConnection bus)
     if (!bus.registerService(name)) {
         name = serviceName + QStringLiteral(".instance%1").arg(QCoreApplication::applicationPid());
         if (!bus.registerService(name)) {
-            Log::notice(Log::app(), "Could not claim the media player name: %@", bus.lastError().message());
+            LUMEVAR_NOTICE(Log::app(), "Could not claim the media player name: %@", bus.lastError().message());
             bus.unregisterObject(objectPath);
             return false;
         }
@@ -140,7 +140,7 @@ void MprisService::seekTo(double seconds)
 
 void MprisService::openUri(const QString &uri)
 {
-    Log::info(Log::app(), "Media controls asked to open %@, which Lumevar does not do", uri);
+    LUMEVAR_INFO(Log::app(), "Media controls asked to open %@, which Lumevar does not do", uri);
     if (calledFromDBus())
         sendErrorReply(QStringLiteral("org.mpris.MediaPlayer2.Lumevar.Error.NotSupported"),
                        QStringLiteral("Lumevar plays from its library and opens no addresses."));

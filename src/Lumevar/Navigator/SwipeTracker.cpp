@@ -9,7 +9,7 @@ bool SwipeTracker::beginTracking(unsigned phase)
         return false;
     if (m_started)
         return false; // an event inside the swipe already being tracked
-    Log::line(Log::app(), Log::Level::info, "Horizontal swipe did begin");
+    LUMEVAR_INFO(Log::app(), "Horizontal swipe did begin");
     // A swipe whose first event was not seen (only "changed") stays unstarted: the first
     // call of its stream ends it without navigating.
     if (phase & scrollPhaseBegan) {

@@ -36,7 +36,7 @@ QCoro::Task<void> DesktopNotifications::post(Notification notification)
         if (type == QDBusError::ServiceUnknown || type == QDBusError::Disconnected) {
             if (!m_reportedMissingService) {
                 m_reportedMissingService = true;
-                Log::info(Log::app(), "No notification service on the session bus: %@", reply.error().message());
+                LUMEVAR_INFO(Log::app(), "No notification service on the session bus: %@", reply.error().message());
             }
             co_return;
         }

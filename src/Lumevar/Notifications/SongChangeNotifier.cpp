@@ -57,10 +57,10 @@ QCoro::Task<void> SongChangeNotifier::settleArtwork(std::optional<PlaybackItem> 
     } catch (const CancellationError &) {
     } catch (...) {
         // A missing picture doesn't stop the rest: the notification goes out without one.
-        Log::error(Log::images(), "Failed to load player artwork: %@", errorFromCurrentException());
+        LUMEVAR_ERROR(Log::images(), "Failed to load player artwork: %@", errorFromCurrentException());
     }
     if (token.isCancelled()) {
-        Log::debug(Log::images(), "Loading player artwork cancelled");
+        LUMEVAR_DEBUG(Log::images(), "Loading player artwork cancelled");
         co_return;
     }
     notifyIfSongChanged(*item);
@@ -81,7 +81,7 @@ void SongChangeNotifier::postSongNotification(const PlaybackItem &item)
     if (!item.songID)
         return;
     if (!AppearanceSettings::postNotificationsWhenSongChanges()) {
-        Log::debug(Log::app(), "Notifications are disabled, skipping notification post");
+        LUMEVAR_DEBUG(Log::app(), "Notifications are disabled, skipping notification post");
         return;
     }
     m_pendingID = item.songIDForArtwork;
@@ -96,7 +96,7 @@ void SongChangeNotifier::postSongNotification(const PlaybackItem &item)
 void SongChangeNotifier::post(const PlaybackItem &item)
 {
     detach([](DesktopNotifications &notifications, PlaybackItem item) -> QCoro::Task<void> {
-        Log::info(Log::app(), "Posting notification for song: %s", item.title);
+        LUMEVAR_INFO(Log::app(), "Posting notification for song: %s", item.title);
         DesktopNotifications::Notification notification{item.title, item.subtitle.value_or(QString()), std::nullopt};
         // The service reads the cached file itself; without one the notification has no picture.
         const QString file = ArtworkImageCache::shared().fileOfKey(item.songIDForArtwork);
@@ -106,7 +106,7 @@ void SongChangeNotifier::post(const PlaybackItem &item)
             co_await notifications.post(notification);
         } catch (...) {
             const Error error = errorFromCurrentException();
-            Log::error(Log::app(), "Failed to add notification request: %@", error);
+            LUMEVAR_ERROR(Log::app(), "Failed to add notification request: %@", error);
             reportError(error, QStringLiteral("notification_request"));
         }
     }(m_notifications, item));

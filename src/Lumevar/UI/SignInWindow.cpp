@@ -183,7 +183,7 @@ QCoro::Task<void> SignInWindow::submit()
         result = co_await ServerSignIn::signIn(address, user, password, keeper);
     } catch (...) {
         const Error error = errorFromCurrentException();
-        Log::error(Log::app(), "Failed to sign in to the server: %@", error.localizedDescription());
+        LUMEVAR_ERROR(Log::app(), "Failed to sign in to the server: %@", error.localizedDescription());
         failure = error.localizedDescription();
     }
     if (!self)

@@ -136,8 +136,8 @@ QString ArtworkExtractor::extractEmbedded(TagLib::File &file)
     bool tooLarge = false;
     const QByteArray picture = embeddedPicture(file, &tooLarge);
     if (tooLarge)
-        Log::error(Log::collection(), "%@: an embedded picture larger than %@ MB was passed over",
-                   FolderWalk::displayName(QByteArray(file.name())), QString::number(maxPictureSize / (1024 * 1024)));
+        LUMEVAR_ERROR(Log::collection(), "%@: an embedded picture larger than %@ MB was passed over",
+                      FolderWalk::displayName(QByteArray(file.name())), QString::number(maxPictureSize / (1024 * 1024)));
     return picture.isEmpty() ? QString() : store(picture);
 }
 
@@ -154,14 +154,14 @@ QString ArtworkExtractor::store(const QByteArray &picture)
     }
     if (!m_cacheFolderReady) {
         if (!QDir().mkpath(m_cacheFolder)) {
-            Log::error(Log::collection(), "Failed to create the artwork folder %@", m_cacheFolder);
+            LUMEVAR_ERROR(Log::collection(), "Failed to create the artwork folder %@", m_cacheFolder);
             return {};
         }
         m_cacheFolderReady = true;
     }
     QSaveFile out(path);
     if (!out.open(QIODevice::WriteOnly) || out.write(picture) != picture.size() || !out.commit()) {
-        Log::error(Log::collection(), "Failed to write artwork %@: %@", path, out.errorString());
+        LUMEVAR_ERROR(Log::collection(), "Failed to write artwork %@: %@", path, out.errorString());
         return {};
     }
     m_stored.insert(name);

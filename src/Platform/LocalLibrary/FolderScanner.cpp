@@ -156,8 +156,8 @@ ScanResult FolderScanner::scan(const std::atomic<bool> *stop, ScanCache *cache, 
     result.revision = revisionOf(folders);
     result.folders = std::move(folders);
 
-    Log::info(Log::collection(), "Scanned %@: %d songs (%d read now), %d playlists, %d unreadable files in %d ms", m_folder,
-              int(result.tracks.size()), result.readFiles, int(result.playlists.size()), result.skippedFiles, int(timer.elapsed()));
+    LUMEVAR_INFO(Log::collection(), "Scanned %@: %d songs (%d read now), %d playlists, %d unreadable files in %d ms", m_folder,
+                 int(result.tracks.size()), result.readFiles, int(result.playlists.size()), result.skippedFiles, int(timer.elapsed()));
     return result;
 }
 
@@ -239,8 +239,8 @@ std::optional<ScanResult> FolderScanner::rescan(const Previous &previous, const 
     result.playlistFiles = std::move(playlistFiles);
     result.revision = revisionOf(folders);
     result.folders = std::move(folders);
-    Log::info(Log::collection(), "Scanned %d changed folders of %@: %d files read, %d gone, in %d ms", int(roots.size()),
-              m_folder, result.readFiles, int(result.goneIdentities.size()), int(timer.elapsed()));
+    LUMEVAR_INFO(Log::collection(), "Scanned %d changed folders of %@: %d files read, %d gone, in %d ms", int(roots.size()),
+                 m_folder, result.readFiles, int(result.goneIdentities.size()), int(timer.elapsed()));
     return result;
 }
 

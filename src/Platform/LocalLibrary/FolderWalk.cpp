@@ -55,7 +55,7 @@ Listing list(const QList<QByteArray> &roots, bool (*keep)(const QByteArray &name
         DIR *dir = ::opendir(folder.constData());
         if (!dir) {
             ++listing.unreadableFolders;
-            Log::notice(Log::collection(), "Cannot read the folder %@: %@", displayName(folder), QString::fromLocal8Bit(std::strerror(errno)));
+            LUMEVAR_NOTICE(Log::collection(), "Cannot read the folder %@: %@", displayName(folder), QString::fromLocal8Bit(std::strerror(errno)));
             continue;
         }
         listing.folders.append({folder, key});

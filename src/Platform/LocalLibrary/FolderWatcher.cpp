@@ -20,7 +20,7 @@ FolderWatcher::FolderWatcher(QObject *parent) : QObject(parent)
 #ifdef Q_OS_LINUX
     m_inotify = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     if (m_inotify < 0) {
-        Log::notice(Log::collection(), "Cannot watch the library for changes: %s", std::strerror(errno));
+        LUMEVAR_NOTICE(Log::collection(), "Cannot watch the library for changes: %s", std::strerror(errno));
         return;
     }
     m_notifier = new QSocketNotifier(m_inotify, QSocketNotifier::Read, this);
@@ -89,7 +89,7 @@ void FolderWatcher::readEvents()
             const auto *event = reinterpret_cast<const inotify_event *>(buffer + at);
             at += ssize_t(sizeof(inotify_event) + event->len);
             if (event->mask & IN_Q_OVERFLOW) {
-                Log::notice(Log::collection(), "Too many changes in the library at once to follow; it is read again whole");
+                LUMEVAR_NOTICE(Log::collection(), "Too many changes in the library at once to follow; it is read again whole");
                 m_lostChanges = true;
                 noteChange({});
                 continue;
@@ -166,8 +166,8 @@ void FolderWatcher::addPendingFolders()
                 continue;
             }
             if (m_failed++ == 0)
-                Log::notice(Log::collection(), "Cannot watch a folder of the library for changes: %@ (%s)",
-                            QString::fromLocal8Bit(folder), std::strerror(errno));
+                LUMEVAR_NOTICE(Log::collection(), "Cannot watch a folder of the library for changes: %@ (%s)",
+                               QString::fromLocal8Bit(folder), std::strerror(errno));
             m_watched.remove(folder);
             m_recheck.remove(folder);
             m_complete = false;
@@ -185,9 +185,9 @@ void FolderWatcher::addPendingFolders()
 void FolderWatcher::reportCoverage()
 {
     if (m_failed > 1)
-        Log::notice(Log::collection(), "Cannot watch %d folders of the library for changes", m_failed);
-    Log::info(Log::collection(), "Watching %d folders of the library; changes elsewhere show after Update Library",
-              int(m_watched.size()));
+        LUMEVAR_NOTICE(Log::collection(), "Cannot watch %d folders of the library for changes", m_failed);
+    LUMEVAR_INFO(Log::collection(), "Watching %d folders of the library; changes elsewhere show after Update Library",
+                 int(m_watched.size()));
 }
 
 void FolderWatcher::noteChange(const QByteArray &folder)

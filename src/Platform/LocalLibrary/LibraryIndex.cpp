@@ -660,8 +660,8 @@ void LibraryIndex::addPlaylists(const QList<ScannedPlaylist> &playlists)
         for (const QByteArray &file : scanned->trackPaths) {
             const auto found = songByFile.constFind(file);
             if (found == songByFile.constEnd()) {
-                Log::notice(Log::collection(), "Playlist %@: skipping %@, not a readable song of the library",
-                            scanned->path, QString::fromUtf8(file));
+                LUMEVAR_NOTICE(Log::collection(), "Playlist %@: skipping %@, not a readable song of the library",
+                               scanned->path, QString::fromUtf8(file));
                 continue;
             }
             m_members.push_back(*found);

@@ -9,7 +9,6 @@
 #include "Support/Allocator.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
-#include "Support/NotificationCenter.h"
 #include "Support/OwnerGuard.h"
 #include "Support/Task.h"
 #include "Support/UserDefaults.h"
@@ -75,7 +74,7 @@ QUrl LocalLibraryService::localFileURL(const QByteArray &path)
 }
 
 LocalLibraryService::LocalLibraryService(QString folder, QString artworkCacheFolder, QObject *parent)
-    : QObject(parent),
+    : MusicService(parent),
       m_folder(QDir::cleanPath(QFileInfo(folder).absoluteFilePath())),
       m_artworkCacheFolder(artworkCacheFolder.isEmpty()
                                ? QStandardPaths::writableLocation(QStandardPaths::CacheLocation) + QStringLiteral("/LocalLibraryArtwork")
@@ -155,14 +154,14 @@ QCoro::Task<MusicAuthorizationStatus> LocalLibraryService::requestAuthorization(
 {
     m_status = checkFolder();
     if (m_status != MusicAuthorizationStatus::authorized)
-        Log::notice(Log::collection(), "Music folder %@ is missing or not readable", m_folder);
+        LUMEVAR_NOTICE(Log::collection(), "Music folder %@ is missing or not readable", m_folder);
     co_return m_status;
 }
 
 void LocalLibraryService::startScan(QSet<QByteArray> changedFolders, bool rereadTags)
 {
     const int generation = ++m_scanGeneration;
-    Log::debug(Log::collection(), "Scanning %@ (scan %d, %d changed folders)", m_folder, generation, int(changedFolders.size()));
+    LUMEVAR_DEBUG(Log::collection(), "Scanning %@ (scan %d, %d changed folders)", m_folder, generation, int(changedFolders.size()));
     using Scan = PoolResult<std::shared_ptr<const Snapshot>>;
     m_scan = Scan::start(m_scanPool, [folder = m_folder, cache = m_artworkCacheFolder, stop = m_stopScan,
                                       scanCache = m_scanCache, lastBuilt = m_lastBuilt,
@@ -209,8 +208,8 @@ void LocalLibraryService::startScan(QSet<QByteArray> changedFolders, bool reread
         }
         const qint64 indexed = timer.elapsed();
         snapshot->recommendations = base && change.isEmpty() ? base->recommendations : LocalRecommendations(snapshot->index);
-        Log::debug(Log::collection(), "Library %s in %d ms, recommendations in %d ms", base ? "updated" : "built",
-                   int(indexed), int(timer.elapsed() - indexed));
+        LUMEVAR_DEBUG(Log::collection(), "Library %s in %d ms, recommendations in %d ms", base ? "updated" : "built",
+                      int(indexed), int(timer.elapsed() - indexed));
         snapshot->revision = scan.revision;
         snapshot->playlistFiles = std::move(scan.playlistFiles);
         const ScannedFolders folders = std::move(scan.folders);
@@ -260,7 +259,7 @@ QCoro::Task<std::shared_ptr<const LocalLibraryService::Snapshot>> LocalLibrarySe
         const Error error = errorFromCurrentException();
         if (generation == m_scanGeneration)
             m_scan.reset(); // the next call tries again
-        Log::error(Log::collection(), "Failed to scan the music folder: %@", error);
+        LUMEVAR_ERROR(Log::collection(), "Failed to scan the music folder: %@", error);
         throw MusicError(MusicError::serviceFailed, error.localizedDescription());
     }
     // The first waiter to resume installs the result; a newer scan's result wins over an older one.
@@ -296,13 +295,13 @@ QCoro::Task<void> LocalLibraryService::readFolderChange(QSet<QByteArray> changed
         co_return;
     } catch (const Error &error) {
         // A folder that went away (an unmounted disk) keeps the library as it was.
-        Log::notice(Log::collection(), "Failed to read a change of the music folder: %@", error);
+        LUMEVAR_NOTICE(Log::collection(), "Failed to read a change of the music folder: %@", error);
         co_return;
     }
     if (!m_snapshot || m_snapshot->revision == before)
         co_return;
     Q_EMIT folderChangeRead();
-    NotificationCenter::shared().post(libraryDidChangeNotification);
+    Q_EMIT libraryDidChange();
 }
 
 QCoro::Task<std::optional<QString>> LocalLibraryService::libraryRevision()

@@ -6,7 +6,7 @@
 // files that are new or changed since the last one (ScanCache, kept in the cache folder across
 // runs, in memory only while a scan uses it). After the first scan the folder is watched: a
 // change is read in the background, listing only the folders that changed, and announced with
-// MusicService::libraryDidChangeNotification. A scan after the first updates the library it
+// MusicService::libraryDidChange(). A scan after the first updates the library it
 // follows in place and remembers what changed, so the store can apply just that.
 
 #include "Platform/Music/MusicService.h"
@@ -14,7 +14,6 @@
 
 #include <QHash>
 #include <QSet>
-#include <QObject>
 #include <QThreadPool>
 #include <atomic>
 #include <memory>
@@ -23,7 +22,7 @@ class FolderWatcher;
 class ScanCache;
 class UserDefaults;
 
-class LocalLibraryService : public QObject, public MusicService {
+class LocalLibraryService : public MusicService {
     Q_OBJECT
 
 public:

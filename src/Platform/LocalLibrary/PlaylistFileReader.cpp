@@ -147,11 +147,11 @@ ScannedPlaylist parse(const QByteArray &contents, const QByteArray &directory, c
         playlist.trackPaths.append(path);
     }
     if (longLines > 0)
-        Log::error(Log::collection(), "Playlist %@: skipped %@ lines longer than %@ bytes", displayPath,
-                   QString::number(longLines), QString::number(maxLineLength));
+        LUMEVAR_ERROR(Log::collection(), "Playlist %@: skipped %@ lines longer than %@ bytes", displayPath,
+                      QString::number(longLines), QString::number(maxLineLength));
     if (skipped > 0)
-        Log::notice(Log::collection(), "Playlist %@: skipped %@ entries that name no local file (the first: \"%@\")",
-                    displayPath, QString::number(skipped), TagText::quoted(firstSkipped));
+        LUMEVAR_NOTICE(Log::collection(), "Playlist %@: skipped %@ entries that name no local file (the first: \"%@\")",
+                       displayPath, QString::number(skipped), TagText::quoted(firstSkipped));
     return playlist;
 }
 
@@ -169,11 +169,11 @@ std::optional<ScannedPlaylist> read(const QByteArray &fileName)
         const int failure = errno;
         if (descriptor >= 0 && !file.isOpen())
             ::close(descriptor);
-        Log::notice(Log::collection(), "Skipping playlist %@: %@", displayPath, QString::fromLocal8Bit(std::strerror(failure)));
+        LUMEVAR_NOTICE(Log::collection(), "Skipping playlist %@: %@", displayPath, QString::fromLocal8Bit(std::strerror(failure)));
         return std::nullopt;
     }
     if (!S_ISREG(info.st_mode)) {
-        Log::notice(Log::collection(), "Skipping playlist %@: it is not a file", displayPath);
+        LUMEVAR_NOTICE(Log::collection(), "Skipping playlist %@: it is not a file", displayPath);
         return std::nullopt;
     }
     // The size is checked on what is read too, as the file may grow meanwhile; the buffer is
@@ -187,8 +187,8 @@ std::optional<ScannedPlaylist> read(const QByteArray &fileName)
             contents.append(buffer, qsizetype(got));
     }
     if (info.st_size > maxFileSize || contents.size() > maxFileSize) {
-        Log::error(Log::collection(), "Skipping playlist %@: it is larger than %@ MB", displayPath,
-                   QString::number(maxFileSize / (1024 * 1024)));
+        LUMEVAR_ERROR(Log::collection(), "Skipping playlist %@: it is larger than %@ MB", displayPath,
+                      QString::number(maxFileSize / (1024 * 1024)));
         return std::nullopt;
     }
     const qsizetype slash = fileName.lastIndexOf('/');

@@ -240,7 +240,7 @@ bool ScanCache::load()
         entries.insert(std::move(path), std::move(entry));
     }
     if (in.status() != QDataStream::Ok) {
-        Log::notice(Log::collection(), "The scan cache %@ is damaged; reading the whole folder", m_file);
+        LUMEVAR_NOTICE(Log::collection(), "The scan cache %@ is damaged; reading the whole folder", m_file);
         return false;
     }
     m_entries = std::move(entries);
@@ -321,13 +321,13 @@ bool ScanCache::saveAll()
 {
     QSaveFile file(m_file);
     if (!file.open(QIODevice::WriteOnly)) {
-        Log::notice(Log::collection(), "Cannot write the scan cache %@: %@", m_file, file.errorString());
+        LUMEVAR_NOTICE(Log::collection(), "Cannot write the scan cache %@: %@", m_file, file.errorString());
         return false;
     }
     Writer writer(file, m_root, m_entries.size());
     writeFolders(writer, m_entries);
     if (!writer.finish() || !file.commit()) {
-        Log::notice(Log::collection(), "Cannot write the scan cache %@: %@", m_file, file.errorString());
+        LUMEVAR_NOTICE(Log::collection(), "Cannot write the scan cache %@: %@", m_file, file.errorString());
         return false;
     }
     return true;
@@ -341,7 +341,7 @@ bool ScanCache::saveFolders()
     if (old.open(QIODevice::ReadOnly))
         index = readIndex(old, m_root);
     if (!index) {
-        Log::notice(Log::collection(), "Cannot update the scan cache %@: it is gone or damaged", m_file);
+        LUMEVAR_NOTICE(Log::collection(), "Cannot update the scan cache %@: it is gone or damaged", m_file);
         return false;
     }
     qint64 count = m_pendingEntries.size();
@@ -351,7 +351,7 @@ bool ScanCache::saveFolders()
     }
     QSaveFile file(m_file);
     if (!file.open(QIODevice::WriteOnly)) {
-        Log::notice(Log::collection(), "Cannot write the scan cache %@: %@", m_file, file.errorString());
+        LUMEVAR_NOTICE(Log::collection(), "Cannot write the scan cache %@: %@", m_file, file.errorString());
         return false;
     }
     Writer writer(file, m_root, count);
@@ -364,7 +364,7 @@ bool ScanCache::saveFolders()
         }
         const QByteArray bytes = old.read(block.length);
         if (bytes.size() != block.length) {
-            Log::notice(Log::collection(), "Cannot update the scan cache %@: it is damaged", m_file);
+            LUMEVAR_NOTICE(Log::collection(), "Cannot update the scan cache %@: it is damaged", m_file);
             file.cancelWriting();
             return false;
         }
@@ -372,7 +372,7 @@ bool ScanCache::saveFolders()
     }
     writeFolders(writer, m_pendingEntries);
     if (!writer.finish() || !file.commit()) {
-        Log::notice(Log::collection(), "Cannot write the scan cache %@: %@", m_file, file.errorString());
+        LUMEVAR_NOTICE(Log::collection(), "Cannot write the scan cache %@: %@", m_file, file.errorString());
         return false;
     }
     return true;

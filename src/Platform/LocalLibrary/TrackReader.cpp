@@ -125,12 +125,12 @@ std::optional<ScannedTrack> read(const QByteArray &fileName, ArtworkExtractor &a
     const QString path = FolderWalk::displayName(fileName);
     TagLib::FileRef ref(fileName.constData(), true, TagLib::AudioProperties::Average);
     if (ref.isNull() || !ref.audioProperties()) {
-        Log::notice(Log::collection(), "Skipping %@: not a readable audio file", path);
+        LUMEVAR_NOTICE(Log::collection(), "Skipping %@: not a readable audio file", path);
         return std::nullopt;
     }
     const int milliseconds = ref.audioProperties()->lengthInMilliseconds();
     if (milliseconds <= 0) {
-        Log::notice(Log::collection(), "Skipping %@: no audio found", path);
+        LUMEVAR_NOTICE(Log::collection(), "Skipping %@: no audio found", path);
         return std::nullopt;
     }
 
@@ -177,7 +177,7 @@ std::optional<ScannedTrack> read(const QByteArray &fileName, ArtworkExtractor &a
         track.title = TagText::clean(QFileInfo(path).completeBaseName());
 
     if (texts.cut())
-        Log::error(Log::collection(), "%@: tag texts longer than %@ characters were cut", path, QString::number(TagText::maxLength));
+        LUMEVAR_ERROR(Log::collection(), "%@: tag texts longer than %@ characters were cut", path, QString::number(TagText::maxLength));
 
     track.artworkPath = artwork.extractEmbedded(*ref.file());
     if (track.artworkPath.isEmpty())

@@ -322,7 +322,7 @@ QCoro::Task<void> ApplicationMusicPlayer::Private::refillStation()
         throw;
     } catch (...) {
         refilling = false;
-        Log::error(Log::playback(), "Failed to load more songs of station %@: %@", playing.name, errorFromCurrentException());
+        LUMEVAR_ERROR(Log::playback(), "Failed to load more songs of station %@: %@", playing.name, errorFromCurrentException());
         co_return;
     }
     refilling = false;
@@ -367,11 +367,11 @@ QCoro::Task<void> ApplicationMusicPlayer::Private::playOnward(bool repeatCurrent
             co_return;
         }
         const QString title = entries.current() ? entries.current()->title : QString();
-        Log::error(Log::playback(), "Failed to play \u201c%@\u201d, skipping it: %@", title, result.message);
+        LUMEVAR_ERROR(Log::playback(), "Failed to play \u201c%@\u201d, skipping it: %@", title, result.message);
         Q_EMIT q->playbackFailed(result.message);
         guard.check();
         if (++failures >= attempts) {
-            Log::error(Log::playback(), "Stopped after %d entries in a row failed to play", failures);
+            LUMEVAR_ERROR(Log::playback(), "Stopped after %d entries in a row failed to play", failures);
             unload();
             setStatus(MusicPlaybackStatus::stopped);
             co_return;
@@ -464,7 +464,7 @@ void ApplicationMusicPlayer::Private::engineFailed(const QString &message)
         return;
     // The file broke while it played.
     const QString title = entries.current() ? entries.current()->title : QString();
-    Log::error(Log::playback(), "Playback of \u201c%@\u201d failed: %@", title, message);
+    LUMEVAR_ERROR(Log::playback(), "Playback of \u201c%@\u201d failed: %@", title, message);
     loaded = false;
     Q_EMIT q->playbackFailed(message);
     detach(playOnward(false));

@@ -27,14 +27,14 @@ mpv_handle *createPlayer(const MpvAudioEngine::Options &options, bool paused)
         return nullptr;
     mpv_handle *mpv = api->create();
     if (!mpv) {
-        Log::error(Log::playback(), "Failed to create the mpv player: out of memory or bad locale");
+        LUMEVAR_ERROR(Log::playback(), "Failed to create the mpv player: out of memory or bad locale");
         return nullptr;
     }
     const auto setOption = [api, mpv](const char *name, const QByteArray &value) {
         const int rc = api->set_option_string(mpv, name, value.constData());
         if (rc < 0)
-            Log::error(Log::playback(), "mpv rejected the option %@=%@: %@", name, QString::fromUtf8(value),
-                       api->error_string(rc));
+            LUMEVAR_ERROR(Log::playback(), "mpv rejected the option %@=%@: %@", name, QString::fromUtf8(value),
+                          api->error_string(rc));
     };
     // Audio only: no video track, no video output, no cover-art window, and nothing of the user's
     // mpv configuration, scripts or key bindings.
@@ -66,7 +66,7 @@ mpv_handle *createPlayer(const MpvAudioEngine::Options &options, bool paused)
     if (!options.audioOutput.isEmpty())
         setOption("ao", options.audioOutput.toUtf8());
     if (const int rc = api->initialize(mpv); rc < 0) {
-        Log::error(Log::playback(), "Failed to start the mpv player: %@", api->error_string(rc));
+        LUMEVAR_ERROR(Log::playback(), "Failed to start the mpv player: %@", api->error_string(rc));
         api->terminate_destroy(mpv);
         return nullptr;
     }
@@ -247,7 +247,7 @@ void MpvAudioEngine::started(mpv_handle *handle)
     d->api->set_wakeup_callback(d->mpv, &Private::wakeup, d.get());
     // A play or pause while mpv started.
     d->api->set_property_string(d->mpv, "pause", d->paused ? "yes" : "no");
-    Log::debug(Log::playback(), "Started mpv in %d ms", int(d->startTimer.elapsed()));
+    LUMEVAR_DEBUG(Log::playback(), "Started mpv in %d ms", int(d->startTimer.elapsed()));
     if (std::exchange(d->loadWaiting, false))
         loadFile();
 }
@@ -360,7 +360,7 @@ void MpvAudioEngine::seek(double seconds)
     const QByteArray target = QByteArray::number(d->lastPosition, 'f', 3);
     const char *args[] = {"seek", target.constData(), "absolute", nullptr};
     if (const int rc = d->api->command_async(d->mpv, 0, args); rc < 0)
-        Log::error(Log::playback(), "Failed to seek to %.1f: %@", seconds, d->api->error_string(rc));
+        LUMEVAR_ERROR(Log::playback(), "Failed to seek to %.1f: %@", seconds, d->api->error_string(rc));
 }
 
 double MpvAudioEngine::position() const { return d->loaded ? d->lastPosition : 0; }
@@ -428,11 +428,11 @@ void MpvAudioEngine::drainEvents()
         }
         case MPV_EVENT_LOG_MESSAGE: {
             const auto *message = static_cast<mpv_event_log_message *>(event->data);
-            Log::error(Log::playback(), "mpv [%@] %@", message->prefix, QString::fromUtf8(message->text).trimmed());
+            LUMEVAR_ERROR(Log::playback(), "mpv [%@] %@", message->prefix, QString::fromUtf8(message->text).trimmed());
             break;
         }
         case MPV_EVENT_SHUTDOWN:
-            Log::error(Log::playback(), "The mpv player shut down; playback is no longer available");
+            LUMEVAR_ERROR(Log::playback(), "The mpv player shut down; playback is no longer available");
             d->api->set_wakeup_callback(d->mpv, nullptr, nullptr);
             d->api->terminate_destroy(d->mpv);
             d->mpv = nullptr;

@@ -11,7 +11,7 @@ const MpvClient *loadClient()
     // libmpv.so.2 here, libmpv.2.dylib on macOS. Kept loaded for the life of the process.
     static QLibrary library(QStringLiteral("mpv"), 2);
     if (!library.load()) {
-        Log::error(Log::playback(), "Failed to load libmpv: %@", library.errorString());
+        LUMEVAR_ERROR(Log::playback(), "Failed to load libmpv: %@", library.errorString());
         return nullptr;
     }
     static MpvClient client;
@@ -19,7 +19,7 @@ const MpvClient *loadClient()
     const auto resolve = [&complete](auto &function, const char *name) {
         function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(library.resolve(name));
         if (!function) {
-            Log::error(Log::playback(), "Failed to load libmpv: it has no %@", name);
+            LUMEVAR_ERROR(Log::playback(), "Failed to load libmpv: it has no %@", name);
             complete = false;
         }
     };

@@ -3,12 +3,14 @@
 // authorization, and the resolution of play parameters into something the audio engine can
 // load. Each backend (the local music folder today, a catalog service later) implements it.
 // Every asynchronous call resumes on the thread that awaited it (the main thread) and reports
-// failures by throwing an Error.
+// failures by throwing an Error. A service lives on the main thread and announces a change of
+// its library with the libraryDidChange() signal.
 
 #include "Platform/Music/LibraryChange.h"
 #include "Platform/Music/MusicTypes.h"
 
 #include <QCoroTask>
+#include <QObject>
 
 // One batch of a long library listing. offset is the index of items.first() in the whole list.
 template <typename T>
@@ -19,9 +21,12 @@ struct LibraryPage {
     bool hasMore() const { return offset + items.size() < totalCount; }
 };
 
-class MusicService {
+class MusicService : public QObject {
+    Q_OBJECT
+
 public:
-    virtual ~MusicService() = default;
+    explicit MusicService(QObject *parent = nullptr) : QObject(parent) {}
+    ~MusicService() override = default;
 
     // The service of the process, installed at start-up (tests install a fake).
     static MusicService &shared();
@@ -45,14 +50,13 @@ public:
 
     // A backend that can tell when its library changed (a local folder can; a remote service is
     // polled at most daily instead) answers with a text that changes whenever the library does,
-    // and posts libraryDidChangeNotification when it notices a change by itself. Others answer
+    // and emits libraryDidChange() when it notices a change by itself. Others answer
     // nothing. May take as long as reading the library.
     virtual QCoro::Task<std::optional<QString>> libraryRevision();
     // Reads the library again where the backend keeps its own copy of it (a local folder), so that
     // a change it missed is seen: a watched folder on a network disk hears nothing of what other
     // machines change. What the user asks for with Update Library. Others do nothing.
     virtual QCoro::Task<void> readLibraryAgain();
-    static inline const QString libraryDidChangeNotification = QStringLiteral("musicLibraryDidChange");
     // The changes that lead from the library at revision `since` to the one at `until`, oldest
     // first, when the backend still knows them all; nothing otherwise (the caller then lists the
     // whole library). Empty when the two are equal.
@@ -107,4 +111,9 @@ public:
     // server wants, which the handed-out URL leaves out so it can be stored and shown. Other
     // URLs come back as they are. The result is never logged or shown.
     virtual QUrl authorizedURL(const QUrl &url) const { return url; }
+
+Q_SIGNALS:
+    // The library changed without being asked (a watched folder, a server back in reach): its
+    // revision and changes are worth asking for again.
+    void libraryDidChange();
 };

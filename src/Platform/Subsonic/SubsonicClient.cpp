@@ -258,8 +258,8 @@ QCoro::Task<void> SubsonicClient::signIn()
                              QStringLiteral("The server at %1 is reached over plain HTTP, which would send your password "
                                             "unprotected. Use its https:// address.")
                                  .arg(hostOf(server)));
-        Log::notice(Log::sync(), "The server at %@ is reached over plain HTTP, allowed on the local network only",
-                    hostOf(server));
+        LUMEVAR_NOTICE(Log::sync(), "The server at %@ is reached over plain HTTP, allowed on the local network only",
+                       hostOf(server));
     }
     QPointer self(this);
     auto answer = std::make_shared<QJsonObject>();
@@ -294,14 +294,14 @@ QCoro::Task<void> SubsonicClient::signIn()
                 m_serverVersion = refused.failure.version;
             if (last || !formUnknown)
                 throw serverError(refused.failure, m_account);
-            Log::info(Log::sync(), "The server at %@ does not take that form of signing in (error %d); trying the next",
-                      hostOf(server), code);
+            LUMEVAR_INFO(Log::sync(), "The server at %@ does not take that form of signing in (error %d); trying the next",
+                         hostOf(server), code);
         }
     }
     m_serverVersion = answer->value(QStringLiteral("version")).toString(m_serverVersion);
     m_openSubsonic = answer->value(QStringLiteral("openSubsonic")).toBool();
-    Log::info(Log::sync(), "Signed in to %@ (API %@%@)", hostOf(server), m_serverVersion,
-              m_openSubsonic ? QStringLiteral(", OpenSubsonic") : QString());
+    LUMEVAR_INFO(Log::sync(), "Signed in to %@ (API %@%@)", hostOf(server), m_serverVersion,
+                 m_openSubsonic ? QStringLiteral(", OpenSubsonic") : QString());
 }
 
 void SubsonicClient::endTurn()
@@ -371,7 +371,7 @@ QCoro::Task<void> SubsonicClient::send(QString method, QUrlQuery parameters, Aut
         QStringList reasons;
         for (const QSslError &error : errors)
             reasons.append(error.errorString());
-        Log::error(Log::sync(), "The certificate of the server at %@ is not trusted: %@", host, reasons.join(QStringLiteral("; ")));
+        LUMEVAR_ERROR(Log::sync(), "The certificate of the server at %@ is not trusted: %@", host, reasons.join(QStringLiteral("; ")));
     });
     co_await reply.get();
     if (!self)

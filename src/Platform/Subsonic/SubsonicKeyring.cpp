@@ -54,7 +54,7 @@ QCoro::Task<QString> readPassword(SubsonicAccount account)
     co_await qCoro(&job, &QKeychain::Job::finished);
     if (job.error() != QKeychain::NoError) {
         const QString reason = reasonOf(job, key);
-        Log::error(Log::app(), "Failed to read the server password from the keyring: %@", reason);
+        LUMEVAR_ERROR(Log::app(), "Failed to read the server password from the keyring: %@", reason);
         throw MusicError(MusicError::notAuthorized, reason);
     }
     co_return job.textData();
@@ -71,7 +71,7 @@ QCoro::Task<void> writePassword(SubsonicAccount account)
     co_await qCoro(&job, &QKeychain::Job::finished);
     if (job.error() != QKeychain::NoError) {
         const QString reason = reasonOf(job, key);
-        Log::error(Log::app(), "Failed to store the server password in the keyring: %@", reason);
+        LUMEVAR_ERROR(Log::app(), "Failed to store the server password in the keyring: %@", reason);
         throw MusicError(MusicError::serviceFailed, reason);
     }
 }

@@ -3,7 +3,6 @@
 #include "Platform/Subsonic/SubsonicItems.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
-#include "Support/NotificationCenter.h"
 #include "Support/Task.h"
 
 #include <QCryptographicHash>
@@ -148,7 +147,7 @@ bool isNetworkFailure(const Error &error)
 } // namespace
 
 SubsonicService::SubsonicService(SubsonicAccount account, PasswordSource passwordSource, QObject *parent)
-    : QObject(parent), m_client(std::make_unique<SubsonicClient>(std::move(account))), m_passwordSource(std::move(passwordSource))
+    : MusicService(parent), m_client(std::make_unique<SubsonicClient>(std::move(account))), m_passwordSource(std::move(passwordSource))
 {
     m_retry.setSingleShot(true);
     m_retry.setInterval(retryMilliseconds);
@@ -195,7 +194,7 @@ QCoro::Task<MusicAuthorizationStatus> SubsonicService::requestAuthorization()
         m_signedIn = false;
         m_status = MusicAuthorizationStatus::denied;
         m_unavailableReason = error.localizedDescription();
-        Log::error(Log::sync(), "Failed to sign in to the server: %@", error);
+        LUMEVAR_ERROR(Log::sync(), "Failed to sign in to the server: %@", error);
     }
     co_return m_status;
 }
@@ -276,7 +275,7 @@ void SubsonicService::noteFailure(const std::exception_ptr &failure)
         if (error.domain() != CancellationError().domain())
             m_lastFailure = error.localizedDescription();
         if (isNetworkFailure(error) && !m_retry.isActive()) {
-            Log::notice(Log::sync(), "The server is out of reach; asking again in %d s", retryMilliseconds / 1000);
+            LUMEVAR_NOTICE(Log::sync(), "The server is out of reach; asking again in %d s", retryMilliseconds / 1000);
             m_retry.start();
         }
     } catch (...) {
@@ -300,9 +299,9 @@ void SubsonicService::retryContact()
         if (!self)
             co_return;
         // Back in reach: whatever failed meanwhile is synced again.
-        Log::info(Log::sync(), "The server answers again");
+        LUMEVAR_INFO(Log::sync(), "The server answers again");
         self->m_listing.reset();
-        NotificationCenter::shared().post(libraryDidChangeNotification);
+        Q_EMIT self->libraryDidChange();
     }(QPointer(this)));
 }
 
@@ -349,7 +348,7 @@ QCoro::Task<void> SubsonicService::readLibraryAgain()
     } catch (const MusicError &error) {
         // Older servers lack it, and many let only administrators scan; the sync that follows
         // meets any real fault again and reports it.
-        Log::info(Log::sync(), "The server did not start a scan: %@", error);
+        LUMEVAR_INFO(Log::sync(), "The server did not start a scan: %@", error);
     }
 }
 
@@ -431,8 +430,8 @@ bool repeatsLastPage(const QList<T> &page, const QList<T> &listed, qsizetype las
 {
     if (page.isEmpty() || lastPageStart >= listed.size() || !(page.first().id == listed[lastPageStart].id))
         return false;
-    Log::error(Log::sync(), "The server answered the same page of %@ for a later offset; the listing stops at %d",
-               QString::fromLatin1(what), int(listed.size()));
+    LUMEVAR_ERROR(Log::sync(), "The server answered the same page of %@ for a later offset; the listing stops at %d",
+                  QString::fromLatin1(what), int(listed.size()));
     return true;
 }
 
@@ -839,7 +838,7 @@ QCoro::Task<QUrl> SubsonicService::makeShareLink(MusicItemID songID)
         throw;
     } catch (...) {
         const Error error = errorFromCurrentException();
-        Log::error(Log::sync(), "Failed to make a share link: %@", error);
+        LUMEVAR_ERROR(Log::sync(), "Failed to make a share link: %@", error);
         // A refusal for this user and an unreachable server say so in their own words; anything
         // else (an unknown method, shares turned off) means the server makes no links.
         if ((error.domain() == QStringLiteral("Lumevar.MusicError") && error.code() == MusicError::notAuthorized) || isNetworkFailure(error))
@@ -852,7 +851,7 @@ QCoro::Task<QUrl> SubsonicService::makeShareLink(MusicItemID songID)
     const QJsonArray shares = list(answer.value(QStringLiteral("shares")).toObject(), QStringLiteral("share"));
     const QUrl link(shares.isEmpty() ? QString() : shares.first().toObject().value(QStringLiteral("url")).toString());
     if (!link.isValid() || link.host().isEmpty()) {
-        Log::error(Log::sync(), "The server's share of %@ has no link", songID.rawValue());
+        LUMEVAR_ERROR(Log::sync(), "The server's share of %@ has no link", songID.rawValue());
         throw MusicError(MusicError::serviceFailed, QStringLiteral("The server at %1 made a share without a link.").arg(server));
     }
     co_return SubsonicClient::withoutCredentials(link);

@@ -20,12 +20,11 @@
 
 #include <QElapsedTimer>
 #include <QHash>
-#include <QObject>
 #include <QTimer>
 #include <functional>
 #include <memory>
 
-class SubsonicService : public QObject, public MusicService {
+class SubsonicService : public MusicService {
     Q_OBJECT
 
 public:

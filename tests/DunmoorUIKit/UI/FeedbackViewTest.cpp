@@ -23,7 +23,7 @@ protected:
     {
         server.setResponse(QStringLiteral("/email"), {200, R"({"ErrorCode":0})", "application/json"});
         LogStore::shared().clear();
-        Log::error(Log::sync(), "Failed to load albums: %@", QStringLiteral("disk full"));
+        LUMEVAR_ERROR(Log::sync(), "Failed to load albums: %@", QStringLiteral("disk full"));
         view = new FeedbackView({FeedbackSender(server.url(QString())), QStringLiteral("token"), QStringLiteral("Lumevar"),
                                  QStringLiteral("support@example.org"), IncludedLogs::currentProcess()});
         view->show();

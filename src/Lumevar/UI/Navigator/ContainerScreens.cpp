@@ -35,7 +35,7 @@ QCoro::Task<void> playDroppingFailure(std::function<QCoro::Task<void>()> play)
         co_await play();
     } catch (const CancellationError &) {
     } catch (...) {
-        Log::info(Log::playback(), "Play from a context menu failed: %@", errorFromCurrentException());
+        LUMEVAR_INFO(Log::playback(), "Play from a context menu failed: %@", errorFromCurrentException());
     }
 }
 

@@ -23,7 +23,7 @@ PaneController::PaneController(NavigatorModels models, ArtworkSource artwork, QO
     m_pathToken = observeChanges(m_models.main._navigationPath, [self = QPointer(this)] {
         if (!self)
             return;
-        Log::line(Log::app(), Log::Level::debug, "Updating pods");
+        LUMEVAR_DEBUG(Log::app(), "Updating pods");
         self->updatePanes();
     });
     updatePanes();

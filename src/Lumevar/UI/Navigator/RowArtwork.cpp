@@ -58,7 +58,7 @@ QCoro::Task<void> RowArtwork::load(std::optional<QUrl> url, QString id)
             self->m_loading.remove(id);
         co_return;
     } catch (...) {
-        Log::line(Log::images(), Log::Level::error, "Failed to load artwork: %@", errorFromCurrentException());
+        LUMEVAR_ERROR(Log::images(), "Failed to load artwork: %@", errorFromCurrentException());
         result.state = ArtworkState::failed;
     }
     if (!self)

@@ -26,6 +26,6 @@ QCoro::Task<void> SearchArtworkSource::load(std::optional<QUrl> url, QString id)
             Q_EMIT self->imageArrived();
     } catch (const CancellationError &) {
     } catch (...) {
-        Log::info(Log::images(), "Failed to load artwork: %@", errorFromCurrentException());
+        LUMEVAR_INFO(Log::images(), "Failed to load artwork: %@", errorFromCurrentException());
     }
 }

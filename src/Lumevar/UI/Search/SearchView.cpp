@@ -32,7 +32,7 @@ QCoro::Task<void> playChosen(SearchResult result, SearchModels models)
     try {
         co_await activateSearchResult(std::move(result), models);
     } catch (...) {
-        Log::info(Log::playback(), "A search result did not play: %@", errorFromCurrentException());
+        LUMEVAR_INFO(Log::playback(), "A search result did not play: %@", errorFromCurrentException());
     }
 }
 

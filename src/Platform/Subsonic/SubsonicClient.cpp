@@ -279,7 +279,7 @@ QCoro::Task<void> SubsonicClient::signIn()
             const QUrlQuery none;
             const AuthForm form = forms[i];
             Reader keep = [answer](const QJsonObject &response) { *answer = response; };
-            co_await send(ping, none, form, std::move(keep));
+            co_await send(ping, none, form, std::move(keep), TextReader());
             if (!self)
                 throw CancellationError();
             m_form = forms[i];
@@ -319,10 +319,15 @@ void SubsonicClient::endTurn()
 
 QCoro::Task<void> SubsonicClient::call(QString method, QUrlQuery parameters, Reader read)
 {
+    return call(std::move(method), std::move(parameters), std::move(read), TextReader());
+}
+
+QCoro::Task<void> SubsonicClient::call(QString method, QUrlQuery parameters, Reader read, TextReader readText)
+{
     const SubsonicAccount account = m_account;
     try {
         const AuthForm form = m_form;
-        co_await send(method, parameters, form, std::move(read));
+        co_await send(method, parameters, form, std::move(read), std::move(readText));
     } catch (const ServerFailureError &refused) {
         throw serverError(refused.failure, account);
     }
@@ -336,7 +341,7 @@ QCoro::Task<QJsonObject> SubsonicClient::call(QString method, QUrlQuery paramete
     co_return std::move(*answer);
 }
 
-QCoro::Task<void> SubsonicClient::send(QString method, QUrlQuery parameters, AuthForm form, Reader read)
+QCoro::Task<void> SubsonicClient::send(QString method, QUrlQuery parameters, AuthForm form, Reader read, TextReader readText)
 {
     QPointer self(this);
     // A bounded number in flight: the others wait their turn, first come first served; an ending
@@ -391,8 +396,10 @@ QCoro::Task<void> SubsonicClient::send(QString method, QUrlQuery parameters, Aut
         throw transferError(reply->error(), m_account.server, timedOut);
     }
     // The answer is decoded and read on a worker, its place in flight already handed on.
-    QCoro::Task<void> decoding = runOnPool(WorkerPools::library(), [body = reply->readAll(), status, host, method, read = std::move(read)] {
-        read(successfulResponse(body, status, host, method));
+    QCoro::Task<void> decoding = runOnPool(WorkerPools::library(), [body = reply->readAll(), status, host, method, read = std::move(read),
+                                                                    readText = std::move(readText)] {
+        if (!readText || !readText(body))
+            read(successfulResponse(body, status, host, method));
     });
     reply.reset();
     co_await std::move(decoding);

@@ -63,6 +63,11 @@ public:
     // throw as signIn() does; a server error reply throws MusicError (notFound for error 70);
     // what read throws arrives as itself.
     QCoro::Task<void> call(QString method, QUrlQuery parameters, Reader read);
+    // The same, with a reader that takes the answer straight from its text first, on the same
+    // worker: it returns false for an answer it does not take (an error reply, malformed JSON),
+    // which then goes through read and fails exactly as it would there.
+    using TextReader = std::function<bool(QByteArrayView body)>;
+    QCoro::Task<void> call(QString method, QUrlQuery parameters, Reader read, TextReader readText);
     // The same, returning the "subsonic-response" object.
     QCoro::Task<QJsonObject> call(QString method, QUrlQuery parameters = {});
 
@@ -85,7 +90,7 @@ public:
 private:
     void endTurn();
     QUrlQuery credentials(AuthForm form) const;
-    QCoro::Task<void> send(QString method, QUrlQuery parameters, AuthForm form, Reader read);
+    QCoro::Task<void> send(QString method, QUrlQuery parameters, AuthForm form, Reader read, TextReader readText);
 
     SubsonicAccount m_account;
     QNetworkAccessManager *m_network;

@@ -94,11 +94,21 @@ private:
     // What make turns the answer into, made on the worker thread that decodes it.
     template <typename T>
     QCoro::Task<T> fetch(const char *method, QUrlQuery parameters, std::function<T(const QJsonObject &)> make);
+    // The same, trying fromText first: it makes the value straight from a successful answer's text,
+    // or gives nullopt for anything else, which then goes through make.
+    template <typename T>
+    QCoro::Task<T> fetch(const char *method, QUrlQuery parameters, std::function<T(const QJsonObject &)> make,
+                         std::function<std::optional<T>(QByteArrayView)> fromText);
     // Signs in when not signed in yet. Calls made meanwhile wait on the one attempt under way, so
     // a sync that asks for every list at once signs in once and reports a failure once.
     QCoro::Task<void> signedIn();
     QCoro::Task<void> signIn(std::shared_ptr<SignInAttempt> attempt);
-    QCoro::Task<void> request(QString method, QUrlQuery parameters, SubsonicClient::Reader read);
+    QCoro::Task<void> request(QString method, QUrlQuery parameters, SubsonicClient::Reader read,
+                              SubsonicClient::TextReader readText);
+    // A song list's songs straight from the text (see SubsonicSongList), made into make's value.
+    using FinishSongs = QList<Song> (*)(QList<Song> songs, const QString &containerArtist);
+    QCoro::Task<QList<Song>> fetchSongs(const char *method, QUrlQuery parameters, const char *container, const char *list,
+                                        FinishSongs finish);
     QUrl server() const { return m_client->account().server; }
 
     // The listing and its lists, each fetched once in the background and awaited by any caller.

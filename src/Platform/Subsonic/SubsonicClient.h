@@ -54,9 +54,10 @@ public:
     // MusicError::serviceFailed for something that is not a Subsonic server.
     QCoro::Task<void> signIn();
 
-    // Reads the "subsonic-response" object of a successful answer on a worker thread, where the
-    // answer is decoded: a page of songs takes longer to decode and turn into items than to
-    // fetch, and the main thread paints. It may use only what it holds itself.
+    // Reads the "subsonic-response" object of a successful answer where the answer is decoded:
+    // on a worker thread for a big answer (a page of songs takes longer to decode and turn into
+    // items than to fetch, and the main thread paints), on the calling thread for a small one.
+    // It may use only what it holds itself.
     using Reader = std::function<void(const QJsonObject &response)>;
 
     // Calls a method ("getAlbum") with its parameters and hands the answer to read. Failures

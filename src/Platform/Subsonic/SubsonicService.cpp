@@ -632,6 +632,9 @@ QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed, st
         const QList<Album> albums = albumsListed->items;
         for (const Album &album : albums)
             feed->expected += album.trackCount;
+        // Room for the songs the albums announce (within reason: the counts are the server's
+        // word), so that songs are not moved again and again as the list grows.
+        feed->items.reserve(std::clamp(feed->expected, 0, 200000));
         std::deque<QCoro::Task<QList<Song>>> window;
         auto takeFront = [&window, feed]() -> QCoro::Task<void> {
             QCoro::Task<QList<Song>> front = std::move(window.front());

@@ -46,9 +46,9 @@ const QList<QByteArray> answers = {
         {"id":"s3","title":"Esc \"q\" \\ \/ \b\f\n\r\t \u00e9 \ud83c\udfb5 \u0000","artist":"\u20ac","year":1e3,"track":1.5,
          "discNumber":-2,"duration":-1E+2,"genres":[{"name":" Soul "},{"name":""},"Rock",{"id":"x"},{"name":"Funk"}],
          "genre":"ignored"},
-        {"id":"s4","title":"Four","albumArtists":[{"name":"  "},{"name":"Second"}],"displayAlbumArtist":"","track":4},
-        {"id":"s5","title":"Five","albumArtists":{"name":"Solo"},"genres":{"name":"One genre"},"duration":"long"},
-        {"id":5,"title":null,"artist":7,"track":12345678901,"year":99999999999999999999,"created":"yesterday"},
+        {"id":"s4","title":"Four","coverArt":"al-9","created":"2024-01-01T00:00:00Z","album":"Shared","albumArtists":[{"name":"  "},{"name":"Second"}],"displayAlbumArtist":"","track":4},
+        {"id":"s5","title":"Five","coverArt":"al-9","created":"2024-01-01T00:00:00Z","album":"Shared","albumArtists":{"name":"Solo"},"genres":{"name":"One genre"},"duration":"long"},
+        {"id":5,"title":null,"coverArt":"al-9","album":"Sha\u0072ed","artist":7,"track":12345678901,"year":99999999999999999999,"created":"yesterday"},
         "not a song", 17, null, [],
         {"id":"s6","title":"first","title":"last","track":1,"track":2,"genres":[{"name":"A"}],"genres":[]},
         {"id":"s7","title":"\u00fcnicode as is: üñí €  𝄞","album":"\/x"}

@@ -133,6 +133,7 @@ bool JsonReader::nextElement()
     return true;
 }
 
+// A view of the text itself when the string holds no escape, else of m_unescaped.
 QByteArrayView JsonReader::stringBytes()
 {
     if (peek() != Type::string) {

@@ -33,6 +33,8 @@ public:
     bool nextElement();
 
     QString string();
+    // The string that comes next as UTF-8 bytes, unescaped; valid until the next call.
+    QByteArrayView stringBytes();
     double number();
     bool boolean();
     void null();
@@ -45,9 +47,6 @@ private:
     void skipSpace();
     bool take(char c);
     void takeWord(const char *word, qsizetype size);
-    // The string that comes next, unescaped: a view of the text itself when it holds no escape,
-    // else of m_unescaped. Valid until the next call.
-    QByteArrayView stringBytes();
     // Whether the container entered last ends here (stepping over its end) rather than going on
     // with a comma (stepped over) or its first entry.
     bool containerEnds(char close);

@@ -194,8 +194,16 @@ std::optional<Artwork> CoverArt::of(const QString &coverArtID) const
 
 std::optional<Artwork> artwork(const QUrl &server, const QString &coverArtID) { return CoverArt(server).of(coverArtID); }
 
-Song songOf(const SongMembers &members, const CoverArt &cover)
+Song SongMaker::operator()(const SongMembers &members)
 {
+    if (members.created != m_created || m_created.isNull()) {
+        m_created = members.created;
+        m_date = dateOf(m_created);
+    }
+    if (members.coverArt != m_coverArt || m_coverArt.isNull()) {
+        m_coverArt = members.coverArt;
+        m_artwork = m_cover.of(m_coverArt);
+    }
     Song song;
     song.id = MusicItemID(members.id);
     song.title = members.title;
@@ -207,10 +215,10 @@ Song songOf(const SongMembers &members, const CoverArt &cover)
     song.genreNames = genresOf(members.genreNames, members.genre);
     song.duration = members.duration;
     song.releaseDate = yearOf(members.year);
-    song.libraryAddedDate = dateOf(members.created);
+    song.libraryAddedDate = m_date;
     song.trackNumber = positive(members.track);
     song.discNumber = positive(members.discNumber);
-    song.artwork = cover.of(members.coverArt);
+    song.artwork = m_artwork;
     song.playParameters = play(song.id, QStringLiteral("song"));
     return song;
 }
@@ -233,7 +241,7 @@ Song song(const QJsonObject &child, const QUrl &server)
     members.track = numberOf(child, QStringLiteral("track"));
     members.discNumber = numberOf(child, QStringLiteral("discNumber"));
     members.coverArt = child.value(QStringLiteral("coverArt")).toString();
-    return songOf(members, CoverArt(server));
+    return SongMaker(server)(members);
 }
 
 Album album(const QJsonObject &object, const QUrl &server)

@@ -39,7 +39,19 @@ struct SongMembers {
     double duration = 0;
     std::optional<double> year, track, discNumber;
 };
-Song songOf(const SongMembers &members, const CoverArt &cover);
+// Makes the songs of one answer from their members. The date and cover of songs next to each
+// other that share them (an album's) are made once.
+class SongMaker {
+public:
+    explicit SongMaker(const QUrl &server) : m_cover(server) {}
+    Song operator()(const SongMembers &members);
+
+private:
+    CoverArt m_cover;
+    QString m_created, m_coverArt; // of the last song
+    std::optional<QDateTime> m_date;
+    std::optional<Artwork> m_artwork;
+};
 
 Song song(const QJsonObject &child, const QUrl &server);
 Album album(const QJsonObject &album, const QUrl &server);

@@ -16,6 +16,33 @@ QString textOf(JsonReader &reader)
     return {};
 }
 
+// A text that songs next to each other repeat (an album's name, artist, genre, date, cover),
+// decoded once and shared for as long as it repeats.
+class Repeated {
+public:
+    QString textOf(JsonReader &reader)
+    {
+        if (reader.peek() != JsonReader::Type::string)
+            return ::textOf(reader);
+        const QByteArrayView bytes = reader.stringBytes();
+        if (reader.failed())
+            return {};
+        if (bytes != m_bytes || m_bytes.isNull()) {
+            m_bytes = bytes.toByteArray();
+            m_text = QString::fromUtf8(bytes);
+        }
+        return m_text;
+    }
+
+private:
+    QByteArray m_bytes;
+    QString m_text;
+};
+
+struct RepeatedMembers {
+    Repeated artist, album, genre, created, coverArt, displayAlbumArtist;
+};
+
 std::optional<double> numberOf(JsonReader &reader)
 {
     if (reader.peek() == JsonReader::Type::number)
@@ -63,7 +90,7 @@ void forEachListed(JsonReader &reader, ReadOne readOne)
 }
 
 // One song; any value but an object is a song without members, as QJsonValue::toObject() has it.
-SongMembers songMembers(JsonReader &reader)
+SongMembers songMembers(JsonReader &reader, RepeatedMembers &repeated)
 {
     SongMembers song;
     if (reader.peek() != JsonReader::Type::object) {
@@ -78,9 +105,9 @@ SongMembers songMembers(JsonReader &reader)
         else if (member == "title")
             song.title = textOf(reader);
         else if (member == "artist")
-            song.artist = textOf(reader);
+            song.artist = repeated.artist.textOf(reader);
         else if (member == "album")
-            song.album = textOf(reader);
+            song.album = repeated.album.textOf(reader);
         else if (member == "duration")
             song.duration = numberOf(reader).value_or(0);
         else if (member == "track")
@@ -90,13 +117,13 @@ SongMembers songMembers(JsonReader &reader)
         else if (member == "year")
             song.year = numberOf(reader);
         else if (member == "genre")
-            song.genre = textOf(reader);
+            song.genre = repeated.genre.textOf(reader);
         else if (member == "created")
-            song.created = textOf(reader);
+            song.created = repeated.created.textOf(reader);
         else if (member == "coverArt")
-            song.coverArt = textOf(reader);
+            song.coverArt = repeated.coverArt.textOf(reader);
         else if (member == "displayAlbumArtist")
-            song.displayAlbumArtist = textOf(reader);
+            song.displayAlbumArtist = repeated.displayAlbumArtist.textOf(reader);
         else if (member == "genres") {
             song.genreNames.clear();
             forEachListed(reader, [&] { song.genreNames.append(nameOf(reader)); });
@@ -122,7 +149,8 @@ namespace SubsonicSongList {
 std::optional<Listed> read(QByteArrayView answer, QByteArrayView container, QByteArrayView list, const QUrl &server)
 {
     JsonReader reader(answer);
-    const SubsonicItems::CoverArt cover(server);
+    SubsonicItems::SongMaker makeSong(server);
+    RepeatedMembers repeated;
     Listed listed;
     bool ok = false;
     // Reads the container's object, which replaces whatever an earlier one of the same name gave.
@@ -135,7 +163,7 @@ std::optional<Listed> read(QByteArrayView answer, QByteArrayView container, QByt
         while (reader.nextMember(member)) {
             if (member == list) {
                 listed.songs.clear();
-                forEachListed(reader, [&] { listed.songs.append(SubsonicItems::songOf(songMembers(reader), cover)); });
+                forEachListed(reader, [&] { listed.songs.append(makeSong(songMembers(reader, repeated))); });
             } else if (member == "artist") {
                 listed.containerArtist = textOf(reader);
             } else {

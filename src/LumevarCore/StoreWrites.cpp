@@ -426,11 +426,8 @@ qint64 beginSync(StoreState &store, LocalDatabase::LibraryKind kind)
     };
     if (db.scalar(emptyTests[size_t(kind)])) {
         StoreSchema::suspendIndexes(db, kind);
-        // The song records of a table that holds songs known from playlists are read once when
-        // first asked for, not kept up row by row; those of a table without any row (nothing
-        // to read) are kept up by the inserts, so that the list shown after a first sync needs
-        // no read of the whole table.
-        if (kind == LocalDatabase::LibraryKind::songs && db.scalar("SELECT EXISTS (SELECT 1 FROM songs)"))
+        // Likewise the song records: read once when first asked for, not kept up row by row.
+        if (kind == LocalDatabase::LibraryKind::songs)
             store.songs.forget();
     }
     transaction.commit();

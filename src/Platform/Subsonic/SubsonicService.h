@@ -7,8 +7,8 @@
 // artists in one request each, albums through getAlbumList2 in pages, songs through the
 // OpenSubsonic empty-query search3 in pages where the server offers it, else album by album
 // (getAlbum, several at once). A sync asks for every list at its start (beginLibraryListing), so
-// they are fetched while the store writes the first ones; answers are decoded and made into items
-// on a worker thread. Songs are listed in the background and each page is handed out as
+// they are fetched while the store writes the first ones; big answers are decoded and made into
+// items on a worker thread, song lists straight from their text (SubsonicSongList). Songs are listed in the background and each page is handed out as
 // soon as its songs are in, so the store writes while later albums are fetched; every playlist's
 // songs are fetched as soon as the playlists are listed, several at once. A listing is kept for a
 // short while, so that one sync's lists come from the same moment, and dropped by Update Library. While the server cannot be reached
@@ -91,7 +91,7 @@ private:
     // Signs in first when not signed in yet; a call that fails for the network arms the retry.
     QCoro::Task<QJsonObject> call(const char *method);
     QCoro::Task<QJsonObject> call(const char *method, const QUrlQuery &parameters);
-    // What make turns the answer into, made on the worker thread that decodes it.
+    // What make turns the answer into, made on the thread that decodes it (see SubsonicClient).
     template <typename T>
     QCoro::Task<T> fetch(const char *method, QUrlQuery parameters, std::function<T(const QJsonObject &)> make);
     // The same, trying fromText first: it makes the value straight from a successful answer's text,

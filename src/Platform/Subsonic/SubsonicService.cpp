@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <coroutine>
 #include <deque>
+#include <limits>
 #include <vector>
 
 using namespace SubsonicItems;
@@ -630,11 +631,14 @@ QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed, st
         if (!self)
             co_return;
         const QList<Album> albums = albumsListed->items;
+        // The counts are the server's word: summed without overflow, negative ones as none.
+        qint64 announced = 0;
         for (const Album &album : albums)
-            feed->expected += album.trackCount;
-        // Room for the songs the albums announce (within reason: the counts are the server's
-        // word), so that songs are not moved again and again as the list grows.
-        feed->items.reserve(std::clamp(feed->expected, 0, 200000));
+            announced += std::max(album.trackCount, 0);
+        feed->expected = int(std::min<qint64>(announced, std::numeric_limits<int>::max()));
+        // Room for the songs the albums announce (within reason), so that songs are not moved
+        // again and again as the list grows.
+        feed->items.reserve(std::min(feed->expected, 200000));
         std::deque<QCoro::Task<QList<Song>>> window;
         auto takeFront = [&window, feed]() -> QCoro::Task<void> {
             QCoro::Task<QList<Song>> front = std::move(window.front());

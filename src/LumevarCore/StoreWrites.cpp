@@ -9,6 +9,7 @@
 
 #include <QMutex>
 #include <QSet>
+#include <algorithm>
 #include <cmath>
 #include <functional>
 
@@ -48,11 +49,11 @@ std::optional<qint64> hashOf(const std::optional<QString> &folded)
     return TextKeys::foldHash(*folded);
 }
 
-std::optional<QString> artworkText(const std::optional<Artwork> &artwork)
+std::optional<QString> storedArtwork(const std::optional<Artwork> &artwork)
 {
     if (!artwork || artwork->urlTemplate().isEmpty())
         return std::nullopt;
-    return artwork->url(recordArtworkSize, recordArtworkSize).toString();
+    return StoreWrites::artworkText(*artwork);
 }
 
 std::optional<QString> firstGenre(const QStringList &genres)
@@ -146,7 +147,7 @@ std::optional<SongRow> cleanSong(const Song &song)
         row.track = *song.trackNumber;
     if (song.discNumber && *song.discNumber >= 0)
         row.disc = *song.discNumber;
-    row.artwork = artworkText(song.artwork);
+    row.artwork = storedArtwork(song.artwork);
     if (song.playParameters && !song.playParameters->id.isEmpty()) {
         row.playID = song.playParameters->id.rawValue();
         row.playKind = song.playParameters->kind;
@@ -334,6 +335,33 @@ QList<LocalSong> storeCollectionSongs(StoreState &store, const QList<Song> &song
 
 namespace StoreWrites {
 
+QString artworkText(const Artwork &artwork)
+{
+    const QString size = QString::number(recordArtworkSize);
+    QString text = artwork.urlTemplate();
+    text.replace(QStringLiteral("{w}"), size);
+    text.replace(QStringLiteral("{h}"), size);
+    // Nearly every template is an address QUrl writes as it is, then a query of plain characters,
+    // which QUrl leaves alone too: the address is checked through QUrl once per thread (a sync's
+    // songs share one) and the text kept, since QUrl's reader costs more than the rest of a song's
+    // preparation.
+    const qsizetype query = text.indexOf(u'?');
+    const bool plainQuery = query >= 0 && std::all_of(text.cbegin() + query + 1, text.cend(), [](QChar c) {
+        return c.unicode() < 128 && (c.isLetterOrNumber() || c == u'-' || c == u'.' || c == u'_' || c == u'~' || c == u'=' || c == u'&');
+    });
+    if (plainQuery) {
+        thread_local QString checkedAddress;
+        const QStringView address = QStringView(text).left(query);
+        if (address == checkedAddress)
+            return text;
+        if (!address.contains(u'#') && QUrl(address.toString()).toString() == address) {
+            checkedAddress = address.toString();
+            return text;
+        }
+    }
+    return QUrl(text).toString();
+}
+
 QString cleanText(const QString &text)
 {
     bool clean = true;
@@ -422,7 +450,7 @@ void storePlaylists(SqliteConnection &db, const QList<Playlist> &playlists, qint
             " ON CONFLICT(id) DO UPDATE SET name = excluded.name, added_date = excluded.added_date,"
             " artwork = excluded.artwork, generation = excluded.generation, name_key = excluded.name_key,"
             " name_fold = excluded.name_fold");
-        q.bindAll(id, name, playlist.libraryAddedDate, artworkText(playlist.artwork), generation,
+        q.bindAll(id, name, playlist.libraryAddedDate, storedArtwork(playlist.artwork), generation,
                   TextKeys::collationKey(name), TextKeys::fold(name));
         q.run();
     }
@@ -451,7 +479,7 @@ void storeAlbums(StoreState &store, const QList<Album> &albums, qint64 generatio
             " release_date = excluded.release_date, added_date = excluded.added_date, artwork = excluded.artwork,"
             " generation = excluded.generation, title_key = excluded.title_key, artist_key = excluded.artist_key,"
             " genre_key = excluded.genre_key, title_fold = excluded.title_fold, artist_fold = excluded.artist_fold");
-        q.bindAll(id, title, artist, genre, album.releaseDate, album.libraryAddedDate, artworkText(album.artwork),
+        q.bindAll(id, title, artist, genre, album.releaseDate, album.libraryAddedDate, storedArtwork(album.artwork),
                   generation, TextKeys::collationKey(title), keyOf(texts, artist), keyOf(texts, genre), TextKeys::fold(title),
                   artist ? std::optional(TextKeys::fold(*artist)) : std::nullopt);
         q.run();
@@ -478,7 +506,7 @@ void storeArtists(StoreState &store, const QList<Artist> &artists, qint64 genera
             " ON CONFLICT(id) DO UPDATE SET name = excluded.name, genre = excluded.genre, artwork = excluded.artwork,"
             " generation = excluded.generation, name_key = excluded.name_key, genre_key = excluded.genre_key,"
             " name_fold = excluded.name_fold");
-        q.bindAll(id, name, genre, artworkText(artist.artwork), generation, TextKeys::collationKey(name), keyOf(texts, genre),
+        q.bindAll(id, name, genre, storedArtwork(artist.artwork), generation, TextKeys::collationKey(name), keyOf(texts, genre),
                   TextKeys::fold(name));
         q.run();
     }

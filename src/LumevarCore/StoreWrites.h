@@ -46,6 +46,8 @@ void addLibrarySongs(StoreState &store, const QList<Song> &songs);
 // Takes the items of those identifiers out of the library (see LocalDatabase).
 void removeLibraryItems(StoreState &store, LocalDatabase::LibraryKind kind, const QStringList &ids);
 
+// The artwork's URL at the records' size as stored: as QUrl writes it.
+QString artworkText(const Artwork &artwork);
 // Text as stored: invalid UTF-16 (lone surrogates), non-characters and control characters
 // other than white space removed. Returns the input unchanged in the common case.
 QString cleanText(const QString &text);

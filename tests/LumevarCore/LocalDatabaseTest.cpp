@@ -1,5 +1,6 @@
 #include "StoreTestSupport.h"
 
+#include "LumevarCore/StoreWrites.h"
 #include "LumevarCore/SyncEngine.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
@@ -444,6 +445,25 @@ TEST_F(StoreTest, BadRecordsAreCleanedOrSkippedWithoutStoppingTheSync)
     EXPECT_EQ(songs[2].duration, 0);
     const LocalPlaylist playlist = runTask(database->allPlaylists({LocalPlaylist::SortKey::name})).first();
     EXPECT_EQ(titles(runTask(database->songs(playlist))), QStringList{"Fine"});
+}
+
+// Artwork URLs are stored as QUrl writes them, whether or not the text skips QUrl's reader.
+TEST(StoreWritesTest, ArtworkURLsAreStoredAsQUrlWritesThem)
+{
+    for (const char *address : {"https://music.example.org/sub/rest/getCoverArt.view?id=al-1_x.y~z&size={w}",
+                                "https://music.example.org/sub/rest/getCoverArt.view?id=al-2&size={w}",
+                                "http://127.0.0.1:4040/rest/getCoverArt.view?id=a%20b%26c&size={w}",
+                                "HTTP://Music.Example.ORG:443/a/../b/c.view?id=1&size={w}x{h}",
+                                "https://music.example.org/sub/rest/getCoverArt.view?id=x y&size={w}",
+                                "https://music.example.org/sub/rest/getCoverArt.view?id=%41&size={w}",
+                                "https://host/a#frag?id=1", "https://host/%7e/b?id=1", "https://h/ü?id=1", "?id=1",
+                                "file:///covers/{w}x{h}.jpg", "https://host/art/{w}x{h}bb.jpg", "not a url ?x=1"}) {
+        const QString text = QString::fromUtf8(address);
+        const QString expected = Artwork(text).url(recordArtworkSize, recordArtworkSize).toString();
+        EXPECT_EQ(StoreWrites::artworkText(Artwork(text)), expected) << address;
+        // Again, now that the address was checked once.
+        EXPECT_EQ(StoreWrites::artworkText(Artwork(text)), expected) << address;
+    }
 }
 
 TEST_F(StoreTest, CancellationStopsTheSyncAndLeavesAConsistentStore)

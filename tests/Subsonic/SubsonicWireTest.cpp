@@ -168,6 +168,38 @@ TEST(SubsonicWire, BrokenJsonForeignPagesAndRedirectsAreRefusedClearly)
     EXPECT_EQ(peer.requests(), 4);
 }
 
+// Song lists are read straight from the answer's text; what that reader does not take fails as
+// any answer does.
+TEST(SubsonicWire, SongListsThatAreCutShortOrRefusedFailAsEveryOtherAnswer)
+{
+    ScriptedPeer peer([](const QString &path, const QUrlQuery &query) -> std::optional<QByteArray> {
+        if (path.endsWith(u"/ping.view"))
+            return ScriptedPeer::ok();
+        if (path.endsWith(u"/getPlaylist.view"))
+            return ScriptedPeer::failed(70, "Playlist not found");
+        if (query.queryItemValue(QStringLiteral("id")) == u"cut")
+            return ScriptedPeer::json(R"({"subsonic-response":{"status":"ok","album":{"song":[{"id":"s1","title":"On)");
+        return ScriptedPeer::ok(R"("album":{"artist":"Band","song":[{"id":"s2","track":2},{"id":"s1","track":1,"title":"A\u00e9"}]})");
+    });
+    SubsonicService service(accountOf(peer));
+    Album album;
+    album.id = MusicItemID(QStringLiteral("cut"));
+    EXPECT_NO_THROW(failureOf<DecodingError>([](SubsonicService &service, Album album) -> QCoro::Task<void> {
+        co_await service.tracks(album);
+    }(service, album)));
+    Playlist playlist;
+    playlist.id = MusicItemID(QStringLiteral("gone"));
+    EXPECT_EQ(failureOf<MusicError>([](SubsonicService &service, Playlist playlist) -> QCoro::Task<void> {
+        co_await service.tracks(playlist);
+    }(service, playlist)).code(), MusicError::notFound);
+
+    album.id = MusicItemID(QStringLiteral("whole"));
+    const QList<Song> songs = runTask(service.tracks(album));
+    ASSERT_EQ(songs.size(), 2);
+    EXPECT_EQ(songs[0].title, QStringLiteral("A\u00e9"));
+    EXPECT_EQ(songs[0].albumArtistName, QStringLiteral("Band"));
+}
+
 TEST(SubsonicWire, ASilentServerTimesOutAndNoMoreThanTheBoundAreInFlight)
 {
     ScriptedPeer silent([](const QString &, const QUrlQuery &) { return std::optional<QByteArray>(); });

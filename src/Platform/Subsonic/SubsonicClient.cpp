@@ -23,6 +23,8 @@ const QString clientName = QStringLiteral("lumevar");
 // Token signing came with API 1.13.0; the password form is older than any server still in use.
 const QString tokenVersion = QStringLiteral("1.13.0");
 const QString passwordVersion = QStringLiteral("1.10.2");
+// Answers up to this size are decoded on the thread that asked (see send()).
+constexpr qsizetype largestAnswerReadInPlace = 32 * 1024;
 
 // Error codes of the Subsonic API.
 enum ServerCode {
@@ -279,7 +281,7 @@ QCoro::Task<void> SubsonicClient::signIn()
             const QUrlQuery none;
             const AuthForm form = forms[i];
             Reader keep = [answer](const QJsonObject &response) { *answer = response; };
-            co_await send(ping, none, form, std::move(keep));
+            co_await send(ping, none, form, std::move(keep), TextReader());
             if (!self)
                 throw CancellationError();
             m_form = forms[i];
@@ -319,10 +321,15 @@ void SubsonicClient::endTurn()
 
 QCoro::Task<void> SubsonicClient::call(QString method, QUrlQuery parameters, Reader read)
 {
+    return call(std::move(method), std::move(parameters), std::move(read), TextReader());
+}
+
+QCoro::Task<void> SubsonicClient::call(QString method, QUrlQuery parameters, Reader read, TextReader readText)
+{
     const SubsonicAccount account = m_account;
     try {
         const AuthForm form = m_form;
-        co_await send(method, parameters, form, std::move(read));
+        co_await send(method, parameters, form, std::move(read), std::move(readText));
     } catch (const ServerFailureError &refused) {
         throw serverError(refused.failure, account);
     }
@@ -336,7 +343,7 @@ QCoro::Task<QJsonObject> SubsonicClient::call(QString method, QUrlQuery paramete
     co_return std::move(*answer);
 }
 
-QCoro::Task<void> SubsonicClient::send(QString method, QUrlQuery parameters, AuthForm form, Reader read)
+QCoro::Task<void> SubsonicClient::send(QString method, QUrlQuery parameters, AuthForm form, Reader read, TextReader readText)
 {
     QPointer self(this);
     // A bounded number in flight: the others wait their turn, first come first served; an ending
@@ -390,10 +397,20 @@ QCoro::Task<void> SubsonicClient::send(QString method, QUrlQuery parameters, Aut
         const bool timedOut = reply->error() == QNetworkReply::OperationCanceledError || reply->error() == QNetworkReply::TimeoutError;
         throw transferError(reply->error(), m_account.server, timedOut);
     }
-    // The answer is decoded and read on a worker, its place in flight already handed on.
-    QCoro::Task<void> decoding = runOnPool(WorkerPools::library(), [body = reply->readAll(), status, host, method, read = std::move(read)] {
-        read(successfulResponse(body, status, host, method));
-    });
+    // The answer is decoded and read once its place in flight was handed on: a small one (an
+    // album's songs, a sign-in) right here, since handing it to a worker and back costs the main
+    // thread more than reading it; a big one (a page of hundreds of items) on a worker, so that
+    // the thread that paints is not held up.
+    const bool small = reply->size() <= largestAnswerReadInPlace;
+    auto decode = [body = reply->readAll(), status, host, method, read = std::move(read), readText = std::move(readText)] {
+        if (!readText || !readText(body))
+            read(successfulResponse(body, status, host, method));
+    };
     reply.reset();
+    if (small) {
+        decode();
+        co_return;
+    }
+    QCoro::Task<void> decoding = runOnPool(WorkerPools::library(), std::move(decode));
     co_await std::move(decoding);
 }

@@ -54,15 +54,21 @@ public:
     // MusicError::serviceFailed for something that is not a Subsonic server.
     QCoro::Task<void> signIn();
 
-    // Reads the "subsonic-response" object of a successful answer on a worker thread, where the
-    // answer is decoded: a page of songs takes longer to decode and turn into items than to
-    // fetch, and the main thread paints. It may use only what it holds itself.
+    // Reads the "subsonic-response" object of a successful answer where the answer is decoded:
+    // on a worker thread for a big answer (a page of songs takes longer to decode and turn into
+    // items than to fetch, and the main thread paints), on the calling thread for a small one.
+    // It may use only what it holds itself.
     using Reader = std::function<void(const QJsonObject &response)>;
 
     // Calls a method ("getAlbum") with its parameters and hands the answer to read. Failures
     // throw as signIn() does; a server error reply throws MusicError (notFound for error 70);
     // what read throws arrives as itself.
     QCoro::Task<void> call(QString method, QUrlQuery parameters, Reader read);
+    // The same, with a reader that takes the answer straight from its text first, on the same
+    // worker: it returns false for an answer it does not take (an error reply, malformed JSON),
+    // which then goes through read and fails exactly as it would there.
+    using TextReader = std::function<bool(QByteArrayView body)>;
+    QCoro::Task<void> call(QString method, QUrlQuery parameters, Reader read, TextReader readText);
     // The same, returning the "subsonic-response" object.
     QCoro::Task<QJsonObject> call(QString method, QUrlQuery parameters = {});
 
@@ -85,7 +91,7 @@ public:
 private:
     void endTurn();
     QUrlQuery credentials(AuthForm form) const;
-    QCoro::Task<void> send(QString method, QUrlQuery parameters, AuthForm form, Reader read);
+    QCoro::Task<void> send(QString method, QUrlQuery parameters, AuthForm form, Reader read, TextReader readText);
 
     SubsonicAccount m_account;
     QNetworkAccessManager *m_network;

@@ -1,8 +1,10 @@
 #include "Platform/Subsonic/SubsonicItems.h"
 
 #include <QTimeZone>
-#include <algorithm>
 #include <QUrlQuery>
+#include <algorithm>
+#include <cmath>
+#include <limits>
 
 namespace SubsonicItems {
 
@@ -14,12 +16,24 @@ std::optional<QString> text(const QJsonObject &object, const QString &key)
     return value.isEmpty() ? std::nullopt : std::optional<QString>(value);
 }
 
-std::optional<int> number(const QJsonObject &object, const QString &key)
+// A number as QJsonValue::toInt() reads it (whole and within int), when positive.
+std::optional<int> positive(std::optional<double> value)
+{
+    if (!value || !(*value >= 1 && *value <= std::numeric_limits<int>::max()) || std::trunc(*value) != *value)
+        return std::nullopt;
+    return int(*value);
+}
+
+std::optional<double> numberOf(const QJsonObject &object, const QString &key)
 {
     const QJsonValue value = object.value(key);
-    if (value.isDouble() && value.toInt() > 0)
-        return value.toInt();
-    return std::nullopt;
+    return value.isDouble() ? std::optional(value.toDouble()) : std::nullopt;
+}
+
+std::optional<QString> trimmedText(const QString &value)
+{
+    const QString trimmed = value.trimmed();
+    return trimmed.isEmpty() ? std::nullopt : std::optional<QString>(trimmed);
 }
 
 // The digits of text[from, from + count) as a number; -1 when any is not a digit.
@@ -80,9 +94,8 @@ std::optional<QDateTime> commonIsoDate(QStringView value)
 }
 
 // ISO 8601 as servers write it, with or without milliseconds and zone; a zone-less time is UTC.
-std::optional<QDateTime> date(const QJsonObject &object, const QString &key)
+std::optional<QDateTime> dateOf(const QString &value)
 {
-    const QString value = object.value(key).toString();
     if (value.isEmpty())
         return std::nullopt;
     if (std::optional<QDateTime> common = commonIsoDate(value))
@@ -95,25 +108,42 @@ std::optional<QDateTime> date(const QJsonObject &object, const QString &key)
     return parsed.toUTC();
 }
 
-std::optional<QDateTime> year(const QJsonObject &object)
+std::optional<QDateTime> date(const QJsonObject &object, const QString &key) { return dateOf(object.value(key).toString()); }
+
+std::optional<QDateTime> yearOf(std::optional<double> number)
 {
-    const std::optional<int> value = number(object, QStringLiteral("year"));
+    const std::optional<int> value = positive(number);
     if (!value)
         return std::nullopt;
     return QDateTime(QDate(*value, 1, 1), QTime(0, 0), Qt::UTC);
 }
 
-// OpenSubsonic's list of genres, else the one genre of the classic API.
-QStringList genres(const QJsonObject &object)
+std::optional<QDateTime> year(const QJsonObject &object) { return yearOf(numberOf(object, QStringLiteral("year"))); }
+
+// OpenSubsonic's list of genres (names as given), else the one genre of the classic API.
+QStringList genresOf(const QStringList &listed, const QString &genre)
+{
+    QStringList names;
+    for (const QString &name : listed)
+        if (const QString trimmed = name.trimmed(); !trimmed.isEmpty())
+            names.append(trimmed);
+    if (names.isEmpty())
+        if (const std::optional<QString> single = trimmedText(genre))
+            names.append(*single);
+    return names;
+}
+
+QStringList listedGenres(const QJsonObject &object)
 {
     QStringList names;
     for (const QJsonValue &genre : list(object, QStringLiteral("genres")))
-        if (const QString name = genre.toObject().value(QStringLiteral("name")).toString().trimmed(); !name.isEmpty())
-            names.append(name);
-    if (names.isEmpty())
-        if (const std::optional<QString> genre = text(object, QStringLiteral("genre")))
-            names.append(*genre);
+        names.append(genre.toObject().value(QStringLiteral("name")).toString());
     return names;
+}
+
+QStringList genres(const QJsonObject &object)
+{
+    return genresOf(listedGenres(object), object.value(QStringLiteral("genre")).toString());
 }
 
 std::optional<PlayParameters> play(const MusicItemID &id, const QString &kind)
@@ -135,7 +165,13 @@ QJsonArray list(const QJsonObject &parent, const QString &key)
     return {};
 }
 
-std::optional<Artwork> artwork(const QUrl &server, const QString &coverArtID)
+CoverArt::CoverArt(const QUrl &server) : m_server(server)
+{
+    if (!server.hasQuery() && !server.hasFragment())
+        m_prefix = server.toString(QUrl::FullyEncoded) + QStringLiteral("/rest/getCoverArt.view?id=");
+}
+
+std::optional<Artwork> CoverArt::of(const QString &coverArtID) const
 {
     if (coverArtID.isEmpty())
         return std::nullopt;
@@ -145,10 +181,9 @@ std::optional<Artwork> artwork(const QUrl &server, const QString &coverArtID)
     const bool plain = std::all_of(coverArtID.begin(), coverArtID.end(), [](QChar c) {
         return c.unicode() < 128 && (c.isLetterOrNumber() || c == u'-' || c == u'.' || c == u'_' || c == u'~');
     });
-    if (plain && !server.hasQuery() && !server.hasFragment())
-        return Artwork(server.toString(QUrl::FullyEncoded) + QStringLiteral("/rest/getCoverArt.view?id=") + coverArtID +
-                       QStringLiteral("&size={w}"));
-    QUrl url = server;
+    if (plain && !m_prefix.isEmpty())
+        return Artwork(m_prefix + coverArtID + QStringLiteral("&size={w}"));
+    QUrl url = m_server;
     url.setPath(url.path() + QStringLiteral("/rest/getCoverArt.view"));
     QUrlQuery query;
     query.addQueryItem(QStringLiteral("id"), coverArtID);
@@ -157,28 +192,56 @@ std::optional<Artwork> artwork(const QUrl &server, const QString &coverArtID)
     return Artwork(url.toString(QUrl::FullyEncoded) + QStringLiteral("&size={w}"));
 }
 
-Song song(const QJsonObject &child, const QUrl &server)
+std::optional<Artwork> artwork(const QUrl &server, const QString &coverArtID) { return CoverArt(server).of(coverArtID); }
+
+Song SongMaker::operator()(const SongMembers &members)
 {
-    Song song;
-    song.id = MusicItemID(child.value(QStringLiteral("id")).toString());
-    song.title = child.value(QStringLiteral("title")).toString();
-    song.artistName = text(child, QStringLiteral("artist"));
-    song.albumTitle = text(child, QStringLiteral("album"));
-    song.albumArtistName = text(child, QStringLiteral("displayAlbumArtist"));
-    if (!song.albumArtistName) {
-        const QJsonArray albumArtists = list(child, QStringLiteral("albumArtists"));
-        if (!albumArtists.isEmpty())
-            song.albumArtistName = text(albumArtists.first().toObject(), QStringLiteral("name"));
+    if (members.created != m_created || m_created.isNull()) {
+        m_created = members.created;
+        m_date = dateOf(m_created);
     }
-    song.genreNames = genres(child);
-    song.duration = child.value(QStringLiteral("duration")).toDouble();
-    song.releaseDate = year(child);
-    song.libraryAddedDate = date(child, QStringLiteral("created"));
-    song.trackNumber = number(child, QStringLiteral("track"));
-    song.discNumber = number(child, QStringLiteral("discNumber"));
-    song.artwork = artwork(server, child.value(QStringLiteral("coverArt")).toString());
+    if (members.coverArt != m_coverArt || m_coverArt.isNull()) {
+        m_coverArt = members.coverArt;
+        m_artwork = m_cover.of(m_coverArt);
+    }
+    Song song;
+    song.id = MusicItemID(members.id);
+    song.title = members.title;
+    song.artistName = trimmedText(members.artist);
+    song.albumTitle = trimmedText(members.album);
+    song.albumArtistName = trimmedText(members.displayAlbumArtist);
+    if (!song.albumArtistName && members.firstAlbumArtist)
+        song.albumArtistName = trimmedText(*members.firstAlbumArtist);
+    song.genreNames = genresOf(members.genreNames, members.genre);
+    song.duration = members.duration;
+    song.releaseDate = yearOf(members.year);
+    song.libraryAddedDate = m_date;
+    song.trackNumber = positive(members.track);
+    song.discNumber = positive(members.discNumber);
+    song.artwork = m_artwork;
     song.playParameters = play(song.id, QStringLiteral("song"));
     return song;
+}
+
+Song song(const QJsonObject &child, const QUrl &server)
+{
+    SongMembers members;
+    members.id = child.value(QStringLiteral("id")).toString();
+    members.title = child.value(QStringLiteral("title")).toString();
+    members.artist = child.value(QStringLiteral("artist")).toString();
+    members.album = child.value(QStringLiteral("album")).toString();
+    members.displayAlbumArtist = child.value(QStringLiteral("displayAlbumArtist")).toString();
+    if (const QJsonArray albumArtists = list(child, QStringLiteral("albumArtists")); !albumArtists.isEmpty())
+        members.firstAlbumArtist = albumArtists.first().toObject().value(QStringLiteral("name")).toString();
+    members.genreNames = listedGenres(child);
+    members.genre = child.value(QStringLiteral("genre")).toString();
+    members.duration = child.value(QStringLiteral("duration")).toDouble();
+    members.year = numberOf(child, QStringLiteral("year"));
+    members.created = child.value(QStringLiteral("created")).toString();
+    members.track = numberOf(child, QStringLiteral("track"));
+    members.discNumber = numberOf(child, QStringLiteral("discNumber"));
+    members.coverArt = child.value(QStringLiteral("coverArt")).toString();
+    return SongMaker(server)(members);
 }
 
 Album album(const QJsonObject &object, const QUrl &server)

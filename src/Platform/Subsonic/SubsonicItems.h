@@ -13,8 +13,45 @@
 
 namespace SubsonicItems {
 
+// The getCoverArt templates under a server's root URL, its common start worked out once.
+class CoverArt {
+public:
+    explicit CoverArt(const QUrl &server);
+    // The template of an item's coverArt id; nullopt for none.
+    std::optional<Artwork> of(const QString &coverArtID) const;
+
+private:
+    QUrl m_server;
+    QString m_prefix; // "<server>/rest/getCoverArt.view?id=", empty when the server's URL needs QUrl
+};
+
 // The getCoverArt template of an item's coverArt id, under the server's root URL.
 std::optional<Artwork> artwork(const QUrl &server, const QString &coverArtID);
+
+// A song's members as an answer gives them, before they make a Song: read from a QJsonObject or
+// straight from the answer's text (SubsonicSongList), so that both make the very same Song. A
+// member of another type than expected counts as absent, as QJsonValue's toString() and
+// toDouble() have it.
+struct SongMembers {
+    QString id, title, artist, album, displayAlbumArtist, genre, created, coverArt;
+    std::optional<QString> firstAlbumArtist; // the name of OpenSubsonic's first "albumArtists"
+    QStringList genreNames;                  // the names of OpenSubsonic's "genres"
+    double duration = 0;
+    std::optional<double> year, track, discNumber;
+};
+// Makes the songs of one answer from their members. The date and cover of songs next to each
+// other that share them (an album's) are made once.
+class SongMaker {
+public:
+    explicit SongMaker(const QUrl &server) : m_cover(server) {}
+    Song operator()(const SongMembers &members);
+
+private:
+    CoverArt m_cover;
+    QString m_created, m_coverArt; // of the last song
+    std::optional<QDateTime> m_date;
+    std::optional<Artwork> m_artwork;
+};
 
 Song song(const QJsonObject &child, const QUrl &server);
 Album album(const QJsonObject &album, const QUrl &server);

@@ -1,6 +1,7 @@
 #include "Platform/Subsonic/SubsonicService.h"
 
 #include "Platform/Subsonic/SubsonicItems.h"
+#include "Platform/Subsonic/SubsonicSongList.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 #include "Support/Task.h"
@@ -11,6 +12,7 @@
 #include <algorithm>
 #include <coroutine>
 #include <deque>
+#include <limits>
 #include <vector>
 
 using namespace SubsonicItems;
@@ -124,10 +126,8 @@ std::function<QList<T>(const QJsonObject &)> itemsAt(QString key, QString listKe
 }
 
 // A song listed inside an album carries the album's artist as album artist when it has none.
-QList<Song> songsOfAlbum(const QJsonObject &album, const QUrl &server)
+QList<Song> songsOfAlbum(QList<Song> songs, const QString &albumArtist)
 {
-    QList<Song> songs = all<Song>(album, QStringLiteral("song"), server, &SubsonicItems::song);
-    const QString albumArtist = album.value(QStringLiteral("artist")).toString();
     for (Song &song : songs)
         if (!song.albumArtistName && !albumArtist.isEmpty())
             song.albumArtistName = albumArtist;
@@ -136,6 +136,8 @@ QList<Song> songsOfAlbum(const QJsonObject &album, const QUrl &server)
     });
     return songs;
 }
+
+QList<Song> asListed(QList<Song> songs, const QString &) { return songs; }
 
 bool isNetworkFailure(const Error &error)
 {
@@ -210,10 +212,41 @@ QCoro::Task<QJsonObject> SubsonicService::call(const char *method, const QUrlQue
 template <typename T>
 QCoro::Task<T> SubsonicService::fetch(const char *method, QUrlQuery parameters, std::function<T(const QJsonObject &)> make)
 {
+    return fetch<T>(method, std::move(parameters), std::move(make), {});
+}
+
+template <typename T>
+QCoro::Task<T> SubsonicService::fetch(const char *method, QUrlQuery parameters, std::function<T(const QJsonObject &)> make,
+                                      std::function<std::optional<T>(QByteArrayView)> fromText)
+{
     auto made = std::make_shared<std::optional<T>>();
     SubsonicClient::Reader read = [made, make = std::move(make)](const QJsonObject &answer) { made->emplace(make(answer)); };
-    co_await request(QString::fromLatin1(method), std::move(parameters), std::move(read));
+    SubsonicClient::TextReader readText;
+    if (fromText)
+        readText = [made, fromText = std::move(fromText)](QByteArrayView body) {
+            *made = fromText(body);
+            return made->has_value();
+        };
+    co_await request(QString::fromLatin1(method), std::move(parameters), std::move(read), std::move(readText));
     co_return std::move(**made);
+}
+
+QCoro::Task<QList<Song>> SubsonicService::fetchSongs(const char *method, QUrlQuery parameters, const char *container,
+                                                     const char *list, FinishSongs finish)
+{
+    std::function<QList<Song>(const QJsonObject &)> make = [container, list, finish, server = server()](const QJsonObject &answer) {
+        const QJsonObject listed = answer.value(QLatin1StringView(container)).toObject();
+        return finish(all<Song>(listed, QString::fromLatin1(list), server, &SubsonicItems::song),
+                      listed.value(QStringLiteral("artist")).toString());
+    };
+    std::function<std::optional<QList<Song>>(QByteArrayView)> fromText =
+        [container, list, finish, server = server()](QByteArrayView body) -> std::optional<QList<Song>> {
+        std::optional<SubsonicSongList::Listed> listed = SubsonicSongList::read(body, container, list, server);
+        if (!listed)
+            return std::nullopt;
+        return finish(std::move(listed->songs), listed->containerArtist);
+    };
+    return fetch<QList<Song>>(method, std::move(parameters), std::move(make), std::move(fromText));
 }
 
 QCoro::Task<void> SubsonicService::signedIn()
@@ -250,14 +283,15 @@ QCoro::Task<void> SubsonicService::signIn(std::shared_ptr<SignInAttempt> attempt
     attempt->finish(this, failure);
 }
 
-QCoro::Task<void> SubsonicService::request(QString method, QUrlQuery parameters, SubsonicClient::Reader read)
+QCoro::Task<void> SubsonicService::request(QString method, QUrlQuery parameters, SubsonicClient::Reader read,
+                                           SubsonicClient::TextReader readText)
 {
     QPointer self(this);
     try {
         co_await signedIn();
         if (!self)
             throw CancellationError();
-        co_await m_client->call(method, parameters, std::move(read));
+        co_await m_client->call(method, parameters, std::move(read), std::move(readText));
         if (self)
             m_lastFailure.clear();
     } catch (...) {
@@ -573,8 +607,7 @@ QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed, st
             for (;;) {
                 const QUrlQuery parameters = query(u"query", QString(), u"artistCount", u"0", u"albumCount", u"0", u"songCount",
                                                    QString::number(songPageSize), u"songOffset", QString::number(feed->items.size()));
-                auto read = itemsAt<Song>(QStringLiteral("searchResult3"), QStringLiteral("song"), server(), &SubsonicItems::song);
-                QList<Song> page = co_await fetch<QList<Song>>("search3", parameters, std::move(read));
+                QList<Song> page = co_await fetchSongs("search3", parameters, "searchResult3", "song", &asListed);
                 if (!self)
                     co_return;
                 if (feed->items.size() >= songPageSize &&
@@ -597,8 +630,14 @@ QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed, st
         if (!self)
             co_return;
         const QList<Album> albums = albumsListed->items;
+        // The counts are the server's word: summed without overflow, negative ones as none.
+        qint64 announced = 0;
         for (const Album &album : albums)
-            feed->expected += album.trackCount;
+            announced += std::max(album.trackCount, 0);
+        feed->expected = int(std::min<qint64>(announced, std::numeric_limits<int>::max()));
+        // Room for the songs the albums announce (within reason), so that songs are not moved
+        // again and again as the list grows.
+        feed->items.reserve(std::min(feed->expected, 200000));
         std::deque<QCoro::Task<QList<Song>>> window;
         auto takeFront = [&window, feed]() -> QCoro::Task<void> {
             QCoro::Task<QList<Song>> front = std::move(window.front());
@@ -646,17 +685,13 @@ QCoro::Task<void> SubsonicService::prefetchPlaylist(QString playlistID, std::sha
 QCoro::Task<QList<Song>> SubsonicService::playlistEntries(QString playlistID)
 {
     const QUrlQuery parameters = query(u"id", playlistID);
-    auto read = itemsAt<Song>(QStringLiteral("playlist"), QStringLiteral("entry"), server(), &SubsonicItems::song);
-    co_return co_await fetch<QList<Song>>("getPlaylist", parameters, std::move(read));
+    co_return co_await fetchSongs("getPlaylist", parameters, "playlist", "entry", &asListed);
 }
 
 QCoro::Task<QList<Song>> SubsonicService::albumSongs(QString albumID)
 {
     const QUrlQuery parameters = query(u"id", albumID);
-    std::function<QList<Song>(const QJsonObject &)> read = [server = server()](const QJsonObject &answer) {
-        return songsOfAlbum(answer.value(QStringLiteral("album")).toObject(), server);
-    };
-    co_return co_await fetch<QList<Song>>("getAlbum", parameters, std::move(read));
+    co_return co_await fetchSongs("getAlbum", parameters, "album", "song", &songsOfAlbum);
 }
 
 QCoro::Task<QList<Album>> SubsonicService::albumList(QString type, int size)

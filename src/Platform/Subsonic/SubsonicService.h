@@ -7,8 +7,8 @@
 // artists in one request each, albums through getAlbumList2 in pages, songs through the
 // OpenSubsonic empty-query search3 in pages where the server offers it, else album by album
 // (getAlbum, several at once). A sync asks for every list at its start (beginLibraryListing), so
-// they are fetched while the store writes the first ones; answers are decoded and made into items
-// on a worker thread. Songs are listed in the background and each page is handed out as
+// they are fetched while the store writes the first ones; big answers are decoded and made into
+// items on a worker thread, song lists straight from their text (SubsonicSongList). Songs are listed in the background and each page is handed out as
 // soon as its songs are in, so the store writes while later albums are fetched; every playlist's
 // songs are fetched as soon as the playlists are listed, several at once. A listing is kept for a
 // short while, so that one sync's lists come from the same moment, and dropped by Update Library. While the server cannot be reached
@@ -90,14 +90,24 @@ private:
     // Signs in first when not signed in yet; a call that fails for the network arms the retry.
     QCoro::Task<QJsonObject> call(const char *method);
     QCoro::Task<QJsonObject> call(const char *method, const QUrlQuery &parameters);
-    // What make turns the answer into, made on the worker thread that decodes it.
+    // What make turns the answer into, made on the thread that decodes it (see SubsonicClient).
     template <typename T>
     QCoro::Task<T> fetch(const char *method, QUrlQuery parameters, std::function<T(const QJsonObject &)> make);
+    // The same, trying fromText first: it makes the value straight from a successful answer's text,
+    // or gives nullopt for anything else, which then goes through make.
+    template <typename T>
+    QCoro::Task<T> fetch(const char *method, QUrlQuery parameters, std::function<T(const QJsonObject &)> make,
+                         std::function<std::optional<T>(QByteArrayView)> fromText);
     // Signs in when not signed in yet. Calls made meanwhile wait on the one attempt under way, so
     // a sync that asks for every list at once signs in once and reports a failure once.
     QCoro::Task<void> signedIn();
     QCoro::Task<void> signIn(std::shared_ptr<SignInAttempt> attempt);
-    QCoro::Task<void> request(QString method, QUrlQuery parameters, SubsonicClient::Reader read);
+    QCoro::Task<void> request(QString method, QUrlQuery parameters, SubsonicClient::Reader read,
+                              SubsonicClient::TextReader readText);
+    // A song list's songs straight from the text (see SubsonicSongList), made into make's value.
+    using FinishSongs = QList<Song> (*)(QList<Song> songs, const QString &containerArtist);
+    QCoro::Task<QList<Song>> fetchSongs(const char *method, QUrlQuery parameters, const char *container, const char *list,
+                                        FinishSongs finish);
     QUrl server() const { return m_client->account().server; }
 
     // The listing and its lists, each fetched once in the background and awaited by any caller.

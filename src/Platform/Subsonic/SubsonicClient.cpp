@@ -2,6 +2,7 @@
 
 #include "Support/Error.h"
 #include "Support/Log.h"
+#include "Support/OwnerGuard.h"
 #include "Support/PoolTask.h"
 #include "Support/WorkerPools.h"
 
@@ -12,7 +13,6 @@
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
-#include <QPointer>
 #include <QRandomGenerator>
 #include <QSslError>
 #include <memory>
@@ -263,7 +263,7 @@ QCoro::Task<void> SubsonicClient::signIn()
         LUMEVAR_NOTICE(Log::sync(), "The server at %@ is reached over plain HTTP, allowed on the local network only",
                        hostOf(server));
     }
-    QPointer self(this);
+    const OwnerGuard guard(this);
     auto answer = std::make_shared<QJsonObject>();
     // The forms from the strongest the account allows; a server that does not know a form says
     // so with one of a few codes, and the next is tried.
@@ -281,17 +281,13 @@ QCoro::Task<void> SubsonicClient::signIn()
             const QUrlQuery none;
             const AuthForm form = forms[i];
             Reader keep = [answer](const QJsonObject &response) { *answer = response; };
-            co_await send(ping, none, form, std::move(keep), TextReader());
-            if (!self)
-                throw CancellationError();
+            co_await guard(send(ping, none, form, std::move(keep), TextReader()));
             m_form = forms[i];
             break;
         } catch (const ServerFailureError &refused) {
             const int code = refused.failure.code;
             const bool formUnknown = code == missingParameter || code == tokenNotSupported || code == mechanismNotSupported ||
                                      code == serverMustUpgrade || (forms[i] == AuthForm::apiKey && code == invalidApiKey);
-            if (!self)
-                throw CancellationError();
             if (!refused.failure.version.isEmpty())
                 m_serverVersion = refused.failure.version;
             if (last || !formUnknown)
@@ -345,7 +341,7 @@ QCoro::Task<QJsonObject> SubsonicClient::call(QString method, QUrlQuery paramete
 
 QCoro::Task<void> SubsonicClient::send(QString method, QUrlQuery parameters, AuthForm form, Reader read, TextReader readText)
 {
-    QPointer self(this);
+    const OwnerGuard guard(this);
     // A bounded number in flight: the others wait their turn, first come first served; an ending
     // request hands its place to the first waiting.
     struct Turn {
@@ -361,8 +357,7 @@ QCoro::Task<void> SubsonicClient::send(QString method, QUrlQuery parameters, Aut
         void await_resume() const noexcept {}
     };
     co_await Turn{this};
-    if (!self)
-        throw CancellationError();
+    guard.check();
     ++m_requestCount;
     parameters.addQueryItem(QStringLiteral("f"), QStringLiteral("json"));
     QUrlQuery query = parameters;
@@ -381,8 +376,7 @@ QCoro::Task<void> SubsonicClient::send(QString method, QUrlQuery parameters, Aut
         LUMEVAR_ERROR(Log::sync(), "The certificate of the server at %@ is not trusted: %@", host, reasons.join(QStringLiteral("; ")));
     });
     co_await reply.get();
-    if (!self)
-        throw CancellationError();
+    guard.check();
     endTurn();
 
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();

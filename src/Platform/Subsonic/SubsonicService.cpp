@@ -4,11 +4,11 @@
 #include "Platform/Subsonic/SubsonicSongList.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
+#include "Support/OwnerGuard.h"
 #include "Support/Task.h"
 
 #include <QCryptographicHash>
 #include <QJsonArray>
-#include <QPointer>
 #include <algorithm>
 #include <coroutine>
 #include <deque>
@@ -169,21 +169,17 @@ void SubsonicService::setPassword(const QString &password)
 
 QCoro::Task<MusicAuthorizationStatus> SubsonicService::requestAuthorization()
 {
-    QPointer self(this);
+    const OwnerGuard guard(this);
     try {
         const SubsonicAccount account = m_client->account();
         if (account.password.isEmpty() && account.apiKey.isEmpty() && m_passwordSource) {
             SubsonicAccount withPassword = account;
-            withPassword.password = co_await m_passwordSource(account);
-            if (!self)
-                throw CancellationError();
+            withPassword.password = co_await guard(m_passwordSource(account));
             auto client = std::make_unique<SubsonicClient>(std::move(withPassword));
             m_client = std::move(client);
             m_signingIn.reset();
         }
-        co_await m_client->signIn();
-        if (!self)
-            throw CancellationError();
+        co_await guard(m_client->signIn());
         m_signedIn = true;
         m_status = MusicAuthorizationStatus::authorized;
         m_unavailableReason.clear();
@@ -191,8 +187,6 @@ QCoro::Task<MusicAuthorizationStatus> SubsonicService::requestAuthorization()
         throw;
     } catch (...) {
         const Error error = errorFromCurrentException();
-        if (!self)
-            throw CancellationError();
         m_signedIn = false;
         m_status = MusicAuthorizationStatus::denied;
         m_unavailableReason = error.localizedDescription();
@@ -266,15 +260,15 @@ QCoro::Task<void> SubsonicService::signedIn()
 
 QCoro::Task<void> SubsonicService::signIn(std::shared_ptr<SignInAttempt> attempt)
 {
-    QPointer self(this);
+    const OwnerGuard guard(this);
     std::exception_ptr failure;
     try {
-        co_await m_client->signIn();
+        co_await guard(m_client->signIn());
+    } catch (const OwnerGone &) {
+        co_return;
     } catch (...) {
         failure = std::current_exception();
     }
-    if (!self)
-        co_return;
     if (m_signingIn == attempt) {
         m_signingIn.reset();
         if (!failure)
@@ -286,17 +280,15 @@ QCoro::Task<void> SubsonicService::signIn(std::shared_ptr<SignInAttempt> attempt
 QCoro::Task<void> SubsonicService::request(QString method, QUrlQuery parameters, SubsonicClient::Reader read,
                                            SubsonicClient::TextReader readText)
 {
-    QPointer self(this);
+    const OwnerGuard guard(this);
     try {
-        co_await signedIn();
-        if (!self)
-            throw CancellationError();
-        co_await m_client->call(method, parameters, std::move(read), std::move(readText));
-        if (self)
-            m_lastFailure.clear();
+        co_await guard(signedIn());
+        co_await guard(m_client->call(method, parameters, std::move(read), std::move(readText)));
+        m_lastFailure.clear();
+    } catch (const OwnerGone &) {
+        throw;
     } catch (...) {
-        if (self)
-            noteFailure(std::current_exception());
+        noteFailure(std::current_exception());
         throw;
     }
 }
@@ -316,27 +308,23 @@ void SubsonicService::noteFailure(const std::exception_ptr &failure)
     }
 }
 
-void SubsonicService::retryContact()
+void SubsonicService::retryContact() { detach(pingAgain()); }
+
+QCoro::Task<void> SubsonicService::pingAgain()
 {
-    detach([](QPointer<SubsonicService> self) -> QCoro::Task<void> {
-        try {
-            if (!self)
-                co_return;
-            const QString ping = QStringLiteral("ping");
-            const QUrlQuery none;
-            co_await self->m_client->call(ping, none);
-        } catch (const Error &) {
-            if (self)
-                self->m_retry.start();
-            co_return;
-        }
-        if (!self)
-            co_return;
-        // Back in reach: whatever failed meanwhile is synced again.
-        LUMEVAR_INFO(Log::sync(), "The server answers again");
-        self->m_listing.reset();
-        Q_EMIT self->libraryDidChange();
-    }(QPointer(this)));
+    const OwnerGuard guard(this);
+    try {
+        co_await guard(m_client->call(QStringLiteral("ping")));
+    } catch (const OwnerGone &) {
+        throw;
+    } catch (const Error &) {
+        m_retry.start();
+        co_return;
+    }
+    // Back in reach: whatever failed meanwhile is synced again.
+    LUMEVAR_INFO(Log::sync(), "The server answers again");
+    m_listing.reset();
+    Q_EMIT libraryDidChange();
 }
 
 QUrl SubsonicService::authorizedURL(const QUrl &url) const { return m_client->signURL(url); }
@@ -443,12 +431,11 @@ namespace {
 // Waits until a background fetch has ended. A failed one is let go of (the next call fetches
 // anew rather than meeting the same failure) and its failure thrown.
 template <typename P>
-QCoro::Task<void> ended(std::shared_ptr<P> &slot, std::shared_ptr<P> pending, QPointer<QObject> owner)
+QCoro::Task<void> ended(std::shared_ptr<P> &slot, std::shared_ptr<P> pending, OwnerGuard owner)
 {
     while (!pending->done) {
         co_await pending->next(false);
-        if (!owner)
-            throw CancellationError();
+        owner.check();
     }
     if (pending->failure) {
         if (slot == pending)
@@ -479,7 +466,7 @@ QCoro::Task<LibraryPage<T>> SubsonicService::listedPage(std::shared_ptr<Pending<
     const std::shared_ptr<Listing> listed = listing();
     (this->*start)(listed);
     const std::shared_ptr<Pending<T>> pending = (*listed).*list;
-    co_await ended((*listed).*list, pending, QPointer<QObject>(this));
+    co_await ended((*listed).*list, pending, OwnerGuard(this));
     co_return pageOf(pending->items, offset, limit);
 }
 
@@ -500,12 +487,10 @@ QCoro::Task<LibraryPage<Artist>> SubsonicService::libraryArtists(int offset, int
 
 QCoro::Task<void> SubsonicService::listPlaylists(std::shared_ptr<Listing> listed, std::shared_ptr<Pending<Playlist>> pending)
 {
-    QPointer self(this);
+    const OwnerGuard guard(this);
     try {
         auto read = itemsAt<Playlist>(QStringLiteral("playlists"), QStringLiteral("playlist"), server(), &SubsonicItems::playlist);
-        QList<Playlist> playlists = co_await fetch<QList<Playlist>>("getPlaylists", QUrlQuery(), std::move(read));
-        if (!self)
-            co_return;
+        QList<Playlist> playlists = co_await guard(fetch<QList<Playlist>>("getPlaylists", QUrlQuery(), std::move(read)));
         for (const Playlist &playlist : playlists) {
             auto fetch = std::make_shared<Pending<Song>>();
             listed->playlistSongs.insert(playlist.id.rawValue(), fetch);
@@ -513,24 +498,22 @@ QCoro::Task<void> SubsonicService::listPlaylists(std::shared_ptr<Listing> listed
         }
         pending->items = std::move(playlists);
         pending->finish(this);
+    } catch (const OwnerGone &) {
     } catch (...) {
-        if (self)
-            pending->finish(this, std::current_exception());
+        pending->finish(this, std::current_exception());
     }
 }
 
 QCoro::Task<void> SubsonicService::listAlbums(std::shared_ptr<Pending<Album>> pending)
 {
-    QPointer self(this);
+    const OwnerGuard guard(this);
     try {
         QList<Album> albums;
         for (;;) {
             const QUrlQuery parameters = query(u"type", u"alphabeticalByName", u"size", QString::number(albumPageSize), u"offset",
                                                QString::number(albums.size()));
             auto read = itemsAt<Album>(QStringLiteral("albumList2"), QStringLiteral("album"), server(), &SubsonicItems::album);
-            QList<Album> page = co_await fetch<QList<Album>>("getAlbumList2", parameters, std::move(read));
-            if (!self)
-                co_return;
+            QList<Album> page = co_await guard(fetch<QList<Album>>("getAlbumList2", parameters, std::move(read)));
             if (albums.size() >= albumPageSize && repeatsLastPage(page, albums, albums.size() - albumPageSize, "albums"))
                 break;
             const bool last = page.size() < albumPageSize;
@@ -540,15 +523,15 @@ QCoro::Task<void> SubsonicService::listAlbums(std::shared_ptr<Pending<Album>> pe
         }
         pending->items = std::move(albums);
         pending->finish(this);
+    } catch (const OwnerGone &) {
     } catch (...) {
-        if (self)
-            pending->finish(this, std::current_exception());
+        pending->finish(this, std::current_exception());
     }
 }
 
 QCoro::Task<void> SubsonicService::listArtists(std::shared_ptr<Pending<Artist>> pending)
 {
-    QPointer self(this);
+    const OwnerGuard guard(this);
     try {
         std::function<QList<Artist>(const QJsonObject &)> read = [server = server()](const QJsonObject &answer) {
             QList<Artist> artists;
@@ -556,20 +539,18 @@ QCoro::Task<void> SubsonicService::listArtists(std::shared_ptr<Pending<Artist>> 
                 artists += all<Artist>(index.toObject(), QStringLiteral("artist"), server, &SubsonicItems::artist);
             return artists;
         };
-        QList<Artist> artists = co_await fetch<QList<Artist>>("getArtists", QUrlQuery(), std::move(read));
-        if (!self)
-            co_return;
+        QList<Artist> artists = co_await guard(fetch<QList<Artist>>("getArtists", QUrlQuery(), std::move(read)));
         pending->items = std::move(artists);
         pending->finish(this);
+    } catch (const OwnerGone &) {
     } catch (...) {
-        if (self)
-            pending->finish(this, std::current_exception());
+        pending->finish(this, std::current_exception());
     }
 }
 
 QCoro::Task<LibraryPage<Song>> SubsonicService::librarySongs(int offset, int limit)
 {
-    QPointer self(this);
+    const OwnerGuard guard(this);
     std::shared_ptr<Listing> listed = listing();
     // Listed in the background; each page is handed out as soon as its songs are in, so the
     // store writes one page while the next is still being fetched.
@@ -578,8 +559,7 @@ QCoro::Task<LibraryPage<Song>> SubsonicService::librarySongs(int offset, int lim
     const qsizetype needed = qsizetype(offset) + std::max(limit, 0);
     while (!feed->done && feed->items.size() < needed) {
         co_await feed->next(false);
-        if (!self)
-            throw CancellationError();
+        guard.check();
     }
     if (feed->failure && feed->items.size() < needed) {
         // The next sync lists anew rather than meeting the same failure.
@@ -596,20 +576,16 @@ QCoro::Task<LibraryPage<Song>> SubsonicService::librarySongs(int offset, int lim
 
 QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed, std::shared_ptr<SongFeed> feed)
 {
-    QPointer self(this);
+    const OwnerGuard guard(this);
     try {
         // Which way songs are listed is known once signed in.
-        co_await signedIn();
-        if (!self)
-            co_return;
+        co_await guard(signedIn());
         if (m_client->isOpenSubsonic()) {
             // OpenSubsonic servers list every song for an empty query, in pages.
             for (;;) {
                 const QUrlQuery parameters = query(u"query", QString(), u"artistCount", u"0", u"albumCount", u"0", u"songCount",
                                                    QString::number(songPageSize), u"songOffset", QString::number(feed->items.size()));
-                QList<Song> page = co_await fetchSongs("search3", parameters, "searchResult3", "song", &asListed);
-                if (!self)
-                    co_return;
+                QList<Song> page = co_await guard(fetchSongs("search3", parameters, "searchResult3", "song", &asListed));
                 if (feed->items.size() >= songPageSize &&
                     repeatsLastPage(page, feed->items, feed->items.size() - songPageSize, "songs"))
                     break;
@@ -626,9 +602,7 @@ QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed, st
         // Album by album, a window of requests at once, kept in the albums' order.
         startAlbums(listed);
         const std::shared_ptr<Pending<Album>> albumsListed = listed->albums;
-        co_await ended(listed->albums, albumsListed, QPointer<QObject>(this));
-        if (!self)
-            co_return;
+        co_await ended(listed->albums, albumsListed, guard);
         const QList<Album> albums = albumsListed->items;
         // The counts are the server's word: summed without overflow, negative ones as none.
         qint64 announced = 0;
@@ -648,37 +622,31 @@ QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed, st
             const QString albumID = album.id.rawValue();
             window.push_back(albumSongs(albumID));
             if (window.size() >= albumWindow) {
-                co_await takeFront();
-                if (!self)
-                    co_return;
+                co_await guard(takeFront());
                 feed->wake(this);
             }
         }
         while (!window.empty()) {
-            co_await takeFront();
-            if (!self)
-                co_return;
+            co_await guard(takeFront());
             feed->wake(this);
         }
         feed->finish(this);
+    } catch (const OwnerGone &) {
     } catch (...) {
-        if (self)
-            feed->finish(this, std::current_exception());
+        feed->finish(this, std::current_exception());
     }
 }
 
 QCoro::Task<void> SubsonicService::prefetchPlaylist(QString playlistID, std::shared_ptr<Pending<Song>> fetch)
 {
-    QPointer self(this);
+    const OwnerGuard guard(this);
     try {
-        QList<Song> songs = co_await playlistEntries(playlistID);
-        if (!self)
-            co_return;
+        QList<Song> songs = co_await guard(playlistEntries(playlistID));
         fetch->items = std::move(songs);
         fetch->finish(this);
+    } catch (const OwnerGone &) {
     } catch (...) {
-        if (self)
-            fetch->finish(this, std::current_exception());
+        fetch->finish(this, std::current_exception());
     }
 }
 
@@ -736,12 +704,11 @@ QCoro::Task<QList<Song>> SubsonicService::tracks(Playlist playlist)
         co_return songs;
     }
     // The songs fetched when the playlists were listed, unless that fetch failed.
-    QPointer self(this);
+    const OwnerGuard guard(this);
     if (const std::shared_ptr<Pending<Song>> fetch = listing()->playlistSongs.value(id)) {
         while (!fetch->done) {
             co_await fetch->next(false);
-            if (!self)
-                throw CancellationError();
+            guard.check();
         }
         if (!fetch->failure)
             co_return fetch->items;
@@ -864,11 +831,11 @@ QCoro::Task<void> SubsonicService::addToLibrary(MusicItemID songID)
 
 QCoro::Task<QUrl> SubsonicService::makeShareLink(MusicItemID songID)
 {
-    QPointer self(this);
+    const OwnerGuard guard(this);
     const QString server = displayName();
     QJsonObject answer;
     try {
-        answer = co_await call("createShare", query(u"id", songID.rawValue()));
+        answer = co_await guard(call("createShare", query(u"id", songID.rawValue())));
     } catch (const CancellationError &) {
         throw;
     } catch (...) {
@@ -881,8 +848,6 @@ QCoro::Task<QUrl> SubsonicService::makeShareLink(MusicItemID songID)
         throw MusicError(MusicError::serviceFailed,
                          QStringLiteral("The server at %1 does not make share links, or has them turned off.").arg(server));
     }
-    if (!self)
-        throw CancellationError();
     const QJsonArray shares = list(answer.value(QStringLiteral("shares")).toObject(), QStringLiteral("share"));
     const QUrl link(shares.isEmpty() ? QString() : shares.first().toObject().value(QStringLiteral("url")).toString());
     if (!link.isValid() || link.host().isEmpty()) {

@@ -130,6 +130,8 @@ private:
     QCoro::Task<QList<Album>> albumList(QString type, int size);
     void noteFailure(const std::exception_ptr &error);
     void retryContact();
+    // One ping of the retry; an answer means whatever failed meanwhile is to be listed again.
+    QCoro::Task<void> pingAgain();
 
     std::unique_ptr<SubsonicClient> m_client;
     PasswordSource m_passwordSource;

@@ -100,9 +100,9 @@ void writeLine(const QLoggingCategory &category, Level level, const char *file, 
 // evaluated only when it runs, and the macro is one statement, safe before an else. The names
 // carry the project's prefix because <syslog.h> (which sd-journal.h includes) defines LOG_INFO,
 // LOG_DEBUG and LOG_NOTICE.
-#define LUMEVAR_LOG_LINE(level, category, ...)                                                                         \
-    for (const QLoggingCategory *lumevarLogCategory = ::Log::wanted((category), (level)); lumevarLogCategory;       \
-         lumevarLogCategory = nullptr)                                                                               \
+#define LUMEVAR_LOG_LINE(level, category, ...)                                                                \
+    for (const QLoggingCategory *lumevarLogCategory = ::Log::wanted((category), (level)); lumevarLogCategory; \
+         lumevarLogCategory = nullptr)                                                                        \
     ::Log::writeLine(*lumevarLogCategory, (level), __FILE__, __LINE__, Q_FUNC_INFO, __VA_ARGS__)
 
 #define LUMEVAR_DEBUG(category, ...) LUMEVAR_LOG_LINE(::Log::Level::debug, category, __VA_ARGS__)

@@ -43,20 +43,18 @@
 #include <cstdio>
 #include <memory>
 
-int main(int argc, char *argv[])
-{
-    QApplication application(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("Lumevar"));
-    QApplication::setApplicationDisplayName(QStringLiteral("Lumevar"));
-    QApplication::setDesktopFileName(QStringLiteral("lumevar"));
-    // The installed theme's icon when there is one, else the copy built into the program.
-    QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("lumevar"), QIcon(QStringLiteral(":/icons/lumevar.svg"))));
-    QuitSignals::install();
-    // Closing the main window leaves the process and playback running; quitting is explicit.
-    QApplication::setQuitOnLastWindowClosed(false);
-    // libmpv parses numbers in the C locale only.
-    std::setlocale(LC_NUMERIC, "C");
+namespace {
 
+// What the command line asks for.
+struct Options {
+    QString library;
+    QString audioOutput;
+    QString server;
+    QString user;
+};
+
+Options parseOptions(const QApplication &application)
+{
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("A compact music player."));
     parser.addHelpOption();
@@ -73,6 +71,58 @@ int main(int argc, char *argv[])
                                         QStringLiteral("NAME"));
     parser.addOption(userOption);
     parser.process(application);
+    return {parser.value(libraryOption), parser.value(audioOutputOption), parser.value(serverOption), parser.value(userOption)};
+}
+
+// The music service: the server given on the command line, else the folder given there, else
+// the source chosen in Settings. Nothing when the server's account is incomplete.
+std::unique_ptr<MusicService> makeService(const Options &options)
+{
+    const bool storedServer = options.library.isEmpty() && MusicSourceSettings::source() == MusicSource::server;
+    if (options.server.isEmpty() && !storedServer) {
+        auto folder = std::make_unique<LocalLibraryService>(LocalLibraryService::resolveLibraryFolder(options.library));
+        LUMEVAR_INFO(Log::app(), "Library folder: %@", folder->folder());
+        return folder;
+    }
+    const SubsonicAccount account = !options.server.isEmpty()
+                                        ? SubsonicAccount{SubsonicClient::normalizedServer(options.server), options.user, {}, {}}
+                                        : *MusicSourceSettings::serverAccount();
+    if (!account.server.isValid() || account.user.isEmpty()) {
+        std::fprintf(stderr, "lumevar: --server needs a server address and --user a user name\n");
+        return nullptr;
+    }
+    LUMEVAR_INFO(Log::app(), "Music server: %@ as %@", account.server.toString(), account.user);
+    return std::make_unique<SubsonicService>(account, ServerSignIn::askingWhenMissing(&SubsonicKeyring::readPassword, SignInWindow::prompt()));
+}
+
+// Starts Lumevar again once this process has let its profile go. The source comes from the
+// settings there, so --library and --server are not passed on.
+void startAgain(const Options &options)
+{
+    QStringList arguments;
+    if (!options.audioOutput.isEmpty())
+        arguments << QStringLiteral("--audio-output") << options.audioOutput;
+    if (!QProcess::startDetached(QCoreApplication::applicationFilePath(), arguments))
+        LUMEVAR_ERROR(Log::app(), "Failed to start Lumevar again; start it yourself");
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Lumevar"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Lumevar"));
+    QApplication::setDesktopFileName(QStringLiteral("lumevar"));
+    // The installed theme's icon when there is one, else the copy built into the program.
+    QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("lumevar"), QIcon(QStringLiteral(":/icons/lumevar.svg"))));
+    QuitSignals::install();
+    // Closing the main window leaves the process and playback running; quitting is explicit.
+    QApplication::setQuitOnLastWindowClosed(false);
+    // libmpv parses numbers in the C locale only.
+    std::setlocale(LC_NUMERIC, "C");
+
+    const Options options = parseOptions(application);
 
     // One process per profile: a second launch raises the first one's window and ends here.
     auto instance = std::make_unique<SingleInstance>(QFileInfo(LocalDatabase::defaultPath()).absolutePath());
@@ -86,26 +136,12 @@ int main(int argc, char *argv[])
     }
 
     // The platform: the music folder or a server as the music service, mpv as the audio output.
-    std::unique_ptr<LocalLibraryService> folder;
-    std::unique_ptr<SubsonicService> server;
-    const bool storedServer = !parser.isSet(libraryOption) && MusicSourceSettings::source() == MusicSource::server;
-    if (parser.isSet(serverOption) || storedServer) {
-        SubsonicAccount account = parser.isSet(serverOption)
-                                      ? SubsonicAccount{SubsonicClient::normalizedServer(parser.value(serverOption)), parser.value(userOption), {}, {}}
-                                      : *MusicSourceSettings::serverAccount();
-        if (!account.server.isValid() || account.user.isEmpty()) {
-            std::fprintf(stderr, "lumevar: --server needs a server address and --user a user name\n");
-            return 2;
-        }
-        LUMEVAR_INFO(Log::app(), "Music server: %@ as %@", account.server.toString(), account.user);
-        server = std::make_unique<SubsonicService>(account, ServerSignIn::askingWhenMissing(&SubsonicKeyring::readPassword, SignInWindow::prompt()));
-    } else {
-        folder = std::make_unique<LocalLibraryService>(LocalLibraryService::resolveLibraryFolder(parser.value(libraryOption)));
-        LUMEVAR_INFO(Log::app(), "Library folder: %@", folder->folder());
-    }
-    MusicService &service = server ? static_cast<MusicService &>(*server) : *folder;
+    const std::unique_ptr<MusicService> chosenService = makeService(options);
+    if (!chosenService)
+        return 2;
+    MusicService &service = *chosenService;
     MpvAudioEngine::Options audio;
-    audio.audioOutput = parser.value(audioOutputOption);
+    audio.audioOutput = options.audioOutput;
     MpvAudioEngine engine(audio);
     ApplicationMusicPlayer player(engine, service);
 
@@ -159,13 +195,8 @@ int main(int argc, char *argv[])
     }
     if (relaunch) {
         // The profile is let go first, so that the new process takes it instead of handing over.
-        // The source comes from the settings there, so --library and --server are not passed on.
         instance.reset();
-        QStringList arguments;
-        if (parser.isSet(audioOutputOption))
-            arguments << QStringLiteral("--audio-output") << parser.value(audioOutputOption);
-        if (!QProcess::startDetached(QCoreApplication::applicationFilePath(), arguments))
-            LUMEVAR_ERROR(Log::app(), "Failed to start Lumevar again; start it yourself");
+        startAgain(options);
     }
     return status;
 }

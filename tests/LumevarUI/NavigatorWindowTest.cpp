@@ -334,6 +334,8 @@ TEST_F(NavigatorWindowTest, KeysAndAScreenReaderSelectAndPlayTheRowsOfTheSongsLi
     QAccessibleInterface *rows = QAccessible::queryAccessibleInterface(songs);
     ASSERT_TRUE(rows);
     EXPECT_EQ(rows->role(), QAccessible::List);
+    EXPECT_EQ(rows->text(QAccessible::Name), QStringLiteral("Songs"));
+    EXPECT_EQ(QAccessible::queryAccessibleInterface(list(0))->text(QAccessible::Name), QStringLiteral("Library"));
     ASSERT_EQ(rows->childCount(), 5);
     EXPECT_EQ(rows->child(0)->text(QAccessible::Name), QStringLiteral("Play"));
     EXPECT_EQ(rows->child(1)->text(QAccessible::Name), QStringLiteral("Shuffle"));

@@ -13,6 +13,20 @@
 #include <QApplication>
 #include <QPointer>
 
+namespace {
+
+// What a screen reader calls a pane's list: the container or collection it shows.
+QString accessibleNameOf(const NavigationItem &item)
+{
+    if (const auto kind = item.containerKind())
+        return kind->title();
+    if (const auto *collection = item.collection())
+        return collection->title;
+    return QStringLiteral("Library");
+}
+
+} // namespace
+
 PaneController::PaneController(NavigatorModels models, ArtworkSource artwork, QObject *parent)
     : QObject(parent), m_models(models), m_artwork(std::move(artwork)), m_strip(new PaneStripView(models.main))
 {
@@ -57,6 +71,7 @@ void PaneController::updatePanes()
             m_strip->takePane(change.offset);
         } else {
             auto screen = ContainerScreens::make(change.element, m_models, m_artwork);
+            screen->view()->setAccessibleName(accessibleNameOf(change.element));
             m_strip->insertPane(change.offset, screen->view());
             appeared.append(screen.get());
             m_screens.insert(m_screens.begin() + change.offset, std::move(screen));

@@ -22,7 +22,9 @@ ListColors ListColors::from(const QPalette &palette)
     colors.label = palette.color(QPalette::Text);
     colors.secondaryLabel = blend(colors.label, colors.base, 0.45);
     colors.tertiaryLabel = blend(colors.label, colors.base, 0.7);
-    colors.separator = palette.color(QPalette::Mid);
+    // The label blended far toward the base, as a hair-line wants: a theme's mid tone is no
+    // measure (GTK's dark Adwaita gives one its base's colour, and the lines vanish).
+    colors.separator = blend(colors.label, colors.base, colors.isDark ? 0.82 : 0.72);
     colors.emphasizedSelection = palette.color(QPalette::Active, QPalette::Highlight);
     colors.selectedLabel = palette.color(QPalette::Active, QPalette::HighlightedText);
     colors.unemphasizedSelection = blend(colors.base, colors.label, colors.isDark ? 0.18 : 0.12);

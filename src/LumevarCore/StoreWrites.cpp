@@ -49,11 +49,11 @@ std::optional<qint64> hashOf(const std::optional<QString> &folded)
     return TextKeys::foldHash(*folded);
 }
 
-std::optional<QString> storedArtwork(const std::optional<Artwork> &artwork)
+std::optional<QString> storedArtwork(const std::optional<Artwork> &artwork, QString *checkedAddress = nullptr)
 {
     if (!artwork || artwork->urlTemplate().isEmpty())
         return std::nullopt;
-    return StoreWrites::artworkText(*artwork);
+    return StoreWrites::artworkText(*artwork, checkedAddress);
 }
 
 std::optional<QString> firstGenre(const QStringList &genres)
@@ -125,7 +125,7 @@ std::optional<QDateTime> storedDate(const std::optional<QDateTime> &date)
 }
 
 // The song as the store keeps it; nullopt (with a log line) when it cannot be stored.
-std::optional<SongRow> cleanSong(const Song &song)
+std::optional<SongRow> cleanSong(const Song &song, QString *checkedAddress)
 {
     SongRow row;
     row.id = StoreWrites::cleanText(song.id.rawValue()).trimmed();
@@ -147,7 +147,7 @@ std::optional<SongRow> cleanSong(const Song &song)
         row.track = *song.trackNumber;
     if (song.discNumber && *song.discNumber >= 0)
         row.disc = *song.discNumber;
-    row.artwork = storedArtwork(song.artwork);
+    row.artwork = storedArtwork(song.artwork, checkedAddress);
     if (song.playParameters && !song.playParameters->id.isEmpty()) {
         row.playID = song.playParameters->id.rawValue();
         row.playKind = song.playParameters->kind;
@@ -335,27 +335,27 @@ QList<LocalSong> storeCollectionSongs(StoreState &store, const QList<Song> &song
 
 namespace StoreWrites {
 
-QString artworkText(const Artwork &artwork)
+QString artworkText(const Artwork &artwork, QString *checkedAddress)
 {
     const QString size = QString::number(recordArtworkSize);
     QString text = artwork.urlTemplate();
     text.replace(QStringLiteral("{w}"), size);
     text.replace(QStringLiteral("{h}"), size);
     // Nearly every template is an address QUrl writes as it is, then a query of plain characters,
-    // which QUrl leaves alone too: the address is checked through QUrl once per thread (a sync's
-    // songs share one) and the text kept, since QUrl's reader costs more than the rest of a song's
-    // preparation.
+    // which QUrl leaves alone too: the address is checked through QUrl once per batch (a page of
+    // a sync's songs shares one) and the text kept, since QUrl's reader costs more than the rest
+    // of a song's preparation.
     const qsizetype query = text.indexOf(u'?');
     const bool plainQuery = query >= 0 && std::all_of(text.cbegin() + query + 1, text.cend(), [](QChar c) {
         return c.unicode() < 128 && (c.isLetterOrNumber() || c == u'-' || c == u'.' || c == u'_' || c == u'~' || c == u'=' || c == u'&');
     });
     if (plainQuery) {
-        thread_local QString checkedAddress;
         const QStringView address = QStringView(text).left(query);
-        if (address == checkedAddress)
+        if (checkedAddress && address == *checkedAddress)
             return text;
         if (!address.contains(u'#') && QUrl(address.toString()).toString() == address) {
-            checkedAddress = address.toString();
+            if (checkedAddress)
+                *checkedAddress = address.toString();
             return text;
         }
     }
@@ -513,9 +513,9 @@ void storeArtists(StoreState &store, const QList<Artist> &artists, qint64 genera
     transaction.commit();
 }
 
-std::optional<PreparedSong> prepareSong(const Song &song, TextKeys::RepeatedTexts &texts)
+std::optional<PreparedSong> prepareSong(const Song &song, TextKeys::RepeatedTexts &texts, QString *checkedAddress)
 {
-    std::optional<SongRow> row = cleanSong(song);
+    std::optional<SongRow> row = cleanSong(song, checkedAddress);
     if (!row)
         return std::nullopt;
     PreparedSong prepared;
@@ -540,8 +540,9 @@ QList<std::optional<PreparedSong>> prepareSongs(const QList<Song> &songs, TextKe
 {
     QList<std::optional<PreparedSong>> prepared;
     prepared.reserve(songs.size());
+    QString checkedAddress;
     for (const Song &song : songs)
-        prepared.append(prepareSong(song, texts));
+        prepared.append(prepareSong(song, texts, &checkedAddress));
     return prepared;
 }
 

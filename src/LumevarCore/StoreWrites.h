@@ -29,7 +29,8 @@ struct PreparedSong {
 };
 // nullopt, with a log line, for a song that cannot be stored (no id). texts is the store's table
 // of repeated texts (StoreState::repeatedTexts).
-std::optional<PreparedSong> prepareSong(const Song &song, TextKeys::RepeatedTexts &texts);
+// checkedAddress, when given, is artworkText's memory across a batch of songs.
+std::optional<PreparedSong> prepareSong(const Song &song, TextKeys::RepeatedTexts &texts, QString *checkedAddress = nullptr);
 QList<std::optional<PreparedSong>> prepareSongs(const QList<Song> &songs, TextKeys::RepeatedTexts &texts);
 
 void storeLibrarySongs(StoreState &store, const QList<std::optional<PreparedSong>> &songs, qint64 generation,
@@ -46,8 +47,9 @@ void addLibrarySongs(StoreState &store, const QList<Song> &songs);
 // Takes the items of those identifiers out of the library (see LocalDatabase).
 void removeLibraryItems(StoreState &store, LocalDatabase::LibraryKind kind, const QStringList &ids);
 
-// The artwork's URL at the records' size as stored: as QUrl writes it.
-QString artworkText(const Artwork &artwork);
+// The artwork's URL at the records' size as stored: as QUrl writes it. checkedAddress, when
+// given, keeps the last address QUrl was found to leave unchanged, for the rest of a batch.
+QString artworkText(const Artwork &artwork, QString *checkedAddress = nullptr);
 // Text as stored: invalid UTF-16 (lone surrogates), non-characters and control characters
 // other than white space removed. Returns the input unchanged in the common case.
 QString cleanText(const QString &text);

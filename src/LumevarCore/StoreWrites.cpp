@@ -426,9 +426,11 @@ qint64 beginSync(StoreState &store, LocalDatabase::LibraryKind kind)
     };
     if (db.scalar(emptyTests[size_t(kind)])) {
         StoreSchema::suspendIndexes(db, kind);
-        // Likewise the song records: read once when first asked for, not kept up row by row.
+        // The song records, on the other hand, are kept up row by row: making each as it is
+        // stored costs next to nothing, and the first song list after the sync then finds them
+        // in memory instead of reading the whole table again (0.4 s at 100,000 songs).
         if (kind == LocalDatabase::LibraryKind::songs)
-            store.songs.forget();
+            store.songs.preload(db);
     }
     transaction.commit();
     return generation;

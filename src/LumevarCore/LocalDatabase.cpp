@@ -8,6 +8,7 @@
 #include "LumevarCore/StoreSearch.h"
 #include "LumevarCore/StoreWrites.h"
 #include "Support/Allocator.h"
+#include "Support/Clock.h"
 #include "Support/Log.h"
 #include "Support/PoolTask.h"
 #include "Support/WorkerPools.h"
@@ -41,6 +42,8 @@ public:
     // The store file whose song records, saved beside it, were taken at the open and left in
     // place; empty once a write removed them. Touched only by the store's jobs.
     QString keptSnapshot;
+    // The checkpoint checkpointSoon() asked for; gone with the store or its close.
+    std::unique_ptr<ScheduledCall> pendingCheckpoint;
 
     // A job that writes: should it fail, the song records it touched are dropped with it. The
     // saved records stop matching the store with its first write, so they go before it.
@@ -185,20 +188,44 @@ void checkpointNow(SqliteConnection &db)
         LUMEVAR_NOTICE(Log::app(), "The store's write-ahead log could not be folded back (busy)");
 }
 
+void foldBack(SqliteConnection &db)
+{
+    checkpointNow(db);
+    // A full sync leaves the page cache full (up to its 64 MB) of pages it wrote and will not
+    // read again; reads that follow fill it again with only what they need.
+    releaseReadMemory(db);
+}
+
+// How long after a sync its log is folded back: the lists the sync changed are read again first.
+constexpr double checkpointDelaySeconds = 5;
+
 } // namespace
 
 QCoro::Task<void> LocalDatabase::checkpoint()
 {
-    return m_d->actor.run([](StoreState &state) {
-        checkpointNow(state.db);
-        // A full sync leaves the page cache full (up to its 64 MB) of pages it wrote and will not
-        // read again; reads that follow fill it again with only what they need.
-        state.db.execute("PRAGMA shrink_memory;");
+    return m_d->actor.run([](StoreState &state) { foldBack(state.db); });
+}
+
+void LocalDatabase::checkpointSoon()
+{
+    m_d->pendingCheckpoint = Clock::shared().schedule(checkpointDelaySeconds, [d = m_d.get()] {
+        // Nobody waits for this job: it reports its own failure.
+        d->actor.run([](StoreState &state) {
+            if (!state.db.isOpen())
+                return;
+            try {
+                foldBack(state.db);
+            } catch (const StoreError &error) {
+                LUMEVAR_ERROR(Log::app(), "Failed to fold the store's write-ahead log back: %@", error);
+            }
+        }, StoreActor::Access::unchecked);
     });
 }
 
 QCoro::Task<void> LocalDatabase::close()
 {
+    // The close folds the log back itself.
+    m_d->pendingCheckpoint.reset();
     return m_d->actor.run([d = m_d.get()](StoreState &state) {
         // The records in memory equal the rows: saved beside the file, they spare the next open
         // reading the table. Records taken from the file saved last time, with no write and no

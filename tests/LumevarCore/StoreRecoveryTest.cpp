@@ -5,6 +5,7 @@
 #include "LumevarCore/StoreRecovery.h"
 #include "LumevarCore/SyncEngine.h"
 #include "Support/Error.h"
+#include "TestKit/ManualClock.h"
 
 #include <QDir>
 #include <QFile>
@@ -168,10 +169,18 @@ TEST(StoreRecoveryTest, ASyncAndACloseLeaveTheWholeLibraryInTheFileAlone)
     const QString path = dir.filePath(QStringLiteral("local.db"));
     FakeMusicService service;
     service.library.songs = manySongs(4000);
+    ManualClock clock;
+    Clock::setShared(&clock);
     LocalDatabase database(path);
     ASSERT_EQ(runTask(database.openOrRebuild()).kind, StoreCondition::Kind::empty);
     runTask(SyncEngine(database, service).syncAll(nullptr));
-    // Folded back after the sync, while the store stays open.
+    // Folded back a few seconds after the sync, while the store stays open; a read asked for
+    // right after the sync does not wait for it.
+    runTask(database.allLibrarySongs({LocalSong::SortKey::title}));
+    EXPECT_GT(QFileInfo(path + QStringLiteral("-wal")).size(), 0);
+    clock.advance(5);
+    runTask(database.condition()); // behind the checkpoint on the store's thread
+    Clock::setShared(nullptr);
     EXPECT_EQ(QFileInfo(path + QStringLiteral("-wal")).size(), 0);
     const QString copy = dir.filePath(QStringLiteral("copy.db"));
     ASSERT_TRUE(QFile::copy(path, copy));

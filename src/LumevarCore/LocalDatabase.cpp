@@ -42,8 +42,8 @@ public:
     // The store file whose song records, saved beside it, were taken at the open and left in
     // place; empty once a write removed them. Touched only by the store's jobs.
     QString keptSnapshot;
-    // The checkpoint checkpointSoon() asked for; gone with the store or its close.
-    std::unique_ptr<ScheduledCall> pendingCheckpoint;
+    // What settleSoon() asked for; gone with the store or its close.
+    std::unique_ptr<ScheduledCall> pendingSettle;
 
     // A job that writes: should it fail, the song records it touched are dropped with it. The
     // saved records stop matching the store with its first write, so they go before it.
@@ -196,8 +196,19 @@ void foldBack(SqliteConnection &db)
     releaseReadMemory(db);
 }
 
-// How long after a sync its log is folded back: the lists the sync changed are read again first.
-constexpr double checkpointDelaySeconds = 5;
+// How long after a sync what it left for later is done: the lists it changed are read first.
+constexpr double settleDelaySeconds = 5;
+
+// A search index that cannot be built now (a full disk) is tried again at the next search or
+// sync; searches meanwhile find no songs.
+void buildPendingSearchOrLog(StoreState &state)
+{
+    try {
+        StoreWrites::buildPendingSearch(state);
+    } catch (const StoreError &error) {
+        LUMEVAR_ERROR(Log::app(), "Failed to build the songs' search index: %@", error);
+    }
+}
 
 } // namespace
 
@@ -206,13 +217,13 @@ QCoro::Task<void> LocalDatabase::checkpoint()
     return m_d->actor.run([](StoreState &state) { foldBack(state.db); });
 }
 
-void LocalDatabase::checkpointSoon()
+void LocalDatabase::settleSoon()
 {
-    m_d->pendingCheckpoint = Clock::shared().schedule(checkpointDelaySeconds, [d = m_d.get()] {
-        // Nobody waits for this job: it reports its own failure.
+    m_d->pendingSettle = Clock::shared().schedule(settleDelaySeconds, [d = m_d.get()] {
         d->actor.run([](StoreState &state) {
             if (!state.db.isOpen())
                 return;
+            buildPendingSearchOrLog(state);
             try {
                 foldBack(state.db);
             } catch (const StoreError &error) {
@@ -224,8 +235,8 @@ void LocalDatabase::checkpointSoon()
 
 QCoro::Task<void> LocalDatabase::close()
 {
-    // The close folds the log back itself.
-    m_d->pendingCheckpoint.reset();
+    // The close does what settleSoon() would have done.
+    m_d->pendingSettle.reset();
     return m_d->actor.run([d = m_d.get()](StoreState &state) {
         // The records in memory equal the rows: saved beside the file, they spare the next open
         // reading the table. Records taken from the file saved last time, with no write and no
@@ -236,6 +247,9 @@ QCoro::Task<void> LocalDatabase::close()
         d->keptSnapshot.clear();
         state.songIndex.forget();
         if (state.db.isOpen()) {
+            // Built now rather than at the next open, where it would be a write that makes the
+            // song records saved below stale. Only a quit within seconds of a first sync waits.
+            buildPendingSearchOrLog(state);
             try {
                 checkpointNow(state.db);
             } catch (const StoreError &error) {
@@ -301,7 +315,10 @@ QCoro::Task<QList<LocalSong>> LocalDatabase::songs(LocalArtist artist)
 
 QCoro::Task<QList<SearchSection>> LocalDatabase::search(QString text)
 {
-    return m_d->actor.run([text](StoreState &s) { return StoreSearch::search(s.db, s.songs, text); });
+    return m_d->actor.run([text](StoreState &s) {
+        buildPendingSearchOrLog(s);
+        return StoreSearch::search(s.db, s.songs, text);
+    });
 }
 
 QCoro::Task<bool> LocalDatabase::hasSong(QString title, std::optional<QString> artist, std::optional<QString> album)
@@ -347,6 +364,9 @@ QCoro::Task<void> LocalDatabase::storeLibrarySongs(QList<Song> songs, qint64 gen
 
 QCoro::Task<int> LocalDatabase::finishSync(LibraryKind kind, qint64 generation)
 {
+    // A first sync of the songs leaves their search index for later.
+    if (kind == LibraryKind::songs)
+        settleSoon();
     return m_d->write([kind, generation](StoreState &s) { return StoreWrites::finishSync(s, kind, generation); });
 }
 

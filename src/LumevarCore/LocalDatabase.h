@@ -46,9 +46,11 @@ public:
     // Folds the write-ahead log back into the file and truncates it, so the file alone holds the
     // whole library. Cheap when the log is empty; a no-op for a store in memory.
     QCoro::Task<void> checkpoint();
-    // The same, a few seconds from now on the process's clock (asked again, the wait starts
-    // again), so that the reads that follow a sync go first; nobody waits for it.
-    void checkpointSoon();
+    // A few seconds from now on the process's clock (asked again, the wait starts again), so
+    // that the reads that follow a sync go first: builds the songs' full-text index a first sync
+    // left for later (a search builds it at once if it comes sooner), then checkpoints. Nobody
+    // waits for it; it logs its own failure.
+    void settleSoon();
     // Checkpoints, then closes.
     QCoro::Task<void> close();
 

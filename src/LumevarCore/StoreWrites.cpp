@@ -612,9 +612,27 @@ int finishSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 genera
         break;
     }
     }
-    StoreSchema::restoreIndexes(db, kind);
+    // The songs' full-text index is most of what ending a first sync costs (0.8 s of 1.1 at
+    // 100,000 songs): it is built later, so that the lists come first.
+    const bool searchLater = kind == LocalDatabase::LibraryKind::songs && StoreSchema::indexesSuspended(db, kind);
+    if (searchLater)
+        StoreSchema::restoreIndexesButSearch(db, kind);
+    else
+        StoreSchema::restoreIndexes(db, kind);
     transaction.commit();
+    if (searchLater)
+        store.songSearchPending = true;
     return removed;
+}
+
+void buildPendingSearch(StoreState &store)
+{
+    if (!store.songSearchPending)
+        return;
+    SqliteTransaction transaction(store.db);
+    StoreSchema::restoreIndexes(store.db, LocalDatabase::LibraryKind::songs);
+    transaction.commit();
+    store.songSearchPending = false;
 }
 
 void abandonSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 generation)
@@ -623,6 +641,8 @@ void abandonSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 gene
     SqliteTransaction transaction(store.db);
     StoreSchema::restoreIndexes(store.db, kind);
     transaction.commit();
+    if (kind == LocalDatabase::LibraryKind::songs)
+        store.songSearchPending = false;
 }
 
 void storePlaylistContents(StoreState &store, const QList<std::pair<QString, QList<Song>>> &contents,

@@ -253,7 +253,7 @@ QCoro::Task<void> SyncEngine::syncAll(Progress *progress)
     // alone is the library and the log does not grow from sync to sync. Not now: the lists the
     // sync changed are read again first (folding back a first sync's log takes tens of
     // milliseconds, most of it waiting for the disk).
-    database.checkpointSoon();
+    database.settleSoon();
     if (guard && guard->completedUnitCount() < guard->totalUnitCount())
         guard->setCompletedUnitCount(guard->totalUnitCount());
 }

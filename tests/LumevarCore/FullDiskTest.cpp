@@ -2,6 +2,7 @@
 // each failure is said once, what was last written whole stays, and all is well once space returns.
 
 #include "StoreTestSupport.h"
+#include "TestKit/ManualClock.h"
 
 #include "LumevarCore/SongSnapshot.h"
 #include "LumevarCore/StoreSpace.h"
@@ -57,10 +58,15 @@ TEST(FullDisk, SongRecordsThatCannotBeSavedLeaveNoFileAndTheTableIsRead)
     service.library.songs = FakeMusicService::songs(3000, QStringLiteral("song"));
     const QString path = disk.filePath(QStringLiteral("local.db"));
     {
+        ManualClock clock;
+        Clock::setShared(&clock);
         LocalDatabase database(path);
         runTask(database.open());
         runTask(SyncEngine(database, service).syncAll(nullptr));
         EXPECT_EQ(librarySize(database), 3000);
+        clock.advance(5); // what the sync left for later is done before the disk fills
+        runTask(database.condition());
+        Clock::setShared(nullptr);
         disk.fill();
         const qsizetype before = errorCount();
         runTask(database.close());

@@ -1,12 +1,14 @@
 // The store keeps song records in memory beside its table, rewrites only the songs a sync changed,
-// and builds the indexes of a table filled from empty once, at the end of its sync. These tests
-// hold a store that has read its records while it is written through every public path against a
-// second store that reads the same file afresh, and check the indexes around first syncs.
+// and builds the indexes of a table filled from empty once, at the end of its sync (the songs'
+// full-text index a few seconds later, or at the first search). These tests hold a store that has
+// read its records while it is written through every public path against a second store that
+// reads the same file afresh, and check the indexes around first syncs.
 
 #include "StoreTestSupport.h"
 
 #include "LumevarCore/SyncEngine.h"
 #include "Support/Error.h"
+#include "TestKit/ManualClock.h"
 
 #include <QTimeZone>
 #include <sqlite3.h>
@@ -204,6 +206,44 @@ TEST_F(StoreUpkeepTest, UnchangedResyncShowsNothingNewAndAReorderMovesOnlyTheOrd
         song.order.reset();
     EXPECT_TRUE(byTitle == byTitleBefore);
     expectSame(snapshot(*database), freshSnapshot(), "reorder");
+}
+
+// A first sync leaves the songs' full-text index for a few seconds later, after the lists it
+// changed were read: a search that comes sooner builds it first, so nobody finds less.
+TEST_F(StoreUpkeepTest, AFirstSyncBuildsItsSearchIndexLaterAndASearchThatComesSoonerFindsEverything)
+{
+    auto trigger = [](const QString &file) {
+        return sqliteColumn(file, "SELECT name FROM sqlite_master WHERE name = 'songs_search_insert'");
+    };
+    ManualClock clock;
+    Clock::setShared(&clock);
+    fillLibrary();
+    syncAll();
+    EXPECT_FALSE(sqliteColumn(path(), "SELECT name FROM sqlite_master WHERE name = 'songs_by_title_fold'").isEmpty());
+    EXPECT_TRUE(trigger(path()).isEmpty());
+    EXPECT_EQ(runTask(database->allLibrarySongs({LocalSong::SortKey::title})).size(), 5);
+    // Writes before the index is built: a new song, and Moonrise renamed.
+    runTask(database->addLibrarySongs({track("7", "Moonlight Drive", "Band", "Blue", 6)}));
+    Song renamed = service.library.songs[1];
+    renamed.title = QStringLiteral("Starlit Night");
+    runTask(database->addLibrarySongs({renamed}));
+    EXPECT_EQ(songTitles(runTask(database->search(QStringLiteral("moon")))), (QStringList{"Moonlight Drive", "Song of Moon"}));
+    EXPECT_EQ(songTitles(runTask(database->search(QStringLiteral("starlit")))), QStringList{"Starlit Night"});
+    EXPECT_FALSE(trigger(path()).isEmpty());
+    expectSame(snapshot(*database), freshSnapshot(), "searched before the index was due");
+
+    // Left alone, a second store builds it when the clock says so.
+    const QString other = dir.filePath(QStringLiteral("other.db"));
+    LocalDatabase second(other);
+    runTask(second.open());
+    runTask(SyncEngine(second, service).syncAll(nullptr));
+    EXPECT_TRUE(trigger(other).isEmpty());
+    clock.advance(5);
+    runTask(second.condition()); // behind the job the clock started
+    EXPECT_FALSE(trigger(other).isEmpty());
+    EXPECT_EQ(songTitles(runTask(second.search(QStringLiteral("sonata")))), QStringList{"Sonata"});
+    runTask(second.close());
+    Clock::setShared(nullptr);
 }
 
 TEST_F(StoreUpkeepTest, AnInterruptedFirstSyncKeepsSearchAndIndexesAcrossReopening)

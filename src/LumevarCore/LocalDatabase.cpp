@@ -199,13 +199,15 @@ void foldBack(SqliteConnection &db)
 // How long after a sync what it left for later is done: the lists it changed are read first.
 constexpr double settleDelaySeconds = 5;
 
-// A search index that cannot be built now (a full disk) is tried again at the next search or
-// sync; searches meanwhile find no songs.
+// A search index that cannot be built now (a full disk) is left to the next sync of the songs
+// or the next open, which build it: searches meanwhile find no songs, rather than each keystroke
+// trying again.
 void buildPendingSearchOrLog(StoreState &state)
 {
     try {
         StoreWrites::buildPendingSearch(state);
     } catch (const StoreError &error) {
+        state.songSearchPending = false;
         LUMEVAR_ERROR(Log::app(), "Failed to build the songs' search index: %@", error);
     }
 }

@@ -248,6 +248,8 @@ qint64 SqliteConnection::lastInsertRowID() const { return sqlite3_last_insert_ro
 
 int SqliteConnection::changes() const { return sqlite3_changes(m_db); }
 
+bool SqliteConnection::inTransaction() const { return m_db && !sqlite3_get_autocommit(m_db); }
+
 bool isOutOfSpace(const Error &error)
 {
     // The text of the code is what fail() puts in every StoreError the store throws.
@@ -269,7 +271,9 @@ SqliteTransaction::SqliteTransaction(SqliteConnection &connection) : m_connectio
 
 SqliteTransaction::~SqliteTransaction()
 {
-    if (!m_open)
+    // A statement that failed may have rolled the transaction back already: nothing is left to
+    // undo, and a ROLLBACK would only fail.
+    if (!m_open || !m_connection.inTransaction())
         return;
     try {
         m_connection.execute("ROLLBACK");

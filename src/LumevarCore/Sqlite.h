@@ -106,6 +106,9 @@ public:
 
     qint64 lastInsertRowID() const;
     int changes() const;
+    // False once SQLite ended a transaction itself (it rolls back on some errors, a full disk
+    // among them).
+    bool inTransaction() const;
 
     [[noreturn]] void fail(const char *what);
     // SQLite's extended result code of the last failure this connection threw for (0: none).

@@ -28,7 +28,8 @@ struct StoreState {
     QHash<qint64, QSet<qint64>> unchangedSongs;
     // A first sync of the songs left their full-text index to be built after the lists it
     // changed were read: StoreWrites::buildPendingSearch() builds it, before any search. A
-    // process that ends first leaves it suspended, and the next open builds it.
+    // process that ends first, or a build that failed, leaves it suspended, and the next sync of
+    // the songs or the next open builds it.
     bool songSearchPending = false;
     // This store's keys of repeated texts while a sync runs. Shared with the pool threads that
     // prepare a sync's songs, which reach it through StoreActor::repeatedTexts(); set once, here.

@@ -18,6 +18,15 @@ qsizetype errorCount() { return LogStore::shared().entries().size(); }
 
 int librarySize(LocalDatabase &database) { return int(runTask(database.allLibrarySongs({LocalSong::SortKey::order})).size()); }
 
+qsizetype songsFound(LocalDatabase &database, const QString &text)
+{
+    qsizetype found = 0;
+    for (const SearchSection &section : runTask(database.search(text)))
+        if (section.name == QLatin1String("Songs"))
+            found += section.results.size();
+    return found;
+}
+
 } // namespace
 
 TEST(FullDisk, AFirstSyncThatFillsTheDiskFailsKeepsASoundStoreAndFinishesOnceSpaceReturns)
@@ -79,6 +88,38 @@ TEST(FullDisk, SongRecordsThatCannotBeSavedLeaveNoFileAndTheTableIsRead)
     EXPECT_EQ(librarySize(reopened), 3000);
     runTask(reopened.close());
     EXPECT_TRUE(QFile::exists(SongSnapshot::pathBeside(path))); // saved now that there is room
+}
+
+// The songs' search index, which a first sync leaves for a few seconds later, meets a full disk:
+// one line says so, the searches that follow do not each try again (they find no songs), and the
+// next open builds it.
+TEST(FullDisk, ASearchIndexThatCannotBeBuiltIsSaidOnceAndTheNextOpenBuildsIt)
+{
+    TmpfsMount disk(8 * 1024 * 1024);
+    if (!disk.skipReason().isEmpty())
+        GTEST_SKIP() << disk.skipReason().toStdString();
+    FakeMusicService service;
+    service.library.songs = FakeMusicService::songs(3000, QStringLiteral("song"));
+    const QString path = disk.filePath(QStringLiteral("local.db"));
+    ManualClock clock;
+    Clock::setShared(&clock);
+    {
+        LocalDatabase database(path);
+        runTask(database.open());
+        runTask(SyncEngine(database, service).syncAll(nullptr));
+        disk.fill();
+        const qsizetype before = errorCount();
+        EXPECT_EQ(songsFound(database, QStringLiteral("song12")), 0);
+        EXPECT_EQ(songsFound(database, QStringLiteral("song13")), 0);
+        EXPECT_EQ(errorCount() - before, 1);
+        disk.free();
+        runTask(database.close());
+    }
+    LocalDatabase reopened(path);
+    runTask(reopened.open());
+    EXPECT_GT(songsFound(reopened, QStringLiteral("song12")), 0);
+    runTask(reopened.close());
+    EXPECT_EQ(sqliteColumn(path, "PRAGMA integrity_check"), QStringList{QStringLiteral("ok")});
 }
 
 // UserDefaults writes through QSettings and logs when its status is not NoError; its file lives

@@ -18,6 +18,15 @@ qsizetype errorCount() { return LogStore::shared().entries().size(); }
 
 int librarySize(LocalDatabase &database) { return int(runTask(database.allLibrarySongs({LocalSong::SortKey::order})).size()); }
 
+// Opens the store and syncs a library of that many songs into it.
+void openAndSync(LocalDatabase &database, int songs)
+{
+    FakeMusicService service;
+    service.library.songs = FakeMusicService::songs(songs, QStringLiteral("song"));
+    runTask(database.open());
+    runTask(SyncEngine(database, service).syncAll(nullptr));
+}
+
 qsizetype songsFound(LocalDatabase &database, const QString &text)
 {
     qsizetype found = 0;
@@ -63,15 +72,12 @@ TEST(FullDisk, SongRecordsThatCannotBeSavedLeaveNoFileAndTheTableIsRead)
     TmpfsMount disk(8 * 1024 * 1024);
     if (!disk.skipReason().isEmpty())
         GTEST_SKIP() << disk.skipReason().toStdString();
-    FakeMusicService service;
-    service.library.songs = FakeMusicService::songs(3000, QStringLiteral("song"));
     const QString path = disk.filePath(QStringLiteral("local.db"));
     {
         ManualClock clock;
         Clock::setShared(&clock);
         LocalDatabase database(path);
-        runTask(database.open());
-        runTask(SyncEngine(database, service).syncAll(nullptr));
+        openAndSync(database, 3000);
         EXPECT_EQ(librarySize(database), 3000);
         clock.advance(5); // what the sync left for later is done before the disk fills
         runTask(database.condition());
@@ -98,15 +104,12 @@ TEST(FullDisk, ASearchIndexThatCannotBeBuiltIsSaidOnceAndTheNextOpenBuildsIt)
     TmpfsMount disk(8 * 1024 * 1024);
     if (!disk.skipReason().isEmpty())
         GTEST_SKIP() << disk.skipReason().toStdString();
-    FakeMusicService service;
-    service.library.songs = FakeMusicService::songs(3000, QStringLiteral("song"));
     const QString path = disk.filePath(QStringLiteral("local.db"));
     ManualClock clock;
     Clock::setShared(&clock);
     {
         LocalDatabase database(path);
-        runTask(database.open());
-        runTask(SyncEngine(database, service).syncAll(nullptr));
+        openAndSync(database, 3000);
         disk.fill();
         const qsizetype before = errorCount();
         EXPECT_EQ(songsFound(database, QStringLiteral("song12")), 0);

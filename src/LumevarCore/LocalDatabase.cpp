@@ -45,6 +45,13 @@ public:
     // What settleSoon() asked for; gone with the store or its close.
     std::unique_ptr<ScheduledCall> pendingSettle;
 
+    // A few seconds from now on the process's clock (asked again, the wait starts again), so
+    // that the reads that follow a sync go first: builds the songs' full-text index a first sync
+    // left for later (a search builds it at once if it comes sooner), then folds the write-ahead
+    // log back into the file and truncates it, so the file alone holds the whole library and the
+    // log does not grow from sync to sync. Nobody waits for it; it logs its own failure.
+    void settleSoon();
+
     // A job that writes: should it fail, the song records it touched are dropped with it. The
     // saved records stop matching the store with its first write, so they go before it.
     template <typename Job>
@@ -214,14 +221,9 @@ void buildPendingSearchOrLog(StoreState &state)
 
 } // namespace
 
-QCoro::Task<void> LocalDatabase::checkpoint()
+void LocalDatabase::Private::settleSoon()
 {
-    return m_d->actor.run([](StoreState &state) { foldBack(state.db); });
-}
-
-void LocalDatabase::settleSoon()
-{
-    m_d->pendingSettle = Clock::shared().schedule(settleDelaySeconds, [d = m_d.get()] {
+    pendingSettle = Clock::shared().schedule(settleDelaySeconds, [d = this] {
         d->actor.run([](StoreState &state) {
             if (!state.db.isOpen())
                 return;
@@ -366,9 +368,10 @@ QCoro::Task<void> LocalDatabase::storeLibrarySongs(QList<Song> songs, qint64 gen
 
 QCoro::Task<int> LocalDatabase::finishSync(LibraryKind kind, qint64 generation)
 {
-    // A first sync of the songs leaves their search index for later.
+    // The end of a sync of the songs (a full sync's main part): a first one left their search
+    // index for later, and the log holds what the sync wrote.
     if (kind == LibraryKind::songs)
-        settleSoon();
+        m_d->settleSoon();
     return m_d->write([kind, generation](StoreState &s) { return StoreWrites::finishSync(s, kind, generation); });
 }
 

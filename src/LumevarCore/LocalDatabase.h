@@ -43,14 +43,6 @@ public:
     // What the last openOrRebuild() found; waits for it when it is still running. A store opened
     // with open() reports ready.
     QCoro::Task<StoreCondition> condition();
-    // Folds the write-ahead log back into the file and truncates it, so the file alone holds the
-    // whole library. Cheap when the log is empty; a no-op for a store in memory.
-    QCoro::Task<void> checkpoint();
-    // A few seconds from now on the process's clock (asked again, the wait starts again), so
-    // that the reads that follow a sync go first: builds the songs' full-text index a first sync
-    // left for later (a search builds it at once if it comes sooner), then checkpoints. Nobody
-    // waits for it; it logs its own failure.
-    void settleSoon();
     // Checkpoints, then closes.
     QCoro::Task<void> close();
 

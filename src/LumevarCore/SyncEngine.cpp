@@ -249,11 +249,6 @@ QCoro::Task<void> SyncEngine::syncAll(Progress *progress)
     co_await database.releaseSongIndex();
     if (failure)
         std::rethrow_exception(failure);
-    // The whole library was rewritten or confirmed: the log is folded back soon, so that the file
-    // alone is the library and the log does not grow from sync to sync. Not now: the lists the
-    // sync changed are read again first (folding back a first sync's log takes tens of
-    // milliseconds, most of it waiting for the disk).
-    database.settleSoon();
     if (guard && guard->completedUnitCount() < guard->totalUnitCount())
         guard->setCompletedUnitCount(guard->totalUnitCount());
 }

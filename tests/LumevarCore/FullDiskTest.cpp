@@ -12,20 +12,13 @@
 
 #include <QSettings>
 
+#include <optional>
+
 namespace {
 
 qsizetype errorCount() { return LogStore::shared().entries().size(); }
 
 int librarySize(LocalDatabase &database) { return int(runTask(database.allLibrarySongs({LocalSong::SortKey::order})).size()); }
-
-// Opens the store and syncs a library of that many songs into it.
-void openAndSync(LocalDatabase &database, int songs)
-{
-    FakeMusicService service;
-    service.library.songs = FakeMusicService::songs(songs, QStringLiteral("song"));
-    runTask(database.open());
-    runTask(SyncEngine(database, service).syncAll(nullptr));
-}
 
 qsizetype songsFound(LocalDatabase &database, const QString &text)
 {
@@ -35,6 +28,34 @@ qsizetype songsFound(LocalDatabase &database, const QString &text)
             found += section.results.size();
     return found;
 }
+
+// A store on a small disk after a first sync of 3,000 songs, on the manual clock.
+class FullDiskAfterSync : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!disk.skipReason().isEmpty())
+            GTEST_SKIP() << disk.skipReason().toStdString();
+        Clock::setShared(&clock);
+        FakeMusicService service;
+        service.library.songs = FakeMusicService::songs(3000, QStringLiteral("song"));
+        database.emplace(path);
+        runTask(database->open());
+        runTask(SyncEngine(*database, service).syncAll(nullptr));
+    }
+    // Closes the store and opens a new one on its file.
+    void reopen()
+    {
+        runTask(database->close());
+        database.emplace(path);
+        runTask(database->open());
+    }
+
+    TmpfsMount disk{8 * 1024 * 1024};
+    const QString path = disk.filePath(QStringLiteral("local.db"));
+    ManualClock clock;
+    std::optional<LocalDatabase> database;
+};
 
 } // namespace
 
@@ -67,61 +88,38 @@ TEST(FullDisk, AFirstSyncThatFillsTheDiskFailsKeepsASoundStoreAndFinishesOnceSpa
     EXPECT_EQ(sqliteColumn(path, "PRAGMA integrity_check"), QStringList{QStringLiteral("ok")});
 }
 
-TEST(FullDisk, SongRecordsThatCannotBeSavedLeaveNoFileAndTheTableIsRead)
+TEST_F(FullDiskAfterSync, SongRecordsThatCannotBeSavedLeaveNoFileAndTheTableIsRead)
 {
-    TmpfsMount disk(8 * 1024 * 1024);
-    if (!disk.skipReason().isEmpty())
-        GTEST_SKIP() << disk.skipReason().toStdString();
-    const QString path = disk.filePath(QStringLiteral("local.db"));
-    {
-        ManualClock clock;
-        Clock::setShared(&clock);
-        LocalDatabase database(path);
-        openAndSync(database, 3000);
-        EXPECT_EQ(librarySize(database), 3000);
-        clock.advance(5); // what the sync left for later is done before the disk fills
-        runTask(database.condition());
-        Clock::setShared(nullptr);
-        disk.fill();
-        const qsizetype before = errorCount();
-        runTask(database.close());
-        EXPECT_EQ(errorCount() - before, 1); // one line: the records could not be saved
-    }
+    EXPECT_EQ(librarySize(*database), 3000);
+    clock.advance(5); // what the sync left for later is done before the disk fills
+    runTask(database->condition());
+    disk.fill();
+    const qsizetype before = errorCount();
+    runTask(database->close());
+    EXPECT_EQ(errorCount() - before, 1); // one line: the records could not be saved
     EXPECT_FALSE(QFile::exists(SongSnapshot::pathBeside(path)));
     disk.free();
-    LocalDatabase reopened(path);
-    runTask(reopened.open());
-    EXPECT_EQ(librarySize(reopened), 3000);
-    runTask(reopened.close());
+    database.emplace(path);
+    runTask(database->open());
+    EXPECT_EQ(librarySize(*database), 3000);
+    runTask(database->close());
     EXPECT_TRUE(QFile::exists(SongSnapshot::pathBeside(path))); // saved now that there is room
 }
 
 // The songs' search index, which a first sync leaves for a few seconds later, meets a full disk:
 // one line says so, the searches that follow do not each try again (they find no songs), and the
 // next open builds it.
-TEST(FullDisk, ASearchIndexThatCannotBeBuiltIsSaidOnceAndTheNextOpenBuildsIt)
+TEST_F(FullDiskAfterSync, ASearchIndexThatCannotBeBuiltIsSaidOnceAndTheNextOpenBuildsIt)
 {
-    TmpfsMount disk(8 * 1024 * 1024);
-    if (!disk.skipReason().isEmpty())
-        GTEST_SKIP() << disk.skipReason().toStdString();
-    const QString path = disk.filePath(QStringLiteral("local.db"));
-    ManualClock clock;
-    Clock::setShared(&clock);
-    {
-        LocalDatabase database(path);
-        openAndSync(database, 3000);
-        disk.fill();
-        const qsizetype before = errorCount();
-        EXPECT_EQ(songsFound(database, QStringLiteral("song12")), 0);
-        EXPECT_EQ(songsFound(database, QStringLiteral("song13")), 0);
-        EXPECT_EQ(errorCount() - before, 1);
-        disk.free();
-        runTask(database.close());
-    }
-    LocalDatabase reopened(path);
-    runTask(reopened.open());
-    EXPECT_GT(songsFound(reopened, QStringLiteral("song12")), 0);
-    runTask(reopened.close());
+    disk.fill();
+    const qsizetype before = errorCount();
+    EXPECT_EQ(songsFound(*database, QStringLiteral("song12")), 0);
+    EXPECT_EQ(songsFound(*database, QStringLiteral("song13")), 0);
+    EXPECT_EQ(errorCount() - before, 1);
+    disk.free();
+    reopen();
+    EXPECT_GT(songsFound(*database, QStringLiteral("song12")), 0);
+    runTask(database->close());
     EXPECT_EQ(sqliteColumn(path, "PRAGMA integrity_check"), QStringList{QStringLiteral("ok")});
 }
 

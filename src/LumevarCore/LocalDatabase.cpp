@@ -206,16 +206,16 @@ void foldBack(SqliteConnection &db)
 // How long after a sync what it left for later is done: the lists it changed are read first.
 constexpr double settleDelaySeconds = 5;
 
-// A search index that cannot be built now (a full disk) is left to the next sync of the songs
-// or the next open, which build it: searches meanwhile find no songs, rather than each keystroke
-// trying again.
-void buildPendingSearchOrLog(StoreState &state)
+// Song indexes that cannot be built now (a full disk) are left to the next sync of the songs or
+// the next open, which build them: searches meanwhile find no songs, rather than each keystroke
+// trying again, and the other reads scan the table.
+void buildPendingIndexesOrLog(StoreState &state)
 {
     try {
-        StoreWrites::buildPendingSearch(state);
+        StoreWrites::buildPendingIndexes(state);
     } catch (const StoreError &error) {
-        state.songSearchPending = false;
-        LUMEVAR_ERROR(Log::app(), "Failed to build the songs' search index: %@", error);
+        state.songIndexesPending = false;
+        LUMEVAR_ERROR(Log::app(), "Failed to build the songs' indexes: %@", error);
     }
 }
 
@@ -227,7 +227,7 @@ void LocalDatabase::Private::settleSoon()
         d->actor.run([](StoreState &state) {
             if (!state.db.isOpen())
                 return;
-            buildPendingSearchOrLog(state);
+            buildPendingIndexesOrLog(state);
             try {
                 foldBack(state.db);
             } catch (const StoreError &error) {
@@ -253,7 +253,7 @@ QCoro::Task<void> LocalDatabase::close()
         if (state.db.isOpen()) {
             // Built now rather than at the next open, where it would be a write that makes the
             // song records saved below stale. Only a quit within seconds of a first sync waits.
-            buildPendingSearchOrLog(state);
+            buildPendingIndexesOrLog(state);
             try {
                 checkpointNow(state.db);
             } catch (const StoreError &error) {
@@ -320,7 +320,7 @@ QCoro::Task<QList<LocalSong>> LocalDatabase::songs(LocalArtist artist)
 QCoro::Task<QList<SearchSection>> LocalDatabase::search(QString text)
 {
     return m_d->actor.run([text](StoreState &s) {
-        buildPendingSearchOrLog(s);
+        buildPendingIndexesOrLog(s);
         return StoreSearch::search(s.db, s.songs, text);
     });
 }
@@ -368,8 +368,8 @@ QCoro::Task<void> LocalDatabase::storeLibrarySongs(QList<Song> songs, qint64 gen
 
 QCoro::Task<int> LocalDatabase::finishSync(LibraryKind kind, qint64 generation)
 {
-    // The end of a sync of the songs (a full sync's main part): a first one left their search
-    // index for later, and the log holds what the sync wrote.
+    // The end of a sync of the songs (a full sync's main part): a first one left their indexes
+    // for later, and the log holds what the sync wrote.
     if (kind == LibraryKind::songs)
         m_d->settleSoon();
     return m_d->write([kind, generation](StoreState &s) { return StoreWrites::finishSync(s, kind, generation); });

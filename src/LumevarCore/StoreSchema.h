@@ -20,13 +20,10 @@ void prepare(SqliteConnection &connection);
 // table suspends them (building them afterwards from all rows is several times cheaper) and
 // restores them when it ends; restoring rebuilds the full-text index when it was suspended, and
 // does nothing when it was not. prepare() restores them all, should a sync have died half-way or a
-// process have ended before a full-text index left for later was built.
+// process have ended before the indexes a first sync of the songs left for later were built.
 void suspendIndexes(SqliteConnection &connection, LocalDatabase::LibraryKind kind);
 void restoreIndexes(SqliteConnection &connection, LocalDatabase::LibraryKind kind);
-// Restores the secondary indexes alone: the full-text index and its triggers stay suspended
-// (indexesSuspended() stays true) until restoreIndexes().
-void restoreIndexesButSearch(SqliteConnection &connection, LocalDatabase::LibraryKind kind);
-// True while the table's full-text index is suspended (its insert trigger is missing).
+// True while the table's indexes are suspended (its full-text insert trigger is missing).
 bool indexesSuspended(SqliteConnection &connection, LocalDatabase::LibraryKind kind);
 
 } // namespace StoreSchema

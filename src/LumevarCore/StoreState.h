@@ -26,11 +26,11 @@ struct StoreState {
     // Per running song sync (by generation), the library songs it found unchanged and left
     // unwritten: its sweep keeps them. Lost with the process, as is the sweep it serves.
     QHash<qint64, QSet<qint64>> unchangedSongs;
-    // A first sync of the songs left their full-text index to be built after the lists it
-    // changed were read: StoreWrites::buildPendingSearch() builds it, before any search. A
-    // process that ends first, or a build that failed, leaves it suspended, and the next sync of
-    // the songs or the next open builds it.
-    bool songSearchPending = false;
+    // A first sync of the songs left their indexes (lookups and full-text) to be built after the
+    // lists it changed were read: StoreWrites::buildPendingIndexes() builds them, before any
+    // search. A process that ends first, or a build that failed, leaves them suspended, and the
+    // next sync of the songs or the next open builds them.
+    bool songIndexesPending = false;
     // This store's keys of repeated texts while a sync runs. Shared with the pool threads that
     // prepare a sync's songs, which reach it through StoreActor::repeatedTexts(); set once, here.
     const std::shared_ptr<TextKeys::RepeatedTexts> repeatedTexts = std::make_shared<TextKeys::RepeatedTexts>();

@@ -36,8 +36,8 @@ QList<std::optional<PreparedSong>> prepareSongs(const QList<Song> &songs, TextKe
 void storeLibrarySongs(StoreState &store, const QList<std::optional<PreparedSong>> &songs, qint64 generation,
                        int firstPosition);
 int finishSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 generation);
-// Builds the full-text index a first sync of the songs left for later (see StoreState).
-void buildPendingSearch(StoreState &store);
+// Builds the indexes a first sync of the songs left for later (see StoreState).
+void buildPendingIndexes(StoreState &store);
 // Ends a sync that stopped before finishSync(): makes its table's indexes again.
 void abandonSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 generation);
 

@@ -189,13 +189,15 @@ struct TableIndexes {
     const char *table;
     const char *searchTable;
     const char *insertTrigger; // its absence means the full-text index was suspended
-    const char *create;
+    const char *indexes;
+    const char *triggers;
     const char *drop;
 };
 
 constexpr TableIndexes tableIndexes[] = {
     {"playlists", "playlists_search", "playlists_search_insert", R"sql(
 CREATE INDEX IF NOT EXISTS playlists_by_name_fold ON playlists(name_fold);
+)sql", R"sql(
 CREATE TRIGGER IF NOT EXISTS playlists_search_insert AFTER INSERT ON playlists BEGIN
   INSERT INTO playlists_search(rowid, name_fold) VALUES (new.pk, new.name_fold);
 END;
@@ -214,6 +216,7 @@ DROP TRIGGER IF EXISTS playlists_search_update;
 )sql"},
     {"albums", "albums_search", "albums_search_insert", R"sql(
 CREATE INDEX IF NOT EXISTS albums_by_title_fold ON albums(title_fold);
+)sql", R"sql(
 CREATE TRIGGER IF NOT EXISTS albums_search_insert AFTER INSERT ON albums BEGIN
   INSERT INTO albums_search(rowid, title_fold, artist_fold) VALUES (new.pk, new.title_fold, new.artist_fold);
 END;
@@ -233,6 +236,7 @@ DROP TRIGGER IF EXISTS albums_search_update;
 )sql"},
     {"artists", "artists_search", "artists_search_insert", R"sql(
 CREATE INDEX IF NOT EXISTS artists_by_name_fold ON artists(name_fold);
+)sql", R"sql(
 CREATE TRIGGER IF NOT EXISTS artists_search_insert AFTER INSERT ON artists BEGIN
   INSERT INTO artists_search(rowid, name_fold) VALUES (new.pk, new.name_fold);
 END;
@@ -254,6 +258,7 @@ CREATE INDEX IF NOT EXISTS songs_by_title_fold ON songs(title_fold);
 CREATE INDEX IF NOT EXISTS songs_by_album_hash ON songs(album_hash);
 CREATE INDEX IF NOT EXISTS songs_by_artist_hash ON songs(artist_hash);
 CREATE INDEX IF NOT EXISTS songs_by_album_artist_hash ON songs(album_artist_hash);
+)sql", R"sql(
 CREATE TRIGGER IF NOT EXISTS songs_search_insert AFTER INSERT ON songs BEGIN
   INSERT INTO songs_search(rowid, title_fold, artist_fold, album_fold) VALUES (new.pk, new.title_fold, new.artist_fold, new.album_fold);
 END;
@@ -407,11 +412,14 @@ void restoreIndexes(SqliteConnection &db, LocalDatabase::LibraryKind kind)
 {
     const TableIndexes &indexes = indexesOf(kind);
     const bool suspended = indexesSuspended(db, kind);
-    db.execute(indexes.create);
+    db.execute(indexes.indexes);
+    db.execute(indexes.triggers);
     if (suspended) {
         const QByteArray table(indexes.searchTable);
         db.execute(QByteArray("INSERT INTO " + table + "(" + table + ") VALUES ('rebuild')").constData());
     }
 }
+
+void restoreLookups(SqliteConnection &db, LocalDatabase::LibraryKind kind) { db.execute(indexesOf(kind).indexes); }
 
 } // namespace StoreSchema

@@ -624,6 +624,15 @@ int finishSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 genera
     return removed;
 }
 
+void buildPendingLookups(StoreState &store)
+{
+    if (!store.songIndexesPending)
+        return;
+    SqliteTransaction transaction(store.db);
+    StoreSchema::restoreLookups(store.db, LocalDatabase::LibraryKind::songs);
+    transaction.commit();
+}
+
 void buildPendingIndexes(StoreState &store)
 {
     if (!store.songIndexesPending)

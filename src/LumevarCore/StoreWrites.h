@@ -36,8 +36,10 @@ QList<std::optional<PreparedSong>> prepareSongs(const QList<Song> &songs, TextKe
 void storeLibrarySongs(StoreState &store, const QList<std::optional<PreparedSong>> &songs, qint64 generation,
                        int firstPosition);
 int finishSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 generation);
-// Builds the indexes a first sync of the songs left for later (see StoreState).
+// Builds the indexes a first sync of the songs left for later (see StoreState): all of them, or
+// the lookups alone, the first of two steps that let a read come between them.
 void buildPendingIndexes(StoreState &store);
+void buildPendingLookups(StoreState &store);
 // Ends a sync that stopped before finishSync(): makes its table's indexes again.
 void abandonSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 generation);
 

@@ -209,10 +209,10 @@ constexpr double settleDelaySeconds = 5;
 // Song indexes that cannot be built now (a full disk) are left to the next sync of the songs or
 // the next open, which build them: searches meanwhile find no songs, rather than each keystroke
 // trying again, and the other reads scan the table.
-void buildPendingIndexesOrLog(StoreState &state, void (*build)(StoreState &) = StoreWrites::buildPendingIndexes)
+void buildPendingIndexesOrLog(StoreState &state, StoreWrites::PendingIndexes which = StoreWrites::PendingIndexes::all)
 {
     try {
-        build(state);
+        StoreWrites::buildPendingIndexes(state, which);
     } catch (const StoreError &error) {
         state.songIndexesPending = false;
         LUMEVAR_ERROR(Log::app(), "Failed to build the songs' indexes: %@", error);
@@ -228,7 +228,7 @@ void LocalDatabase::Private::settleSoon()
         // 100,000 songs, so that a read that comes meanwhile waits for one of them only.
         d->actor.run([](StoreState &state) {
             if (state.db.isOpen())
-                buildPendingIndexesOrLog(state, StoreWrites::buildPendingLookups);
+                buildPendingIndexesOrLog(state, StoreWrites::PendingIndexes::lookups);
         }, StoreActor::Access::unchecked);
         d->actor.run([](StoreState &state) {
             if (!state.db.isOpen())

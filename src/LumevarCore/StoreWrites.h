@@ -38,8 +38,8 @@ void storeLibrarySongs(StoreState &store, const QList<std::optional<PreparedSong
 int finishSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 generation);
 // Builds the indexes a first sync of the songs left for later (see StoreState): all of them, or
 // the lookups alone, the first of two steps that let a read come between them.
-void buildPendingIndexes(StoreState &store);
-void buildPendingLookups(StoreState &store);
+enum class PendingIndexes { lookups, all };
+void buildPendingIndexes(StoreState &store, PendingIndexes which = PendingIndexes::all);
 // Ends a sync that stopped before finishSync(): makes its table's indexes again.
 void abandonSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 generation);
 

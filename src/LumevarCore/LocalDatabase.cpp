@@ -326,7 +326,7 @@ QCoro::Task<QList<LocalSong>> LocalDatabase::songs(LocalArtist artist)
 QCoro::Task<QList<SearchSection>> LocalDatabase::search(QString text)
 {
     return m_d->actor.run([text](StoreState &s) {
-        buildPendingIndexesOrLog(s);
+        buildPendingIndexesOrLog(s, StoreWrites::PendingIndexes::search);
         return StoreSearch::search(s.db, s.songs, text);
     });
 }

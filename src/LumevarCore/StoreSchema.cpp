@@ -408,11 +408,12 @@ bool indexesSuspended(SqliteConnection &db, LocalDatabase::LibraryKind kind)
     return !present.next();
 }
 
-void restoreIndexes(SqliteConnection &db, LocalDatabase::LibraryKind kind)
+void restoreLookups(SqliteConnection &db, LocalDatabase::LibraryKind kind) { db.execute(indexesOf(kind).indexes); }
+
+void restoreSearch(SqliteConnection &db, LocalDatabase::LibraryKind kind)
 {
     const TableIndexes &indexes = indexesOf(kind);
     const bool suspended = indexesSuspended(db, kind);
-    db.execute(indexes.indexes);
     db.execute(indexes.triggers);
     if (suspended) {
         const QByteArray table(indexes.searchTable);
@@ -420,6 +421,10 @@ void restoreIndexes(SqliteConnection &db, LocalDatabase::LibraryKind kind)
     }
 }
 
-void restoreLookups(SqliteConnection &db, LocalDatabase::LibraryKind kind) { db.execute(indexesOf(kind).indexes); }
+void restoreIndexes(SqliteConnection &db, LocalDatabase::LibraryKind kind)
+{
+    restoreLookups(db, kind);
+    restoreSearch(db, kind);
+}
 
 } // namespace StoreSchema

@@ -23,9 +23,10 @@ void prepare(SqliteConnection &connection);
 // process have ended before the indexes a first sync of the songs left for later were built.
 void suspendIndexes(SqliteConnection &connection, LocalDatabase::LibraryKind kind);
 void restoreIndexes(SqliteConnection &connection, LocalDatabase::LibraryKind kind);
-// Restores the secondary (lookup) indexes alone: the full-text index and its triggers stay
-// suspended (indexesSuspended() stays true) until restoreIndexes().
+// restoreIndexes() in two halves: the secondary (lookup) indexes alone, and the full-text index
+// with its triggers alone (after which indexesSuspended() is false).
 void restoreLookups(SqliteConnection &connection, LocalDatabase::LibraryKind kind);
+void restoreSearch(SqliteConnection &connection, LocalDatabase::LibraryKind kind);
 // True while the table's full-text index is suspended (its insert trigger is missing), and with
 // it the lookups unless restoreLookups() made them.
 bool indexesSuspended(SqliteConnection &connection, LocalDatabase::LibraryKind kind);

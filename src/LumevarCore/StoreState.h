@@ -27,9 +27,9 @@ struct StoreState {
     // unwritten: its sweep keeps them. Lost with the process, as is the sweep it serves.
     QHash<qint64, QSet<qint64>> unchangedSongs;
     // A first sync of the songs left their indexes (lookups and full-text) to be built after the
-    // lists it changed were read: StoreWrites::buildPendingIndexes() builds them, before any
-    // search. A process that ends first, or a build that failed, leaves them suspended, and the
-    // next sync of the songs or the next open builds them.
+    // lists it changed were read: StoreWrites::buildPendingIndexes() builds them (the full-text
+    // index before any search). A process that ends first, or a build that failed, leaves them
+    // suspended, and the next sync of the songs or the next open builds them.
     bool songIndexesPending = false;
     // This store's keys of repeated texts while a sync runs. Shared with the pool threads that
     // prepare a sync's songs, which reach it through StoreActor::repeatedTexts(); set once, here.

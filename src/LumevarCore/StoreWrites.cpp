@@ -629,10 +629,11 @@ void buildPendingIndexes(StoreState &store, PendingIndexes which)
     if (!store.songIndexesPending)
         return;
     SqliteTransaction transaction(store.db);
-    if (which == PendingIndexes::lookups)
-        StoreSchema::restoreLookups(store.db, LocalDatabase::LibraryKind::songs);
-    else
-        StoreSchema::restoreIndexes(store.db, LocalDatabase::LibraryKind::songs);
+    switch (which) {
+    case PendingIndexes::lookups: StoreSchema::restoreLookups(store.db, LocalDatabase::LibraryKind::songs); break;
+    case PendingIndexes::search: StoreSchema::restoreSearch(store.db, LocalDatabase::LibraryKind::songs); break;
+    case PendingIndexes::all: StoreSchema::restoreIndexes(store.db, LocalDatabase::LibraryKind::songs); break;
+    }
     transaction.commit();
     if (which == PendingIndexes::all)
         store.songIndexesPending = false;

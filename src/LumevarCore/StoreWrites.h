@@ -37,8 +37,9 @@ void storeLibrarySongs(StoreState &store, const QList<std::optional<PreparedSong
                        int firstPosition);
 int finishSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 generation);
 // Builds the indexes a first sync of the songs left for later (see StoreState): all of them, or
-// the lookups alone, the first of two steps that let a read come between them.
-enum class PendingIndexes { lookups, all };
+// one half, the lookups or the full-text index (what a search needs at once), so that a read
+// waits for one half only. The other half stays pending.
+enum class PendingIndexes { lookups, search, all };
 void buildPendingIndexes(StoreState &store, PendingIndexes which = PendingIndexes::all);
 // Ends a sync that stopped before finishSync(): makes its table's indexes again.
 void abandonSync(StoreState &store, LocalDatabase::LibraryKind kind, qint64 generation);

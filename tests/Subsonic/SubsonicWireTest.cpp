@@ -296,6 +296,56 @@ TEST(SubsonicWire, AnOpenSubsonicServerListsItsSongsThroughEmptySearchesInPages)
     EXPECT_EQ(peer.requests(), requests);
 }
 
+TEST(SubsonicWire, AClassicServerIsListedThroughEmptySearchesOnlyWhenTheyHoldEverySongItsAlbumsAnnounce)
+{
+    // Two albums announcing 600 songs. The empty search lists them all, or (missing) one short.
+    constexpr int total = 600;
+    int searchable = total;
+    QHash<QString, int> asked;
+    ScriptedPeer peer([&](const QString &path, const QUrlQuery &query) -> std::optional<QByteArray> {
+        const QString method = path.section(u'/', -1).section(u'.', 0, 0);
+        ++asked[method];
+        if (method == u"ping")
+            return ScriptedPeer::ok();
+        if (method == u"getAlbumList2")
+            return ScriptedPeer::ok(R"("albumList2":{"album":[{"id":"a1","name":"A","songCount":500},{"id":"a2","name":"B","songCount":100}]})");
+        if (method == u"search3") {
+            const int offset = query.queryItemValue(QStringLiteral("songOffset")).toInt();
+            return songPage(offset, std::clamp(searchable - offset, 0, SubsonicService::songPageSize));
+        }
+        if (method == u"getAlbum") {
+            const bool first = query.queryItemValue(QStringLiteral("id")) == u"a1";
+            QByteArray page = songPage(first ? 0 : 500, first ? 500 : 100);
+            return page.replace("searchResult3", "album");
+        }
+        return ScriptedPeer::failed(0, "unexpected");
+    });
+    SubsonicService service(accountOf(peer));
+    service.setListingLifetimeMilliseconds(0);
+    ASSERT_EQ(runTask(service.requestAuthorization()), MusicAuthorizationStatus::authorized);
+    auto listAll = [&service] {
+        service.beginLibraryListing();
+        return runTask(service.librarySongs(0, 1000));
+    };
+
+    // Whole: two pages of the search, no album asked for, in the server's order.
+    LibraryPage<Song> listed = listAll();
+    ASSERT_EQ(listed.items.size(), total);
+    EXPECT_EQ(listed.items[599].title, QStringLiteral("Song 599"));
+    EXPECT_EQ(asked.value(QStringLiteral("search3")), 2);
+    EXPECT_EQ(asked.value(QStringLiteral("getAlbum")), 0);
+
+    // One song short: listed album by album, and not searched again this session.
+    searchable = total - 1;
+    asked.clear();
+    listed = listAll();
+    ASSERT_EQ(listed.items.size(), total);
+    EXPECT_EQ(asked.value(QStringLiteral("getAlbum")), 2);
+    asked.clear();
+    EXPECT_EQ(listAll().items.size(), total);
+    EXPECT_EQ(asked.value(QStringLiteral("search3")), 0);
+}
+
 TEST(SubsonicWire, AServerThatIgnoresTheOffsetEndsTheListingInsteadOfRepeatingItsFirstPageForever)
 {
     ScriptedPeer peer([](const QString &path, const QUrlQuery &) -> std::optional<QByteArray> {

@@ -9,6 +9,7 @@
 
 #include <QCryptographicHash>
 #include <QJsonArray>
+#include <QSet>
 #include <algorithm>
 #include <coroutine>
 #include <deque>
@@ -583,9 +584,7 @@ QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed, st
         if (m_client->isOpenSubsonic()) {
             // OpenSubsonic servers list every song for an empty query, in pages.
             for (;;) {
-                const QUrlQuery parameters = query(u"query", QString(), u"artistCount", u"0", u"albumCount", u"0", u"songCount",
-                                                   QString::number(songPageSize), u"songOffset", QString::number(feed->items.size()));
-                QList<Song> page = co_await guard(fetchSongs("search3", parameters, "searchResult3", "song", &asListed));
+                QList<Song> page = co_await guard(emptySearchPage(int(feed->items.size())));
                 if (feed->items.size() >= songPageSize &&
                     repeatsLastPage(page, feed->items, feed->items.size() - songPageSize, "songs"))
                     break;
@@ -599,7 +598,6 @@ QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed, st
             feed->finish(this);
             co_return;
         }
-        // Album by album, a window of requests at once, kept in the albums' order.
         startAlbums(listed);
         const std::shared_ptr<Pending<Album>> albumsListed = listed->albums;
         co_await ended(listed->albums, albumsListed, guard);
@@ -609,6 +607,14 @@ QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed, st
         for (const Album &album : albums)
             announced += std::max(album.trackCount, 0);
         feed->expected = int(std::min<qint64>(announced, std::numeric_limits<int>::max()));
+        if (m_emptySearch != EmptySearch::listsPart && feed->expected > 0) {
+            if (std::optional<QList<Song>> songs = co_await guard(songsOfEmptySearches(feed->expected))) {
+                feed->items = std::move(*songs);
+                feed->finish(this);
+                co_return;
+            }
+        }
+        // Album by album, a window of requests at once, kept in the albums' order.
         // Room for the songs the albums announce (within reason), so that songs are not moved
         // again and again as the list grows.
         feed->items.reserve(std::min(feed->expected, 200000));
@@ -635,6 +641,60 @@ QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed, st
     } catch (...) {
         feed->finish(this, std::current_exception());
     }
+}
+
+QCoro::Task<QList<Song>> SubsonicService::emptySearchPage(int offset)
+{
+    const QUrlQuery parameters = query(u"query", QString(), u"artistCount", u"0", u"albumCount", u"0", u"songCount",
+                                       QString::number(songPageSize), u"songOffset", QString::number(offset));
+    co_return co_await fetchSongs("search3", parameters, "searchResult3", "song", &asListed);
+}
+
+QCoro::Task<std::optional<QList<Song>>> SubsonicService::songsOfEmptySearches(int announced)
+{
+    const OwnerGuard guard(this);
+    QList<Song> songs;
+    try {
+        songs = co_await guard(emptySearchPage(0));
+        if (songs.size() == std::min(announced, songPageSize)) {
+            songs.reserve(announced);
+            // The pages up to the one past the announced count, which should come back short.
+            std::deque<QCoro::Task<QList<Song>>> window;
+            auto takeFront = [&window, &songs]() -> QCoro::Task<void> {
+                QCoro::Task<QList<Song>> front = std::move(window.front());
+                window.pop_front();
+                songs += co_await std::move(front);
+            };
+            for (int offset = songPageSize; offset <= announced; offset += songPageSize) {
+                window.push_back(emptySearchPage(offset));
+                if (window.size() >= albumWindow)
+                    co_await guard(takeFront());
+            }
+            while (!window.empty())
+                co_await guard(takeFront());
+        }
+    } catch (const MusicError &error) {
+        // A server out of reach fails the album listing as well; one that answered keeps to albums.
+        if (isNetworkFailure(error))
+            throw;
+        LUMEVAR_INFO(Log::sync(), "The server does not list its songs through an empty search (%@); listing them album by album",
+                     error);
+        m_emptySearch = EmptySearch::listsPart;
+        co_return std::nullopt;
+    }
+    QSet<QString> distinct;
+    distinct.reserve(songs.size());
+    for (const Song &song : songs)
+        distinct.insert(song.id.rawValue());
+    if (songs.size() == announced && distinct.size() == announced) {
+        m_emptySearch = EmptySearch::listsAll;
+        co_return songs;
+    }
+    LUMEVAR_INFO(Log::sync(),
+                 "The server's empty search listed %d songs (%d distinct) where its albums hold %d; listing them album by album",
+                 int(songs.size()), int(distinct.size()), announced);
+    m_emptySearch = EmptySearch::listsPart;
+    co_return std::nullopt;
 }
 
 QCoro::Task<void> SubsonicService::prefetchPlaylist(QString playlistID, std::shared_ptr<Pending<Song>> fetch)

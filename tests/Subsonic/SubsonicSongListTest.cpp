@@ -23,7 +23,10 @@ std::optional<SubsonicSongList::Listed> throughDocument(const QByteArray &text)
     if (error.error != QJsonParseError::NoError || response.value(QStringLiteral("status")).toString() != u"ok")
         return std::nullopt;
     const QJsonObject album = response.value(QStringLiteral("album")).toObject();
-    return SubsonicSongList::Listed{SubsonicItems::all<Song>(album, QStringLiteral("song"), server, &SubsonicItems::song),
+    QStringList albumIDs;
+    for (const QJsonValue &song : SubsonicItems::list(album, QStringLiteral("song")))
+        albumIDs.append(song.toObject().value(QStringLiteral("albumId")).toString());
+    return SubsonicSongList::Listed{SubsonicItems::all<Song>(album, QStringLiteral("song"), server, &SubsonicItems::song), albumIDs,
                                     album.value(QStringLiteral("artist")).toString()};
 }
 
@@ -40,15 +43,15 @@ QByteArray answer(const QByteArray &album) { return R"({"subsonic-response":{"st
 const QList<QByteArray> answers = {
     answer(R"({"id":"al-1","artist":"The Band","song":[
         {"id":"s1","title":"One","artist":" Ann ","album":"First","track":1,"discNumber":1,"year":1999,"duration":61.5,
-         "genre":"Jazz","created":"2024-03-01T10:00:00Z","coverArt":"al-1"},
+         "genre":"Jazz","created":"2024-03-01T10:00:00Z","coverArt":"al-1","albumId":"al-1"},
         {"coverArt":"a b&c","created":"2024-03-01T10:00:00.5+02:00","duration":2,"year":2.0,"track":"3","title":"Two",
          "id":"s2","x":{"song":[{"id":"not this"}],"title":"nor this \"}]"},"y":[1,[2,{"z":null}],true,false,-0.5e-3]},
         {"id":"s3","title":"Esc \"q\" \\ \/ \b\f\n\r\t \u00e9 \ud83c\udfb5 \u0000","artist":"\u20ac","year":1e3,"track":1.5,
          "discNumber":-2,"duration":-1E+2,"genres":[{"name":" Soul "},{"name":""},"Rock",{"id":"x"},{"name":"Funk"}],
          "genre":"ignored"},
-        {"id":"s4","title":"Four","coverArt":"al-9","created":"2024-01-01T00:00:00Z","album":"Shared","albumArtists":[{"name":"  "},{"name":"Second"}],"displayAlbumArtist":"","track":4},
-        {"id":"s5","title":"Five","coverArt":"al-9","created":"2024-01-01T00:00:00Z","album":"Shared","albumArtists":{"name":"Solo"},"genres":{"name":"One genre"},"duration":"long"},
-        {"id":5,"title":null,"coverArt":"al-9","album":"Sha\u0072ed","artist":7,"track":12345678901,"year":99999999999999999999,"created":"yesterday"},
+        {"id":"s4","albumId":"al-9","title":"Four","coverArt":"al-9","created":"2024-01-01T00:00:00Z","album":"Shared","albumArtists":[{"name":"  "},{"name":"Second"}],"displayAlbumArtist":"","track":4},
+        {"id":"s5","albumId":"al-9","title":"Five","coverArt":"al-9","created":"2024-01-01T00:00:00Z","album":"Shared","albumArtists":{"name":"Solo"},"genres":{"name":"One genre"},"duration":"long"},
+        {"id":5,"albumId":9,"title":null,"coverArt":"al-9","album":"Sha\u0072ed","artist":7,"track":12345678901,"year":99999999999999999999,"created":"yesterday"},
         "not a song", 17, null, [],
         {"id":"s6","title":"first","title":"last","track":1,"track":2,"genres":[{"name":"A"}],"genres":[]},
         {"id":"s7","title":"\u00fcnicode as is: üñí €  𝄞","album":"\/x"}
@@ -71,6 +74,7 @@ TEST(SubsonicSongList, ReadsTheSameSongsAsTheDocumentWhateverTheOrderFormsAndTyp
         const std::optional<SubsonicSongList::Listed> read = throughReader(text);
         ASSERT_TRUE(read) << text.constData();
         EXPECT_EQ(read->songs, expected->songs) << text.constData();
+        EXPECT_EQ(read->albumIDs, expected->albumIDs) << text.constData();
         EXPECT_EQ(read->containerArtist, expected->containerArtist) << text.constData();
     }
     // And what the document makes of them, spelled out for a few.

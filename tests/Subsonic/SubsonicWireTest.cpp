@@ -296,27 +296,37 @@ TEST(SubsonicWire, AnOpenSubsonicServerListsItsSongsThroughEmptySearchesInPages)
     EXPECT_EQ(peer.requests(), requests);
 }
 
-TEST(SubsonicWire, AClassicServerIsListedThroughEmptySearchesOnlyWhenTheyHoldEverySongItsAlbumsAnnounce)
+TEST(SubsonicWire, AClassicServersEmptySearchIsTakenOnlyWhenWholeAndListsWhatAlbumByAlbumLists)
 {
-    // Two albums announcing 600 songs. The empty search lists them all, or (missing) one short.
+    // Album a0 by Ann holds songs 0-499, a1 by Bob 500-599, on the wire last track first. The
+    // empty search lists them in another order (a step of 7 through all 600), or one short.
     constexpr int total = 600;
     int searchable = total;
     QHash<QString, int> asked;
+    auto song = [](int i) {
+        return R"({"id":"s)" + QByteArray::number(i) + R"(","title":"Song )" + QByteArray::number(i) + R"(","albumId":"a)" +
+               QByteArray::number(i / 500) + R"(","track":)" + QByteArray::number(i % 500 + 1) + "}";
+    };
     ScriptedPeer peer([&](const QString &path, const QUrlQuery &query) -> std::optional<QByteArray> {
         const QString method = path.section(u'/', -1).section(u'.', 0, 0);
         ++asked[method];
         if (method == u"ping")
             return ScriptedPeer::ok();
         if (method == u"getAlbumList2")
-            return ScriptedPeer::ok(R"("albumList2":{"album":[{"id":"a1","name":"A","songCount":500},{"id":"a2","name":"B","songCount":100}]})");
+            return ScriptedPeer::ok(R"("albumList2":{"album":[{"id":"a0","name":"A","artist":"Ann","songCount":500},)"
+                                    R"({"id":"a1","name":"B","artist":"Bob","songCount":100}]})");
+        QByteArray songs;
         if (method == u"search3") {
             const int offset = query.queryItemValue(QStringLiteral("songOffset")).toInt();
-            return songPage(offset, std::clamp(searchable - offset, 0, SubsonicService::songPageSize));
+            for (int i = offset; i < std::min(searchable, offset + SubsonicService::songPageSize); ++i)
+                songs += (songs.isEmpty() ? "" : ",") + song(i * 7 % total);
+            return ScriptedPeer::ok(R"("searchResult3":{"song":[)" + songs + "]}");
         }
         if (method == u"getAlbum") {
-            const bool first = query.queryItemValue(QStringLiteral("id")) == u"a1";
-            QByteArray page = songPage(first ? 0 : 500, first ? 500 : 100);
-            return page.replace("searchResult3", "album");
+            const int album = query.queryItemValue(QStringLiteral("id")).mid(1).toInt();
+            for (int i = album ? total - 1 : 499; i >= album * 500; --i)
+                songs += (songs.isEmpty() ? "" : ",") + song(i);
+            return ScriptedPeer::ok(R"("album":{"artist":")" + QByteArray(album ? "Bob" : "Ann") + R"(","song":[)" + songs + "]}");
         }
         return ScriptedPeer::failed(0, "unexpected");
     });
@@ -325,25 +335,28 @@ TEST(SubsonicWire, AClassicServerIsListedThroughEmptySearchesOnlyWhenTheyHoldEve
     ASSERT_EQ(runTask(service.requestAuthorization()), MusicAuthorizationStatus::authorized);
     auto listAll = [&service] {
         service.beginLibraryListing();
-        return runTask(service.librarySongs(0, 1000));
+        return runTask(service.librarySongs(0, 1000)).items;
     };
 
-    // Whole: two pages of the search, no album asked for, in the server's order.
-    LibraryPage<Song> listed = listAll();
-    ASSERT_EQ(listed.items.size(), total);
-    EXPECT_EQ(listed.items[599].title, QStringLiteral("Song 599"));
+    // Whole: two pages of the search and no album asked for.
+    const QList<Song> searched = listAll();
     EXPECT_EQ(asked.value(QStringLiteral("search3")), 2);
     EXPECT_EQ(asked.value(QStringLiteral("getAlbum")), 0);
 
-    // One song short: listed album by album, and not searched again this session.
+    // One short: album by album, and not searched again this session.
     searchable = total - 1;
     asked.clear();
-    listed = listAll();
-    ASSERT_EQ(listed.items.size(), total);
+    const QList<Song> byAlbum = listAll();
     EXPECT_EQ(asked.value(QStringLiteral("getAlbum")), 2);
     asked.clear();
-    EXPECT_EQ(listAll().items.size(), total);
+    EXPECT_EQ(listAll().size(), total);
     EXPECT_EQ(asked.value(QStringLiteral("search3")), 0);
+
+    // Both ways give the same songs in the same order, album artists included.
+    ASSERT_EQ(byAlbum.size(), total);
+    EXPECT_EQ(byAlbum[0].title, u"Song 0");
+    EXPECT_EQ(byAlbum[599].albumArtistName, QStringLiteral("Bob"));
+    EXPECT_EQ(searched, byAlbum);
 }
 
 TEST(SubsonicWire, AServerThatIgnoresTheOffsetEndsTheListingInsteadOfRepeatingItsFirstPageForever)

@@ -33,7 +33,7 @@ std::optional<Artwork> artwork(const QUrl &server, const QString &coverArtID);
 // member of another type than expected counts as absent, as QJsonValue's toString() and
 // toDouble() have it.
 struct SongMembers {
-    QString id, title, artist, album, displayAlbumArtist, genre, created, coverArt;
+    QString id, title, artist, album, albumId, displayAlbumArtist, genre, created, coverArt;
     std::optional<QString> firstAlbumArtist; // the name of OpenSubsonic's first "albumArtists"
     QStringList genreNames;                  // the names of OpenSubsonic's "genres"
     double duration = 0;

@@ -14,6 +14,7 @@
 #include <coroutine>
 #include <deque>
 #include <limits>
+#include <tuple>
 #include <vector>
 
 using namespace SubsonicItems;
@@ -139,6 +140,40 @@ QList<Song> songsOfAlbum(QList<Song> songs, const QString &albumArtist)
 }
 
 QList<Song> asListed(QList<Song> songs, const QString &) { return songs; }
+
+// The songs of a whole listing as album by album lists them: in the albums' order (songs of an
+// album not listed last), each album's by disc and track, with the album's artist for songs that
+// name no album artist.
+QList<Song> inAlbumOrder(SubsonicSongList::Listed listed, const QList<Album> &albums)
+{
+    QHash<QString, qsizetype> place;
+    place.reserve(albums.size());
+    for (qsizetype i = 0; i < albums.size(); ++i)
+        place.insert(albums[i].id.rawValue(), i);
+    struct Placed {
+        qsizetype album;
+        int disc, track;
+        qsizetype index;
+    };
+    std::vector<Placed> order;
+    order.reserve(listed.songs.size());
+    for (qsizetype i = 0; i < listed.songs.size(); ++i) {
+        const Song &song = listed.songs[i];
+        order.push_back({place.value(listed.albumIDs.value(i), albums.size()), song.discNumber.value_or(1), song.trackNumber.value_or(0), i});
+    }
+    std::stable_sort(order.begin(), order.end(), [](const Placed &a, const Placed &b) {
+        return std::tie(a.album, a.disc, a.track) < std::tie(b.album, b.disc, b.track);
+    });
+    QList<Song> songs;
+    songs.reserve(order.size());
+    for (const Placed &placed : order) {
+        Song &song = listed.songs[placed.index];
+        if (!song.albumArtistName && placed.album < albums.size() && albums[placed.album].artistName)
+            song.albumArtistName = albums[placed.album].artistName;
+        songs.append(std::move(song));
+    }
+    return songs;
+}
 
 bool isNetworkFailure(const Error &error)
 {
@@ -584,7 +619,7 @@ QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed, st
         if (m_client->isOpenSubsonic()) {
             // OpenSubsonic servers list every song for an empty query, in pages.
             for (;;) {
-                QList<Song> page = co_await guard(emptySearchPage(int(feed->items.size())));
+                QList<Song> page = (co_await guard(emptySearchPage(int(feed->items.size())))).songs;
                 if (feed->items.size() >= songPageSize &&
                     repeatsLastPage(page, feed->items, feed->items.size() - songPageSize, "songs"))
                     break;
@@ -608,7 +643,7 @@ QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed, st
             announced += std::max(album.trackCount, 0);
         feed->expected = int(std::min<qint64>(announced, std::numeric_limits<int>::max()));
         if (m_emptySearch != EmptySearch::listsPart && feed->expected > 0) {
-            if (std::optional<QList<Song>> songs = co_await guard(songsOfEmptySearches(feed->expected))) {
+            if (std::optional<QList<Song>> songs = co_await guard(songsOfEmptySearches(albums, feed->expected))) {
                 feed->items = std::move(*songs);
                 feed->finish(this);
                 co_return;
@@ -643,27 +678,41 @@ QCoro::Task<void> SubsonicService::listSongs(std::shared_ptr<Listing> listed, st
     }
 }
 
-QCoro::Task<QList<Song>> SubsonicService::emptySearchPage(int offset)
+QCoro::Task<SubsonicSongList::Listed> SubsonicService::emptySearchPage(int offset)
 {
     const QUrlQuery parameters = query(u"query", QString(), u"artistCount", u"0", u"albumCount", u"0", u"songCount",
                                        QString::number(songPageSize), u"songOffset", QString::number(offset));
-    co_return co_await fetchSongs("search3", parameters, "searchResult3", "song", &asListed);
+    std::function<SubsonicSongList::Listed(const QJsonObject &)> make = [server = server()](const QJsonObject &answer) {
+        SubsonicSongList::Listed listed;
+        for (const QJsonValue &child : list(answer.value(QStringLiteral("searchResult3")).toObject(), QStringLiteral("song"))) {
+            listed.songs.append(SubsonicItems::song(child.toObject(), server));
+            listed.albumIDs.append(child.toObject().value(QStringLiteral("albumId")).toString());
+        }
+        return listed;
+    };
+    std::function<std::optional<SubsonicSongList::Listed>(QByteArrayView)> fromText = [server = server()](QByteArrayView body) {
+        return SubsonicSongList::read(body, "searchResult3", "song", server);
+    };
+    co_return co_await fetch<SubsonicSongList::Listed>("search3", parameters, std::move(make), std::move(fromText));
 }
 
-QCoro::Task<std::optional<QList<Song>>> SubsonicService::songsOfEmptySearches(int announced)
+QCoro::Task<std::optional<QList<Song>>> SubsonicService::songsOfEmptySearches(QList<Album> albums, int announced)
 {
     const OwnerGuard guard(this);
-    QList<Song> songs;
+    SubsonicSongList::Listed listed;
     try {
-        songs = co_await guard(emptySearchPage(0));
-        if (songs.size() == std::min(announced, songPageSize)) {
-            songs.reserve(announced);
+        listed = co_await guard(emptySearchPage(0));
+        if (listed.songs.size() == std::min(announced, songPageSize)) {
+            listed.songs.reserve(announced);
+            listed.albumIDs.reserve(announced);
             // The pages up to the one past the announced count, which should come back short.
-            std::deque<QCoro::Task<QList<Song>>> window;
-            auto takeFront = [&window, &songs]() -> QCoro::Task<void> {
-                QCoro::Task<QList<Song>> front = std::move(window.front());
+            std::deque<QCoro::Task<SubsonicSongList::Listed>> window;
+            auto takeFront = [&window, &listed]() -> QCoro::Task<void> {
+                QCoro::Task<SubsonicSongList::Listed> front = std::move(window.front());
                 window.pop_front();
-                songs += co_await std::move(front);
+                SubsonicSongList::Listed page = co_await std::move(front);
+                listed.songs += std::move(page.songs);
+                listed.albumIDs += std::move(page.albumIDs);
             };
             for (int offset = songPageSize; offset <= announced; offset += songPageSize) {
                 window.push_back(emptySearchPage(offset));
@@ -683,18 +732,18 @@ QCoro::Task<std::optional<QList<Song>>> SubsonicService::songsOfEmptySearches(in
         co_return std::nullopt;
     }
     QSet<QString> distinct;
-    distinct.reserve(songs.size());
-    for (const Song &song : songs)
+    distinct.reserve(listed.songs.size());
+    for (const Song &song : listed.songs)
         distinct.insert(song.id.rawValue());
-    if (songs.size() == announced && distinct.size() == announced) {
-        m_emptySearch = EmptySearch::listsAll;
-        co_return songs;
+    if (listed.songs.size() != announced || distinct.size() != announced) {
+        LUMEVAR_INFO(Log::sync(),
+                     "The server's empty search listed %d songs (%d distinct) where its albums hold %d; listing them album by album",
+                     int(listed.songs.size()), int(distinct.size()), announced);
+        m_emptySearch = EmptySearch::listsPart;
+        co_return std::nullopt;
     }
-    LUMEVAR_INFO(Log::sync(),
-                 "The server's empty search listed %d songs (%d distinct) where its albums hold %d; listing them album by album",
-                 int(songs.size()), int(distinct.size()), announced);
-    m_emptySearch = EmptySearch::listsPart;
-    co_return std::nullopt;
+    m_emptySearch = EmptySearch::listsAll;
+    co_return inAlbumOrder(std::move(listed), albums);
 }
 
 QCoro::Task<void> SubsonicService::prefetchPlaylist(QString playlistID, std::shared_ptr<Pending<Song>> fetch)

@@ -24,6 +24,10 @@
 #include <functional>
 #include <memory>
 
+namespace SubsonicSongList {
+struct Listed;
+}
+
 class SubsonicService : public MusicService {
     Q_OBJECT
 
@@ -124,12 +128,13 @@ private:
     QCoro::Task<void> listAlbums(std::shared_ptr<Pending<Album>> pending);
     QCoro::Task<void> listArtists(std::shared_ptr<Pending<Artist>> pending);
     QCoro::Task<void> listSongs(std::shared_ptr<Listing> listed, std::shared_ptr<SongFeed> feed);
-    // One page of every song, as an empty search3 lists them.
-    QCoro::Task<QList<Song>> emptySearchPage(int offset);
+    // One page of every song as an empty search3 lists them, with each song's album id.
+    QCoro::Task<SubsonicSongList::Listed> emptySearchPage(int offset);
     // Every song through empty searches, from a server that does not announce them (supysonic answers
     // them in 21 requests for 10,000 songs, against 841 album by album): taken only when whole, as
-    // many distinct songs as the albums announce; else nullopt, and the session keeps to albums.
-    QCoro::Task<std::optional<QList<Song>>> songsOfEmptySearches(int announced);
+    // many distinct songs as the albums announce, and given the order and album artists album by
+    // album gives; else nullopt, and the session keeps to albums.
+    QCoro::Task<std::optional<QList<Song>>> songsOfEmptySearches(QList<Album> albums, int announced);
     QCoro::Task<void> prefetchPlaylist(QString playlistID, std::shared_ptr<Pending<Song>> fetch);
     QCoro::Task<QList<Song>> playlistEntries(QString playlistID);
     QCoro::Task<QList<Song>> albumSongs(QString albumID);

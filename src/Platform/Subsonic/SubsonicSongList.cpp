@@ -40,7 +40,7 @@ private:
 };
 
 struct RepeatedMembers {
-    Repeated artist, album, genre, created, coverArt, displayAlbumArtist;
+    Repeated artist, album, albumId, genre, created, coverArt, displayAlbumArtist;
 };
 
 std::optional<double> numberOf(JsonReader &reader)
@@ -108,6 +108,8 @@ SongMembers songMembers(JsonReader &reader, RepeatedMembers &repeated)
             song.artist = repeated.artist.textOf(reader);
         else if (member == "album")
             song.album = repeated.album.textOf(reader);
+        else if (member == "albumId")
+            song.albumId = repeated.albumId.textOf(reader);
         else if (member == "duration")
             song.duration = numberOf(reader).value_or(0);
         else if (member == "track")
@@ -163,7 +165,12 @@ std::optional<Listed> read(QByteArrayView answer, QByteArrayView container, QByt
         while (reader.nextMember(member)) {
             if (member == list) {
                 listed.songs.clear();
-                forEachListed(reader, [&] { listed.songs.append(makeSong(songMembers(reader, repeated))); });
+                listed.albumIDs.clear();
+                forEachListed(reader, [&] {
+                    const SongMembers members = songMembers(reader, repeated);
+                    listed.albumIDs.append(members.albumId);
+                    listed.songs.append(makeSong(members));
+                });
             } else if (member == "artist") {
                 listed.containerArtist = textOf(reader);
             } else {

@@ -12,6 +12,7 @@ namespace SubsonicSongList {
 
 struct Listed {
     QList<Song> songs;
+    QStringList albumIDs;    // each song's "albumId", empty where it has none
     QString containerArtist; // the container's "artist", when asked for
 };
 

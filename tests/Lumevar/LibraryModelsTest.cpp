@@ -233,6 +233,32 @@ TEST_F(LibraryModelsTest, ACancelledSelectedLoadStillShowsItsStoreReadAndStopsBe
     EXPECT_FALSE(defaults.object(ArtistsViewModel::trackSyncKey(QStringLiteral("artist"))).isValid());
 }
 
+TEST_F(LibraryModelsTest, AnAlbumsTrackSyncThatEndsAfterTheUserWentOnToSongsAddsNoPane)
+{
+    storeAlbums({FakeMusicService::album(QStringLiteral("al1"), QStringLiteral("Album"))});
+    service.albumTracks.insert(MusicItemID(QStringLiteral("al1")), FakeMusicService::songs(4, QStringLiteral("t")));
+    service.latency = 1;
+    DetailSongsViewModel detail(*model);
+    AlbumsViewModel albums(*model, detail);
+    const QList<NavigationItem> onAlbums = {NavigationItem::root(), NavigationItem::container(ContainerKind::albums)};
+    model->_navigationPath.set(onAlbums);
+
+    // The first album is selected and its track sync waits on the server; meanwhile Songs is chosen.
+    finish(albums.load(false));
+    const auto synced = launch(albums.loadSelectedSongs());
+    ASSERT_TRUE(waitUntil([&] { return service.callCount(Op::albumTracks) == 1; }));
+    model->_navigationPath.set({NavigationItem::root(), NavigationItem::container(ContainerKind::songs)});
+    ASSERT_TRUE(advanceUntil([&] { return *synced; }, "the track sync"));
+    EXPECT_EQ(albums.selectedSongs.size(), 4);
+    EXPECT_EQ(model->_navigationPath().size(), 2);
+
+    // Back on Albums, the album's pane shows what the sync brought.
+    model->_navigationPath.set(onAlbums);
+    finish(albums.load(false));
+    ASSERT_EQ(model->_navigationPath().size(), 3);
+    EXPECT_EQ(model->_detailSongs().size(), 4);
+}
+
 TEST_F(LibraryModelsTest, SelectedTrackSyncStampsAfterSuccessOnly)
 {
     storeAlbums({FakeMusicService::album(QStringLiteral("al1"), QStringLiteral("Album"))});

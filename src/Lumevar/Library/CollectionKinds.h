@@ -9,6 +9,7 @@
 #include "LumevarCore/SyncEngine.h"
 
 struct PlaylistCollection {
+    static constexpr ContainerKind::Case container = ContainerKind::playlists;
     using Element = LocalPlaylist;
     using Order = PlaylistSortOrder;
     static constexpr auto selection = &MainViewModel::_selectedPlaylistID;
@@ -27,6 +28,7 @@ struct PlaylistCollection {
 };
 
 struct AlbumCollection {
+    static constexpr ContainerKind::Case container = ContainerKind::albums;
     using Element = LocalAlbum;
     using Order = AlbumSortOrder;
     static constexpr auto selection = &MainViewModel::_selectedAlbumID;
@@ -44,6 +46,7 @@ struct AlbumCollection {
 };
 
 struct ArtistCollection {
+    static constexpr ContainerKind::Case container = ContainerKind::artists;
     using Element = LocalArtist;
     using Order = ArtistsSortOrder;
     static constexpr auto selection = &MainViewModel::_selectedArtistID;

@@ -182,6 +182,12 @@ QCoro::Task<void> CollectionViewModel<Kind>::loadSelectedSongs(CancellationToken
 template <typename Kind>
 void CollectionViewModel<Kind>::publishSelectedSongs()
 {
+    // A load that ends once the user has gone on to another container (an album's track sync still
+    // under way when Songs was chosen) must not bring this container's songs back as a third pane:
+    // the container's own pane publishes them again when it is shown.
+    const QList<NavigationItem> &path = m_main._navigationPath();
+    if (path.size() >= 2 && path[1].containerKind() && *path[1].containerKind() != ContainerKind(Kind::container))
+        return;
     if (sameSongIDs(m_main._detailSongs(), selectedSongs) && m_main._navigationPath().size() == 3)
         return;
     const std::optional<Element> selected = selectedElement();

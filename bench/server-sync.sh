@@ -19,23 +19,15 @@ music="$state/music"
 
 if [[ ! -f $state/supysonic.db ]]; then
     rm -rf "$state"
-    mkdir -p "$music" "$state/cache"
+    mkdir -p "$music"
     count=0
     for artist in "$folder"/*/; do
         cp -al "$artist" "$music/"
         count=$((count + $(find "$artist" -type f -name '*.mp3' -o -type f -name '*.flac' -o -type f -name '*.ogg' | wc -l)))
         ((count >= songs)) && break
     done
-    cat >"$state/supysonic.conf" <<EOF
-[base]
-database_uri = sqlite:///$state/supysonic.db
-[webapp]
-cache_dir = $state/cache
-log_level = WARNING
-[daemon]
-socket = $state/daemon.sock
-run_watcher = no
-EOF
+    source scripts/supysonic-config.sh
+    write_supysonic_config "$state"
     echo "server-sync: scanning $count songs into $state"
     (cd "$state" && supysonic-cli user add bench -p bench >/dev/null && supysonic-cli folder add bench "$music" >/dev/null &&
         supysonic-cli folder scan bench >/dev/null)

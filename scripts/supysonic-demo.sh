@@ -24,18 +24,8 @@ if [ ! -d "$music" ]; then
   exit 1
 fi
 
-mkdir -p "$state/cache"
-# supysonic reads supysonic.conf from its working directory.
-cat >"$state/supysonic.conf" <<EOF
-[base]
-database_uri = sqlite:///$state/supysonic.db
-[webapp]
-cache_dir = $state/cache
-log_level = WARNING
-[daemon]
-socket = $state/daemon.sock
-run_watcher = no
-EOF
+source scripts/supysonic-config.sh
+write_supysonic_config "$state"
 
 cd "$state"
 if ! supysonic-cli user list 2>/dev/null | grep -qw demo; then

@@ -302,6 +302,7 @@ TEST(SubsonicWire, AClassicServersEmptySearchIsTakenOnlyWhenWholeAndListsWhatAlb
     // empty search lists them in another order (a step of 7 through all 600), or one short.
     constexpr int total = 600;
     int searchable = total;
+    bool searchBroken = false;
     QHash<QString, int> asked;
     auto song = [](int i) {
         return R"({"id":"s)" + QByteArray::number(i) + R"(","title":"Song )" + QByteArray::number(i) + R"(","albumId":"a)" +
@@ -316,6 +317,8 @@ TEST(SubsonicWire, AClassicServersEmptySearchIsTakenOnlyWhenWholeAndListsWhatAlb
             return ScriptedPeer::ok(R"("albumList2":{"album":[{"id":"a0","name":"A","artist":"Ann","songCount":500},)"
                                     R"({"id":"a1","name":"B","artist":"Bob","songCount":100}]})");
         QByteArray songs;
+        if (method == u"search3" && searchBroken)
+            return ScriptedPeer::json(R"({"subsonic-response":{"status":"ok","searchResult3":{"song":[{"id")");
         if (method == u"search3") {
             const int offset = query.queryItemValue(QStringLiteral("songOffset")).toInt();
             for (int i = offset; i < std::min(searchable, offset + SubsonicService::songPageSize); ++i)
@@ -357,6 +360,12 @@ TEST(SubsonicWire, AClassicServersEmptySearchIsTakenOnlyWhenWholeAndListsWhatAlb
     EXPECT_EQ(byAlbum[0].title, u"Song 0");
     EXPECT_EQ(byAlbum[599].albumArtistName, QStringLiteral("Bob"));
     EXPECT_EQ(searched, byAlbum);
+
+    // A search answer that does not read sends the listing album by album as well.
+    searchBroken = true;
+    SubsonicService another(accountOf(peer));
+    another.beginLibraryListing();
+    EXPECT_EQ(runTask(another.librarySongs(0, 1000)).items, byAlbum);
 }
 
 TEST(SubsonicWire, AServerThatIgnoresTheOffsetEndsTheListingInsteadOfRepeatingItsFirstPageForever)

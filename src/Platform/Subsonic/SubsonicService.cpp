@@ -722,8 +722,11 @@ QCoro::Task<std::optional<QList<Song>>> SubsonicService::songsOfEmptySearches(QL
             while (!window.empty())
                 co_await guard(takeFront());
         }
-    } catch (const MusicError &error) {
-        // A server out of reach fails the album listing as well; one that answered keeps to albums.
+    } catch (const CancellationError &) {
+        throw;
+    } catch (const Error &error) {
+        // A server out of reach fails the album listing as well; one that answered (a refusal, an
+        // answer that does not read) keeps to albums.
         if (isNetworkFailure(error))
             throw;
         LUMEVAR_INFO(Log::sync(), "The server does not list its songs through an empty search (%@); listing them album by album",

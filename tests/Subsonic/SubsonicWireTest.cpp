@@ -334,9 +334,10 @@ TEST(SubsonicWire, AClassicServersEmptySearchIsTakenOnlyWhenWholeAndListsWhatAlb
         return ScriptedPeer::failed(0, "unexpected");
     });
     SubsonicService service(accountOf(peer));
-    service.setListingLifetimeMilliseconds(0);
     ASSERT_EQ(runTask(service.requestAuthorization()), MusicAuthorizationStatus::authorized);
+    // Each listing starts anew, as after Update Library.
     auto listAll = [&service] {
+        runTask(service.readLibraryAgain());
         service.beginLibraryListing();
         return runTask(service.librarySongs(0, 1000)).items;
     };

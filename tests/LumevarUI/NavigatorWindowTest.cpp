@@ -324,6 +324,24 @@ TEST_F(NavigatorWindowTest, ReturnAndADoubleClickPlayTheChosenRowOfALargeRelaunc
     EXPECT_EQ(player.queue().entries().size(), 1);
 }
 
+TEST_F(NavigatorWindowTest, APressOnAnAlreadySelectedPlayRowStartsTheEngineAheadAndOneOnTheRootListDoesNot)
+{
+    store(FakeMusicService::songs(3, QStringLiteral("s")));
+    launch(800);
+    click(list(0), 3); // Songs
+    ASSERT_TRUE(waitUntil([&] { return showsContainer(ContainerKind::songs) && list(1)->model().count() == 5; }));
+    EXPECT_EQ(engine.prepares, 0);
+
+    // The list opens on its Play row: the first press of a double click on it starts the engine.
+    CollectionListView *songs = list(1);
+    ASSERT_EQ(songs->selectedRow(), 0);
+    const QPoint play = songs->rowRect(0).center() + QPoint(20, 0);
+    QTest::mousePress(songs->viewport(), Qt::LeftButton, {}, play);
+    EXPECT_EQ(engine.prepares, 1);
+    QTest::mouseRelease(songs->viewport(), Qt::LeftButton, {}, play);
+    EXPECT_EQ(player.queue().currentEntry(), std::nullopt);
+}
+
 TEST_F(NavigatorWindowTest, KeysAndAScreenReaderSelectAndPlayTheRowsOfTheSongsList)
 {
     store(FakeMusicService::songs(3, QStringLiteral("lib")));

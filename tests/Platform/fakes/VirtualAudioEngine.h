@@ -31,6 +31,8 @@ public:
 
     // Every URL loaded, in order.
     QList<QUrl> loads;
+    // How often the engine was asked to start ahead of a play.
+    int prepares = 0;
     QUrl loadedURL() const { return m_loaded ? m_url : QUrl(); }
     bool isLoaded() const { return m_loaded; }
 
@@ -39,6 +41,7 @@ public:
     // Decoding breaks in the middle of the loaded file.
     void breakDuringPlayback(const QString &message);
 
+    void prepare() override { ++prepares; }
     void load(const QUrl &url) override;
     void play() override;
     void pause() override;

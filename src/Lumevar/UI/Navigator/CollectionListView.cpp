@@ -527,6 +527,8 @@ void CollectionListView::mousePressEvent(QMouseEvent *event)
     const QPoint point = event->position().toPoint();
     updateHover(point);
     const int row = rowAt(point);
+    if (row >= 0 && rowPressed)
+        rowPressed();
     if (row >= 0 && m_pointerInArtwork) {
         TableCellContent content;
         m_model.configure(content, row, ConfigurationType::regular);

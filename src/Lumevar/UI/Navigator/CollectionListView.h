@@ -53,6 +53,9 @@ public:
     std::function<void()> pauseRequest;
     // Whether playback runs: the now-playing bars move only then (still while paused).
     std::function<bool()> playbackIsRunning;
+    // Called when a row is pressed, before anything else: a press is often the first half of a
+    // double click that plays, so a list of playable rows starts the player's engine here.
+    std::function<void()> rowPressed;
 
     // Re-reads the settings and the palette's colours.
     void reloadAppearance();

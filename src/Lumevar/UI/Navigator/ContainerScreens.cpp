@@ -304,6 +304,10 @@ std::unique_ptr<PaneScreen> make(const NavigationItem &item, NavigatorModels &mo
         }
     }
     finish(*screen, main, artwork);
+    // Every row but the root list's plays: a press on one, even the selected Play row a pane opens
+    // with, starts the engine while the rest of the double click comes.
+    if (!item.isRoot())
+        screen->view()->rowPressed = [&main] { main.expectPlayback(); };
     return screen;
 }
 

@@ -324,7 +324,7 @@ TEST_F(NavigatorWindowTest, ReturnAndADoubleClickPlayTheChosenRowOfALargeRelaunc
     EXPECT_EQ(player.queue().entries().size(), 1);
 }
 
-TEST_F(NavigatorWindowTest, APressOnAnAlreadySelectedPlayRowStartsTheEngineAheadAndOneOnTheRootListDoesNot)
+TEST_F(NavigatorWindowTest, MovingRightOrPressingAnAlreadySelectedPlayRowStartsTheEngineAheadAndTheRootListDoesNot)
 {
     store(FakeMusicService::songs(3, QStringLiteral("s")));
     launch(800);
@@ -340,6 +340,14 @@ TEST_F(NavigatorWindowTest, APressOnAnAlreadySelectedPlayRowStartsTheEngineAhead
     EXPECT_EQ(engine.prepares, 1);
     QTest::mouseRelease(songs->viewport(), Qt::LeftButton, {}, play);
     EXPECT_EQ(player.queue().currentEntry(), std::nullopt);
+
+    // Back to the root list, then the arrow into the list, where Return would play its Play row.
+    QTest::keyClick(songs, Qt::Key_Left);
+    ASSERT_TRUE(waitUntil([&] { return main()._activePane() == 0; }));
+    EXPECT_EQ(engine.prepares, 1);
+    QTest::keyClick(list(0), Qt::Key_Right);
+    ASSERT_TRUE(waitUntil([&] { return main()._activePane() == 1; }));
+    EXPECT_EQ(engine.prepares, 2);
 }
 
 TEST_F(NavigatorWindowTest, KeysAndAScreenReaderSelectAndPlayTheRowsOfTheSongsList)

@@ -123,6 +123,9 @@ void PaneController::navigateRight()
         return;
     }
     glide(active + 1);
+    // Every pane right of the root lists rows that play, and Return on the row it opens with plays
+    // it: the engine starts now rather than at that play.
+    m_models.main.expectPlayback();
 }
 
 void PaneController::navigateRightOnSelection()

@@ -188,7 +188,7 @@ void CollectionViewModel<Kind>::publishSelectedSongs()
     const QList<NavigationItem> &path = m_main._navigationPath();
     if (path.size() >= 2 && path[1].containerKind() && *path[1].containerKind() != ContainerKind(Kind::container))
         return;
-    if (sameSongIDs(m_main._detailSongs(), selectedSongs) && m_main._navigationPath().size() == 3)
+    if (sameSongIDs(m_main._detailSongs(), selectedSongs) && path.size() == 3)
         return;
     const std::optional<Element> selected = selectedElement();
     m_songs.showDetailSongs(selectedSongs, selected ? selected->id : QString(),

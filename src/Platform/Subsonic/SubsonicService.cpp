@@ -14,7 +14,6 @@
 #include <coroutine>
 #include <deque>
 #include <limits>
-#include <tuple>
 #include <vector>
 
 using namespace SubsonicItems;
@@ -142,36 +141,20 @@ QList<Song> songsOfAlbum(QList<Song> songs, const QString &albumArtist)
 QList<Song> asListed(QList<Song> songs, const QString &) { return songs; }
 
 // The songs of a whole listing as album by album lists them: in the albums' order (songs of an
-// album not listed last), each album's by disc and track, with the album's artist for songs that
-// name no album artist.
+// album not listed last), each album's as songsOfAlbum() gives them.
 QList<Song> inAlbumOrder(SubsonicSongList::Listed listed, const QList<Album> &albums)
 {
     QHash<QString, qsizetype> place;
     place.reserve(albums.size());
     for (qsizetype i = 0; i < albums.size(); ++i)
         place.insert(albums[i].id.rawValue(), i);
-    struct Placed {
-        qsizetype album;
-        int disc, track;
-        qsizetype index;
-    };
-    std::vector<Placed> order;
-    order.reserve(listed.songs.size());
-    for (qsizetype i = 0; i < listed.songs.size(); ++i) {
-        const Song &song = listed.songs[i];
-        order.push_back({place.value(listed.albumIDs.value(i), albums.size()), song.discNumber.value_or(1), song.trackNumber.value_or(0), i});
-    }
-    std::stable_sort(order.begin(), order.end(), [](const Placed &a, const Placed &b) {
-        return std::tie(a.album, a.disc, a.track) < std::tie(b.album, b.disc, b.track);
-    });
+    std::vector<QList<Song>> byAlbum(albums.size() + 1);
+    for (qsizetype i = 0; i < listed.songs.size(); ++i)
+        byAlbum[place.value(listed.albumIDs.value(i), albums.size())].append(std::move(listed.songs[i]));
     QList<Song> songs;
-    songs.reserve(order.size());
-    for (const Placed &placed : order) {
-        Song &song = listed.songs[placed.index];
-        if (!song.albumArtistName && placed.album < albums.size() && albums[placed.album].artistName)
-            song.albumArtistName = albums[placed.album].artistName;
-        songs.append(std::move(song));
-    }
+    songs.reserve(listed.songs.size());
+    for (qsizetype a = 0; a < qsizetype(byAlbum.size()); ++a)
+        songs += songsOfAlbum(std::move(byAlbum[a]), a < albums.size() ? albums[a].artistName.value_or(QString()) : QString());
     return songs;
 }
 

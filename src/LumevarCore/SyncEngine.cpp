@@ -7,6 +7,7 @@
 #include "Support/Progress.h"
 
 #include <QPointer>
+#include <QScopeGuard>
 #include <QTimeZone>
 
 #include <algorithm>
@@ -174,6 +175,10 @@ QCoro::Task<void> syncWholeLibrary(LocalDatabase &database, MusicService &servic
     }
     {
         ShareReporter reporter(guard, songsShare);
+        // A service that gathers every song before the first page moves the share as it lists.
+        const QMetaObject::Connection listing = QObject::connect(
+            &service, &MusicService::librarySongsListed, [&reporter](int listed, int expected) { reporter.update(listed, expected); });
+        const auto disconnect = qScopeGuard([listing] { QObject::disconnect(listing); });
         co_await syncList<Song>(database, LocalDatabase::LibraryKind::songs, "songs", token,
             [&service](int offset, int limit) { return service.librarySongs(offset, limit); },
             [&database](const QList<Song> &items, qint64 generation, int offset) {

@@ -34,6 +34,12 @@ TEST_F(FullSyncTest, FirstLaunchSyncsBeforeThePlaylistsAndASecondDoesNot)
     EXPECT_EQ(progress->totalUnitCount(), 100);
     EXPECT_TRUE(model->_navigationPath().isEmpty()); // the launch waits for the mirror
 
+    // While a service gathers its songs, the songs' share (60 of 100, after the 20 of the other
+    // lists) moves with what it has listed.
+    ASSERT_TRUE(advanceUntil([&] { return service.callCount(Op::librarySongs) == 1; }, "the songs' listing", 0.1));
+    Q_EMIT service.librarySongsListed(1, 2);
+    EXPECT_EQ(progress->completedUnitCount(), 50);
+
     // The store works in real time on its own thread: turn the event loop while time advances.
     ASSERT_TRUE(advanceUntil([&] { return *done; }, "the first launch's end", 0.1));
     EXPECT_FALSE(model->_showSyncingToast());

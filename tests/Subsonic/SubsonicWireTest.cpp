@@ -342,10 +342,13 @@ TEST(SubsonicWire, AClassicServersEmptySearchIsTakenOnlyWhenWholeAndListsWhatAlb
         return runTask(service.librarySongs(0, 1000)).items;
     };
 
-    // Whole: two pages of the search and no album asked for.
+    // Whole: two pages of the search and no album asked for, each told as it came in.
+    QList<std::pair<int, int>> told;
+    QObject::connect(&service, &MusicService::librarySongsListed, [&told](int listed, int expected) { told.append({listed, expected}); });
     const QList<Song> searched = listAll();
     EXPECT_EQ(asked.value(QStringLiteral("search3")), 2);
     EXPECT_EQ(asked.value(QStringLiteral("getAlbum")), 0);
+    EXPECT_EQ(told, (QList<std::pair<int, int>>{{500, total}, {total, total}}));
 
     // One short: album by album, and not searched again this session.
     searchable = total - 1;

@@ -116,4 +116,8 @@ Q_SIGNALS:
     // The library changed without being asked (a watched folder, a server back in reach): its
     // revision and changes are worth asking for again.
     void libraryDidChange();
+    // A whole listing's songs are being gathered before their first page can be handed out (a
+    // server that must list them all to put them in order): listed of about expected are in, so
+    // that a sync's progress moves while it waits.
+    void librarySongsListed(int listed, int expected);
 };

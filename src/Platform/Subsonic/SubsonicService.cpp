@@ -685,17 +685,19 @@ QCoro::Task<std::optional<QList<Song>>> SubsonicService::songsOfEmptySearches(QL
     SubsonicSongList::Listed listed;
     try {
         listed = co_await guard(emptySearchPage(0));
+        Q_EMIT librarySongsListed(int(listed.songs.size()), announced);
         if (listed.songs.size() == std::min(announced, songPageSize)) {
             listed.songs.reserve(announced);
             listed.albumIDs.reserve(announced);
             // The pages up to the one past the announced count, which should come back short.
             std::deque<QCoro::Task<SubsonicSongList::Listed>> window;
-            auto takeFront = [&window, &listed]() -> QCoro::Task<void> {
+            auto takeFront = [this, &guard, &window, &listed, announced]() -> QCoro::Task<void> {
                 QCoro::Task<SubsonicSongList::Listed> front = std::move(window.front());
                 window.pop_front();
-                SubsonicSongList::Listed page = co_await std::move(front);
+                SubsonicSongList::Listed page = co_await guard(std::move(front));
                 listed.songs += std::move(page.songs);
                 listed.albumIDs += std::move(page.albumIDs);
+                Q_EMIT librarySongsListed(int(listed.songs.size()), announced);
             };
             for (int offset = songPageSize; offset <= announced; offset += songPageSize) {
                 window.push_back(emptySearchPage(offset));

@@ -9,8 +9,10 @@
 #include "Support/Error.h"
 #include "Support/Log.h"
 #include "TestKit/AsyncTest.h"
+#include "TestKit/ManualClock.h"
 
 #include <QCryptographicHash>
+#include <QScopeGuard>
 #include <QTimeZone>
 #include <QTimer>
 #include <gtest/gtest.h>
@@ -565,6 +567,24 @@ TEST(SubsonicWire, AWholeListingAsksForEachListOnceHoweverManyWaitForItAndAFaile
     EXPECT_EQ(runTask(fresh.librarySongs(0, 10)).items.size(), 3);
     EXPECT_EQ(runTask(fresh.libraryPlaylists(0, 10)).items.size(), 1);
     EXPECT_EQ(asked.value(QStringLiteral("ping")), 1);
+
+    // A listing stays while a sync keeps using it, however long that takes, and goes two idle
+    // minutes later: the next listing asks again.
+    ManualClock clock;
+    Clock::setShared(&clock);
+    const auto restoreClock = qScopeGuard([] { Clock::setShared(nullptr); });
+    SubsonicService timed(accountOf(peer));
+    timed.beginLibraryListing();
+    runTask(timed.librarySongs(0, 10));
+    asked.clear();
+    for (int use = 0; use < 3; ++use) {
+        clock.advance(100);
+        runTask(timed.libraryAlbums(0, 10));
+    }
+    EXPECT_EQ(asked.value(QStringLiteral("getAlbumList2")), 0);
+    clock.advance(121);
+    runTask(timed.libraryAlbums(0, 10));
+    EXPECT_EQ(asked.value(QStringLiteral("getAlbumList2")), 1);
 }
 
 TEST(SubsonicWire, DatesAndCoverURLsReadAsTheGeneralReadersReadThemWhateverFormTheServerWrites)

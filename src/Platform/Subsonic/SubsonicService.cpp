@@ -2,6 +2,8 @@
 
 #include "Platform/Subsonic/SubsonicItems.h"
 #include "Platform/Subsonic/SubsonicSongList.h"
+#include "Support/Allocator.h"
+#include "Support/Clock.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 #include "Support/OwnerGuard.h"
@@ -76,6 +78,14 @@ struct SubsonicService::Listing {
     // Every playlist's songs, fetched as soon as the playlists are listed, so that a sync's
     // playlist step finds them ready instead of asking one at a time.
     QHash<QString, std::shared_ptr<Pending<Song>>> playlistSongs;
+
+    // Whether any of its lists is still being fetched.
+    bool fetching() const
+    {
+        const auto busy = [](const auto &pending) { return pending && !pending->done; };
+        return busy(playlists) || busy(albums) || busy(artists) || busy(songs) ||
+               std::any_of(playlistSongs.cbegin(), playlistSongs.cend(), busy);
+    }
 };
 
 namespace {
@@ -93,6 +103,8 @@ const QString genrePrefix = QStringLiteral("genre:");
 // getAlbum requests kept going at once while songs are listed album by album.
 constexpr int albumWindow = 12;
 constexpr int retryMilliseconds = 60000;
+// How long a listing stays once no sync uses it.
+constexpr double listingIdleSeconds = 120;
 
 template <typename T>
 LibraryPage<T> pageOf(const QList<T> &items, int offset, int limit)
@@ -395,11 +407,23 @@ QCoro::Task<void> SubsonicService::readLibraryAgain()
 
 std::shared_ptr<SubsonicService::Listing> SubsonicService::listing()
 {
-    if (!m_listing || m_listingAge.hasExpired(m_listingLifetime)) {
+    if (!m_listing)
         m_listing = std::make_shared<Listing>();
-        m_listingAge.start();
-    }
+    // Each use puts the drop off again: a sync slower than the wait keeps its listing.
+    m_listingDrop = Clock::shared().schedule(listingIdleSeconds, [this] { dropIdleListing(); });
     return m_listing;
+}
+
+void SubsonicService::dropIdleListing()
+{
+    if (m_listing && m_listing->fetching()) {
+        m_listingDrop = Clock::shared().schedule(listingIdleSeconds, [this] { dropIdleListing(); });
+        return;
+    }
+    m_listingDrop.reset();
+    m_listing.reset();
+    // A listing of a large library is tens of megabytes of songs the store already holds.
+    Allocator::releaseFreeMemory();
 }
 
 void SubsonicService::beginLibraryListing()
@@ -802,7 +826,8 @@ QCoro::Task<QList<Song>> SubsonicService::tracks(Playlist playlist)
     }
     // The songs fetched when the playlists were listed, unless that fetch failed.
     const OwnerGuard guard(this);
-    if (const std::shared_ptr<Pending<Song>> fetch = listing()->playlistSongs.value(id)) {
+    // (Only a sync's listing: a playlist opened later is asked for anew.)
+    if (const std::shared_ptr<Pending<Song>> fetch = m_listing ? m_listing->playlistSongs.value(id) : nullptr) {
         while (!fetch->done) {
             co_await fetch->next(false);
             guard.check();

@@ -10,19 +10,21 @@
 // they are fetched while the store writes the first ones; big answers are decoded and made into
 // items on a worker thread, song lists straight from their text (SubsonicSongList). Songs are listed in the background and each page is handed out as
 // soon as its songs are in, so the store writes while later albums are fetched; every playlist's
-// songs are fetched as soon as the playlists are listed, several at once. A listing is kept for a
-// short while, so that one sync's lists come from the same moment, and dropped by Update Library. While the server cannot be reached
+// songs are fetched as soon as the playlists are listed, several at once. A listing is kept while a
+// sync uses it and two minutes after (so that one sync's lists come from the same moment, however
+// long it takes), then dropped with what it holds; Update Library drops it at once. While the server cannot be reached
 // it is asked again every minute; when it answers, the library is announced as changed, so the
 // sync that failed runs again.
 
 #include "Platform/Music/MusicService.h"
 #include "Platform/Subsonic/SubsonicClient.h"
 
-#include <QElapsedTimer>
 #include <QHash>
 #include <QTimer>
 #include <functional>
 #include <memory>
+
+class ScheduledCall;
 
 namespace SubsonicSongList {
 struct Listed;
@@ -42,8 +44,6 @@ public:
     SubsonicClient &client() { return *m_client; }
     // A password the user just gave for this account: the next request signs in with it.
     void setPassword(const QString &password);
-    // How long a listing serves later pages before the next sync lists anew.
-    void setListingLifetimeMilliseconds(int milliseconds) { m_listingLifetime = milliseconds; }
     // Songs per request of the OpenSubsonic listing, albums per getAlbumList2 page.
     static constexpr int songPageSize = 500;
     static constexpr int albumPageSize = 500;
@@ -116,6 +116,7 @@ private:
 
     // The listing and its lists, each fetched once in the background and awaited by any caller.
     std::shared_ptr<Listing> listing();
+    void dropIdleListing();
     void startPlaylists(const std::shared_ptr<Listing> &listed);
     // A page of one of the listing's lists once start has fetched it whole.
     template <typename T>
@@ -155,7 +156,7 @@ private:
     // Whether a server that does not announce OpenSubsonic lists every song for an empty search.
     enum class EmptySearch { untried, listsAll, listsPart };
     EmptySearch m_emptySearch = EmptySearch::untried;
-    QElapsedTimer m_listingAge;
-    int m_listingLifetime = 120000;
+    // Drops the listing once no sync has used it for a while (see listing()).
+    std::unique_ptr<ScheduledCall> m_listingDrop;
     QTimer m_retry;
 };

@@ -85,7 +85,7 @@ std::unique_ptr<MusicService> makeService(const Options &options)
         return folder;
     }
     const SubsonicAccount account = !options.server.isEmpty()
-                                        ? SubsonicAccount{SubsonicClient::normalizedServer(options.server), options.user, {}, {}}
+                                        ? SubsonicClient::typedAccount(options.server, options.user)
                                         : *MusicSourceSettings::serverAccount();
     if (!account.server.isValid() || account.user.isEmpty()) {
         std::fprintf(stderr, "lumevar: --server needs a server address and --user a user name\n");

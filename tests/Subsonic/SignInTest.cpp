@@ -141,6 +141,9 @@ TEST_F(SignIn, ARealServerRefusesAWrongPasswordThenTakesTheRightOneWhichReachesT
 
     signIn(window, server->root().toString(), SupysonicServer::user, QStringLiteral("not the password"));
     EXPECT_TRUE(window.errorText().contains(QStringLiteral("did not accept the user name or password"))) << window.errorText().toStdString();
+    // The window grew for the error instead of squeezing the fields.
+    for (const QLineEdit *field : {window.addressField(), window.userField(), window.passwordField()})
+        EXPECT_EVENTUALLY_TRUE(field->height() >= field->sizeHint().height());
     EXPECT_TRUE(keyring.kept.isEmpty());
     EXPECT_EQ(MusicSourceSettings::source(), MusicSource::folder);
     EXPECT_FALSE(MusicSourceSettings::serverAccount());
@@ -285,6 +288,12 @@ TEST_F(SignIn, WithoutAKeyringTheSignInSucceedsSaysThePasswordIsNotKeptAndTheLau
     } catch (const Error &error) {
         EXPECT_EQ(error.localizedDescription(), reason);
     }
+
+    // An address given without a scheme is shown as given, so that signing in from the window
+    // tries HTTPS and then plain HTTP as the launch did.
+    SignInWindow asked;
+    asked.askPassword(SubsonicClient::typedAccount(QStringLiteral("nas:4533"), QStringLiteral("alice")), reason);
+    EXPECT_EQ(asked.addressField()->text(), QStringLiteral("nas:4533"));
 }
 
 TEST_F(SignIn, TheSettingsSourceChoiceShowsTheStoredServerAndStoresTheChoiceButNeverAServerThatIsNotThere)
@@ -337,6 +346,13 @@ TEST_F(SignIn, AServerWhoseCertificateDoesNotVerifyIsSaidInTheWindowAndTheLogAnd
     EXPECT_FALSE(MusicSourceSettings::serverAccount());
     EXPECT_TRUE(loggedAnError(QStringLiteral("self-signed"))) << "no log line names what is wrong with the certificate";
     EXPECT_TRUE(loggedAnError(verifyWords));
+    EXPECT_EQ(peer.answered(), 0);
+
+    // Typed without a scheme, the same: a certificate refused is never a reason to fall back to
+    // plain HTTP.
+    signIn(window, QStringLiteral("127.0.0.1:%1").arg(peer.root().port()), QStringLiteral("alice"), QStringLiteral("secret"));
+    EXPECT_TRUE(window.errorText().contains(verifyWords)) << window.errorText().toStdString();
+    EXPECT_FALSE(MusicSourceSettings::serverAccount());
     EXPECT_EQ(peer.answered(), 0);
 
     // A library mirrored from the server before its certificate changed stays whole: the launch's

@@ -242,6 +242,20 @@ TEST(SubsonicWire, PlainHttpIsOnlyForThisMachineAndTheLocalNetwork)
     EXPECT_EQ(SubsonicClient::normalizedServer(QStringLiteral(" music.example.org/ ")), QUrl(QStringLiteral("https://music.example.org")));
     EXPECT_EQ(SubsonicClient::normalizedServer(QStringLiteral("http://nas:4533/music/rest/")), QUrl(QStringLiteral("http://nas:4533/music")));
     EXPECT_FALSE(SubsonicClient::normalizedServer(QStringLiteral("ftp://nas")).isValid());
+
+    // An address typed without a scheme is tried over HTTPS first; a local server that gives no
+    // TLS answer (this one waits for a request that never comes) is reached over plain HTTP. A
+    // scheme typed is kept to.
+    ScriptedPeer plain([](const QString &, const QUrlQuery &) { return ScriptedPeer::ok(); });
+    const QString typed = QStringLiteral("127.0.0.1:%1").arg(plain.root().port());
+    SubsonicClient assumed(SubsonicClient::typedAccount(typed, QStringLiteral("alice"), password));
+    assumed.setTimeoutMilliseconds(300);
+    runTask(assumed.signIn());
+    EXPECT_EQ(assumed.account().server.scheme(), u"http");
+    EXPECT_EQ(plain.requests(), 1);
+    SubsonicClient typedHttps(SubsonicClient::typedAccount(QStringLiteral("https://") + typed, QStringLiteral("alice"), password));
+    typedHttps.setTimeoutMilliseconds(300);
+    EXPECT_TRUE(failureOf<MusicError>(typedHttps.signIn()).localizedDescription().contains(u"did not answer in time"));
 }
 
 TEST(SubsonicWire, CredentialsTravelOnlyInTheRequestNeverInStoredShownOrLoggedText)

@@ -15,19 +15,20 @@ QString passwordNotKeptNote()
 
 QCoro::Task<Result> signIn(QString address, QString user, QString password, PasswordKeeper keeper)
 {
-    const QUrl server = SubsonicClient::normalizedServer(address);
-    if (!server.isValid())
+    const SubsonicAccount typed = SubsonicClient::typedAccount(address, user.trimmed(), password);
+    if (!typed.server.isValid())
         throw MusicError(MusicError::notAuthorized, QStringLiteral("Enter the server's address, such as https://music.example.org."));
-    user = user.trimmed();
-    if (user.isEmpty())
+    if (typed.user.isEmpty())
         throw MusicError(MusicError::notAuthorized, QStringLiteral("Enter your user name on the server."));
     if (password.isEmpty())
         throw MusicError(MusicError::notAuthorized, QStringLiteral("Enter your password."));
 
-    Result result{SubsonicAccount{server, user, password, {}}, false};
-    // The client lives in this frame; its requests end with it.
-    auto client = std::make_unique<SubsonicClient>(result.account);
+    // The client lives in this frame; its requests end with it. What is kept is the address it
+    // reached (http:// for a local server without HTTPS when the scheme was not typed).
+    auto client = std::make_unique<SubsonicClient>(typed);
     co_await client->signIn();
+    Result result{client->account(), false};
+    result.account.httpsAssumed = false;
     client.reset();
 
     if (keeper) {

@@ -110,7 +110,9 @@ SignInWindow::~SignInWindow() = default;
 
 void SignInWindow::fill(const SubsonicAccount &account)
 {
-    m_address->setText(account.server.toString());
+    // An address given without a scheme is shown so, so that signing in from here tries HTTPS
+    // and then, on the local network, plain HTTP, as the launch did.
+    m_address->setText(account.httpsAssumed ? account.server.toString(QUrl::RemoveScheme).mid(2) : account.server.toString());
     m_user->setText(account.user);
     m_password->setFocus();
 }
@@ -148,6 +150,19 @@ void SignInWindow::applyErrorColour()
     const bool dark = palette.color(QPalette::Window).lightnessF() < 0.5;
     palette.setColor(QPalette::WindowText, dark ? QColor(255, 110, 100) : QColor(190, 20, 20));
     m_error->setPalette(palette);
+}
+
+bool SignInWindow::event(QEvent *event)
+{
+    const bool handled = QDialog::event(event);
+    if (event->type() == QEvent::LayoutRequest) {
+        // The window grows with what it shows (a note, an error, the status below the fields),
+        // wrapped at its width, rather than squeezing the fields.
+        const int needed = layout()->totalHeightForWidth(width());
+        if (height() < needed)
+            resize(width(), needed);
+    }
+    return handled;
 }
 
 void SignInWindow::changeEvent(QEvent *event)

@@ -55,6 +55,7 @@ Q_SIGNALS:
     void passwordGiven(const QString &password);
 
 protected:
+    bool event(QEvent *event) override;
     void changeEvent(QEvent *event) override;
 
 private:

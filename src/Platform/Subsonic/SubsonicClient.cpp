@@ -15,7 +15,9 @@
 #include <QNetworkReply>
 #include <QRandomGenerator>
 #include <QSslError>
+#include <algorithm>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -52,7 +54,7 @@ QString salt()
 }
 
 // What a failed transfer means for the user; the message never holds the URL.
-MusicError transferError(QNetworkReply::NetworkError code, const QUrl &server, bool timedOut)
+MusicError transferError(QNetworkReply::NetworkError code, const QUrl &server, bool timedOut, bool certificateRefused)
 {
     const QString host = hostOf(server);
     if (timedOut)
@@ -61,6 +63,8 @@ MusicError transferError(QNetworkReply::NetworkError code, const QUrl &server, b
     case QNetworkReply::HostNotFoundError:
         return MusicError(MusicError::serviceFailed, QStringLiteral("No server named %1 can be found.").arg(server.host()));
     case QNetworkReply::SslHandshakeFailedError:
+        if (!certificateRefused)
+            return MusicError(MusicError::serviceFailed, QStringLiteral("The server at %1 does not answer over HTTPS.").arg(host));
         return MusicError(MusicError::serviceFailed,
                           QStringLiteral("The certificate of the server at %1 could not be verified, so Lumevar does not "
                                          "trust it with your password.")
@@ -98,6 +102,17 @@ MusicError serverError(const ServerFailure &failure, const SubsonicAccount &acco
                                                          .arg(failure.code));
     }
 }
+
+// A TLS probe found no TLS at the address: no handshake answer in time, or an answer that is
+// not TLS (a plain HTTP server's reply to the handshake).
+class NoTlsAnswer : public std::exception {
+public:
+    const char *what() const noexcept override { return "no TLS answer"; }
+};
+
+// How long a local server may take to answer a TLS handshake before it is taken for a plain
+// HTTP one (some wait for the rest of a request that never comes).
+constexpr int tlsProbeMilliseconds = 5000;
 
 class ServerFailureError : public std::exception {
 public:
@@ -165,6 +180,13 @@ QUrl SubsonicClient::normalizedServer(const QString &typed)
     url.setFragment(QString());
     url.setUserInfo(QString());
     return url;
+}
+
+SubsonicAccount SubsonicClient::typedAccount(const QString &typedAddress, QString user, QString password)
+{
+    SubsonicAccount account{normalizedServer(typedAddress), std::move(user), std::move(password), {}};
+    account.httpsAssumed = !typedAddress.contains(QStringLiteral("://"));
+    return account;
 }
 
 bool SubsonicClient::isLocalHost(const QString &host)
@@ -272,6 +294,9 @@ QCoro::Task<void> SubsonicClient::signIn()
         forms << AuthForm::token << AuthForm::password;
     if (forms.isEmpty())
         throw MusicError(MusicError::notAuthorized, QStringLiteral("No user name was given for the server."));
+    // An assumed https:// is checked by the first request: a local server that does not speak
+    // TLS is taken at its http:// address instead.
+    bool probeTls = m_account.httpsAssumed && server.scheme() == u"https" && isLocalHost(server.host());
     for (qsizetype i = 0; i < forms.size(); ++i) {
         const bool last = i + 1 == forms.size();
         try {
@@ -279,9 +304,14 @@ QCoro::Task<void> SubsonicClient::signIn()
             const QUrlQuery none;
             const AuthForm form = forms[i];
             Reader keep = [answer](const QJsonObject &response) { *answer = response; };
-            co_await guard(send(ping, none, form, std::move(keep), TextReader()));
+            co_await guard(send(ping, none, form, std::move(keep), TextReader(), std::exchange(probeTls, false)));
             m_form = forms[i];
             break;
+        } catch (const NoTlsAnswer &) {
+            m_account.server.setScheme(QStringLiteral("http"));
+            LUMEVAR_NOTICE(Log::sync(), "The server at %@ does not answer over HTTPS; reaching it over plain HTTP, allowed on the local network only",
+                           hostOf(server));
+            --i;
         } catch (const ServerFailureError &refused) {
             const int code = refused.failure.code;
             const bool formUnknown = code == missingParameter || code == tokenNotSupported || code == mechanismNotSupported ||
@@ -337,7 +367,8 @@ QCoro::Task<QJsonObject> SubsonicClient::call(QString method, QUrlQuery paramete
     co_return std::move(*answer);
 }
 
-QCoro::Task<void> SubsonicClient::send(QString method, QUrlQuery parameters, AuthForm form, Reader read, TextReader readText)
+QCoro::Task<void> SubsonicClient::send(QString method, QUrlQuery parameters, AuthForm form, Reader read, TextReader readText,
+                                       bool probeTls)
 {
     const OwnerGuard guard(this);
     // A bounded number in flight: the others wait their turn, first come first served; an ending
@@ -362,12 +393,15 @@ QCoro::Task<void> SubsonicClient::send(QString method, QUrlQuery parameters, Aut
     for (const auto &[key, value] : credentials(form).queryItems(QUrl::FullyDecoded))
         query.addQueryItem(key, value);
     QNetworkRequest request(unsignedURL(method, query));
-    request.setTransferTimeout(m_timeoutMilliseconds);
+    request.setTransferTimeout(probeTls ? std::min(m_timeoutMilliseconds, tlsProbeMilliseconds) : m_timeoutMilliseconds);
     std::unique_ptr<QNetworkReply, void (*)(QNetworkReply *)> reply(m_network->get(request),
                                                                    [](QNetworkReply *r) { r->deleteLater(); });
     // Why a certificate was refused goes to the log (the user's message only says that it was):
     // what is wrong with it is what the server's owner needs to know.
-    connect(reply.get(), &QNetworkReply::sslErrors, this, [host = hostOf(m_account.server)](const QList<QSslError> &errors) {
+    // A certificate refused means the server does speak TLS.
+    auto certificateRefused = std::make_shared<bool>(false);
+    connect(reply.get(), &QNetworkReply::sslErrors, this, [host = hostOf(m_account.server), certificateRefused](const QList<QSslError> &errors) {
+        *certificateRefused = true;
         QStringList reasons;
         for (const QSslError &error : errors)
             reasons.append(error.errorString());
@@ -387,7 +421,11 @@ QCoro::Task<void> SubsonicClient::send(QString method, QUrlQuery parameters, Aut
     }
     if (reply->error() != QNetworkReply::NoError && status == 0) {
         const bool timedOut = reply->error() == QNetworkReply::OperationCanceledError || reply->error() == QNetworkReply::TimeoutError;
-        throw transferError(reply->error(), m_account.server, timedOut);
+        const bool notTls = timedOut || reply->error() == QNetworkReply::SslHandshakeFailedError ||
+                            reply->error() == QNetworkReply::RemoteHostClosedError;
+        if (probeTls && notTls && !*certificateRefused)
+            throw NoTlsAnswer();
+        throw transferError(reply->error(), m_account.server, timedOut, *certificateRefused);
     }
     // The answer is decoded and read on a worker once its place in flight was handed on, so that
     // the thread that paints is not held up: even an album's songs cost the main thread more to

@@ -25,6 +25,9 @@ struct SubsonicAccount {
     QString user;
     QString password; // never written anywhere; only hashed or hex-encoded into requests
     QString apiKey;   // an OpenSubsonic API key, used instead of the user and password when set
+    // The address was given without a scheme and made https://: a server on this machine or the
+    // local network that does not speak HTTPS is then reached over plain HTTP (see signIn()).
+    bool httpsAssumed = false;
 };
 
 class SubsonicClient : public QObject {
@@ -39,6 +42,8 @@ public:
     // The address the user typed, made a server root: "host[:port]" becomes https://host[:port];
     // a trailing "/rest" or "/" is dropped. Invalid when nothing usable is left.
     static QUrl normalizedServer(const QString &typed);
+    // The account of a typed address, its httpsAssumed set when the address names no scheme.
+    static SubsonicAccount typedAccount(const QString &typedAddress, QString user, QString password = {});
     // Plain HTTP is allowed only to this machine and the local network.
     static bool isLocalHost(const QString &host);
 
@@ -49,7 +54,9 @@ public:
     const QString &serverVersion() const { return m_serverVersion; }
     bool isOpenSubsonic() const { return m_openSubsonic; }
 
-    // Checks the server and the credentials (ping), choosing the form of signing in. Throws
+    // Checks the server and the credentials (ping), choosing the form of signing in. An address
+    // whose https:// was assumed, on the local network, that gets no TLS answer within a few
+    // seconds is tried again over http:// (and account() then says so). Throws
     // MusicError::notAuthorized for refused credentials, URLError for an unreachable server,
     // MusicError::serviceFailed for something that is not a Subsonic server.
     QCoro::Task<void> signIn();
@@ -91,7 +98,10 @@ public:
 private:
     void endTurn();
     QUrlQuery credentials(AuthForm form) const;
-    QCoro::Task<void> send(QString method, QUrlQuery parameters, AuthForm form, Reader read, TextReader readText);
+    // probeTls: the request finds out whether the server speaks TLS, with a short time-out, and
+    // throws NoTlsAnswer when it does not.
+    QCoro::Task<void> send(QString method, QUrlQuery parameters, AuthForm form, Reader read, TextReader readText,
+                           bool probeTls = false);
 
     SubsonicAccount m_account;
     QNetworkAccessManager *m_network;

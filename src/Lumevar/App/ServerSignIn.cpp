@@ -28,7 +28,6 @@ QCoro::Task<Result> signIn(QString address, QString user, QString password, Pass
     auto client = std::make_unique<SubsonicClient>(typed);
     co_await client->signIn();
     Result result{client->account(), false};
-    result.account.httpsAssumed = false;
     client.reset();
 
     if (keeper) {

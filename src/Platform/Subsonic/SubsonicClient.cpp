@@ -324,6 +324,8 @@ QCoro::Task<void> SubsonicClient::signIn()
                          hostOf(server), code);
         }
     }
+    // The scheme is settled: account() names the address reached.
+    m_account.httpsAssumed = false;
     m_serverVersion = answer->value(QStringLiteral("version")).toString(m_serverVersion);
     m_openSubsonic = answer->value(QStringLiteral("openSubsonic")).toBool();
     LUMEVAR_INFO(Log::sync(), "Signed in to %@ (API %@%@)", hostOf(server), m_serverVersion,

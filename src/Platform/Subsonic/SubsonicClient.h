@@ -56,7 +56,7 @@ public:
 
     // Checks the server and the credentials (ping), choosing the form of signing in. An address
     // whose https:// was assumed, on the local network, that gets no TLS answer within a few
-    // seconds is tried again over http:// (and account() then says so). Throws
+    // seconds is tried again over http://; account() then names the address reached. Throws
     // MusicError::notAuthorized for refused credentials, URLError for an unreachable server,
     // MusicError::serviceFailed for something that is not a Subsonic server.
     QCoro::Task<void> signIn();

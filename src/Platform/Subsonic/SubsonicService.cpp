@@ -410,14 +410,19 @@ std::shared_ptr<SubsonicService::Listing> SubsonicService::listing()
     if (!m_listing)
         m_listing = std::make_shared<Listing>();
     // Each use puts the drop off again: a sync slower than the wait keeps its listing.
-    m_listingDrop = Clock::shared().schedule(listingIdleSeconds, [this] { dropIdleListing(); });
+    scheduleListingDrop();
     return m_listing;
+}
+
+void SubsonicService::scheduleListingDrop()
+{
+    m_listingDrop = Clock::shared().schedule(listingIdleSeconds, [this] { dropIdleListing(); });
 }
 
 void SubsonicService::dropIdleListing()
 {
     if (m_listing && m_listing->fetching()) {
-        m_listingDrop = Clock::shared().schedule(listingIdleSeconds, [this] { dropIdleListing(); });
+        scheduleListingDrop();
         return;
     }
     m_listingDrop.reset();

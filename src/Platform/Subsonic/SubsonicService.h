@@ -116,6 +116,7 @@ private:
 
     // The listing and its lists, each fetched once in the background and awaited by any caller.
     std::shared_ptr<Listing> listing();
+    void scheduleListingDrop();
     void dropIdleListing();
     void startPlaylists(const std::shared_ptr<Listing> &listed);
     // A page of one of the listing's lists once start has fetched it whole.
